@@ -1,0 +1,57 @@
+# Thin front end over CMake: `make demo`, `make test`, `make bench`.
+# Each target first makes sure the Debian packages it needs are installed
+# (installing them when run as root, otherwise naming them and stopping).
+
+BUILD_DIR  ?= build
+ASAN_DIR   ?= build-asan
+JOBS       ?= $(shell nproc)
+CMAKE      ?= cmake
+
+BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
+TEST_PACKAGES  := libgtest-dev
+BENCH_PACKAGES := libbenchmark-dev
+
+.PHONY: all demo test bench deps-base deps-test deps-bench clean
+
+all: demo
+
+define ensure_packages
+	@missing=""; \
+	for p in $(1); do dpkg-query -W -f='$${Status}' $$p 2>/dev/null | grep -q "ok installed" || missing="$$missing $$p"; done; \
+	if [ -n "$$missing" ]; then \
+	  if [ "$$(id -u)" = 0 ]; then \
+	    echo "Installing:$$missing"; \
+	    (apt-get install -y --no-install-recommends $$missing || \
+	     (apt-get update && apt-get install -y --no-install-recommends $$missing)) || exit 1; \
+	  else \
+	    echo "Missing Debian packages:$$missing"; \
+	    echo "Install them with: sudo apt-get install$$missing"; exit 1; \
+	  fi; \
+	fi
+endef
+
+deps-base:
+	$(call ensure_packages,$(BASE_PACKAGES))
+deps-test: deps-base
+	$(call ensure_packages,$(TEST_PACKAGES))
+deps-bench: deps-base
+	$(call ensure_packages,$(BENCH_PACKAGES))
+
+demo: deps-base
+	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_TESTS=OFF
+	$(CMAKE) --build $(BUILD_DIR) --target tour -j $(JOBS)
+	./$(BUILD_DIR)/examples/tour
+
+test: deps-test
+	$(CMAKE) -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DPZ_SANITIZE=ON
+	$(CMAKE) --build $(ASAN_DIR) -j $(JOBS)
+	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  ctest --test-dir $(ASAN_DIR) --output-on-failure -j $(JOBS)
+
+bench: deps-bench
+	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF
+	$(CMAKE) --build $(BUILD_DIR) -j $(JOBS)
+	./$(BUILD_DIR)/bench/pz_bench
+
+clean:
+	rm -rf $(BUILD_DIR) $(ASAN_DIR)

@@ -1,0 +1,77 @@
+/* A tour of pzvariant: make, share and release a value of each kind. */
+#include <inttypes.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "pz_variant.h"
+
+static void say_destroyed(void *p) { printf("  owned pointer %p destroyed\n", p); }
+
+static int shared_refs = 0;
+static void *shared_ref(void *p) {
+    printf("  shared object referenced (%d references)\n", ++shared_refs);
+    return p;
+}
+static void shared_unref(void *p) {
+    printf("  shared object %p released (%d references)\n", p, --shared_refs);
+}
+
+static bool print_entry(void *key, void *value, void *user) {
+    const pz_string_t *k = (const pz_string_t *)key;
+    const pz_variant_t *v = (const pz_variant_t *)value;
+    (void)user;
+    printf("  entry \"%s\": kind '%c'\n", k->cstr, v->vt);
+    return true;
+}
+
+int main(void) {
+    printf("Scalars: one block each, the value inside the record\n");
+    pz_variant_t *flag = pz_variant_bool_new(true);
+    pz_variant_t *small = pz_variant_int8_new(-5);
+    pz_variant_t *big = pz_variant_uint64_new(UINT64_MAX);
+    pz_variant_t *ratio = pz_variant_double_new(0.25);
+    pz_variant_t *raw = pz_variant_ptr_new(&flag);
+    printf("  bool %d, int8 %d, uint64 %" PRIu64 ", double %g, ptr %p\n", flag->bool_val,
+           small->int8_val, big->uint64_val, ratio->double_val, raw->ptr_val);
+
+    printf("Sharing: references count the holders\n");
+    pz_variant_t *again = pz_variant_ref(small);
+    printf("  two holders of the same value: %s\n", again == small ? "yes" : "no");
+    pz_variant_unref(again);
+    pz_variant_int16_set(small, 300);
+    printf("  set in place to int16 %d, same address\n", small->int16_val);
+
+    printf("Strings and bytes: copies the value owns\n");
+    pz_variant_t *text = pz_variant_str_new("hello, variant");
+    const uint8_t raw_bytes[4] = {0xde, 0xad, 0xbe, 0xef};
+    pz_variant_t *bytes = vstr_buf_new(raw_bytes, sizeof raw_bytes);
+    printf("  string \"%s\" (%u bytes), byte buffer of %u bytes\n", text->str_val, text->len,
+           bytes->len);
+
+    printf("Owned and shared pointers: callbacks at the right moments\n");
+    static int resource;
+    pz_variant_t *owned = pz_variant_autoptr_new(&resource, say_destroyed);
+    pz_variant_t *shared = pz_variant_sharedptr_new(&resource, shared_ref, shared_unref);
+
+    printf("Containers: each element held by one reference of the container\n");
+    pz_variant_t *list = pz_variant_array_new();
+    pz_variant_array_append(list, text);
+    pz_variant_array_append(list, big);
+    pz_variant_array_append(list, owned);
+    pz_variant_t *record = pz_variant_dict_new();
+    pz_variant_dict_put(record, "flag", flag);
+    pz_variant_dict_put(record, "list", list);
+    pz_variant_dict_put(record, "shared", shared);
+    pz_variant_dict_put(record, "bytes", bytes);
+    printf("  array of %u, dictionary of %u, walked in insertion order:\n",
+           pz_variant_array_size(list), pz_variant_dict_size(record));
+    pz_variant_dict_foreach(record, print_entry, NULL);
+
+    printf("Releasing: our references go, the containers still hold theirs\n");
+    pz_variant_t *mine[] = {flag, small, big, ratio, raw, text, bytes, owned, shared, list};
+    for (size_t i = 0; i < sizeof mine / sizeof mine[0]; ++i) pz_variant_unref(mine[i]);
+    printf("  dropping the dictionary releases everything it holds:\n");
+    pz_variant_unref(record);
+    printf("Done.\n");
+    return 0;
+}

@@ -1,0 +1,29 @@
+/* Platform layer: the only way the library obtains memory and updates
+ * reference counts. A port to another platform supplies these four. */
+#ifndef PZ_HAL_H
+#define PZ_HAL_H
+
+#include "../basictypes.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Allocates `size` bytes aligned for a long followed by a double; null when
+ * out of memory. Contents are unspecified. */
+PZ_API void *HAL_Malloc(unsigned long size);
+
+/** Releases a block from HAL_Malloc; a null pointer is ignored. Release the
+ * text returned by pz_variant_dump with this. */
+PZ_API void HAL_Free(void *ptr);
+
+/* Add / subtract one in a single indivisible step and return the new count.
+ * Of concurrent decrements exactly one sees 0. Internal to the library. */
+long HAL_AtomicIncLong(volatile long *val);
+long HAL_AtomicDecLong(volatile long *val);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* PZ_HAL_H */

@@ -1,0 +1,61 @@
+/* Hash table from keys to values, walked in insertion order.
+ *
+ * A compact ordered design: a dense array of entries {hash, key, value} in
+ * insertion order, and a sparse index of slots pointing into it (open
+ * addressing). Insert, find and remove are O(1) on average; find and contains
+ * never allocate. Removing an entry leaves a hole that the next resize
+ * compacts, so the others keep their order. */
+#ifndef PZ_HASH_TABLE_H
+#define PZ_HASH_TABLE_H
+
+#include "basictypes.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct pz_hash_table_s pz_hash_table_t;
+
+/* A new empty table; null when out of memory. */
+pz_hash_table_t *pz_hash_table_new(pz_equal_func_pt equal, pz_hash_func_pt hash);
+
+/* Destructors called on each key and value that the table gives up (either
+ * may be null). A null table is ignored. */
+void pz_hash_table_set_dtor(pz_hash_table_t *table, pz_dtor_pt key_dtor, pz_dtor_pt value_dtor);
+
+/* Stores `value` under `key`, taking both over in every case. An equal key
+ * already present keeps its place and its stored key: the new value replaces
+ * the old one, and the old value and the new key go to the destructors.
+ * Returns false only when the table could not grow (key and value are then
+ * released through the destructors) or is null. */
+bool pz_hash_table_insert(pz_hash_table_t *table, void *key, void *value);
+
+/* The value stored under `key`, or null; nothing is kept or allocated. */
+void *pz_hash_table_find(const pz_hash_table_t *table, const void *key);
+
+/* True when an entry with an equal key exists. */
+bool pz_hash_table_contains(const pz_hash_table_t *table, const void *key);
+
+/* Removes the entry under `key`, releasing its key and value; true when there
+ * was one. */
+bool pz_hash_table_remove(pz_hash_table_t *table, const void *key);
+
+/* Releases every entry; the table stays usable. */
+void pz_hash_table_remove_all(pz_hash_table_t *table);
+
+/* Calls `fn(key, value, user)` for each entry in insertion order until it
+ * returns false. The callback may change the table; entries added or removed
+ * meanwhile may then be missed or seen, but nothing is read out of bounds. */
+void pz_hash_table_foreach(pz_hash_table_t *table, pz_key_value_pt fn, void *user);
+
+/* Number of entries; 0 for a null table. */
+unsigned int pz_hash_table_size(const pz_hash_table_t *table);
+
+/* Releases every entry and frees the table; null is ignored. */
+void pz_hash_table_free(pz_hash_table_t *table);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* PZ_HASH_TABLE_H */

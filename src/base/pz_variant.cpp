@@ -1,0 +1,183 @@
+// Value lifecycle: references, release, clearing and change of kind.
+//
+// Releasing a container releases what it holds, and that can nest to any
+// depth. Instead of recursing, a value whose last reference goes while a
+// release is already running on this thread is put on a queue and released
+// by the outermost release, in the order the references went. The queue is
+// linked through the dead values' own count slots (a count that reached zero
+// is no longer needed), so releasing never allocates and never fails.
+#include "pz_variant_internal.h"
+
+using namespace pz;
+
+/* ---------- release queue ---------- */
+
+namespace {
+
+struct release_queue {
+    pz_variant_t *head = nullptr;
+    pz_variant_t *tail = nullptr;
+    bool active = false;
+};
+
+thread_local release_queue queue;
+
+static_assert(sizeof(long) >= sizeof(pz_variant_t *), "the count slot carries the queue link");
+
+pz_variant_t *next_of(pz_variant_t *v) {
+    pz_variant_t *next;
+    std::memcpy(&next, reinterpret_cast<char *>(v) - sizeof(long), sizeof next);
+    return next;
+}
+
+void set_next(pz_variant_t *v, pz_variant_t *next) {
+    std::memcpy(reinterpret_cast<char *>(v) - sizeof(long), &next, sizeof next);
+}
+
+void enqueue(pz_variant_t *v) {
+    set_next(v, nullptr);
+    if (queue.tail != nullptr) {
+        set_next(queue.tail, v);
+    } else {
+        queue.head = v;
+    }
+    queue.tail = v;
+}
+
+// Kinds whose release can drop further references or run caller code.
+bool releases_others(char vt) {
+    return vt == vtype_array || vt == vtype_dict || vt == vtype_autoptr || vt == vtype_sharedptr;
+}
+
+// Releases what `v` holds and resets it to the empty null value. The record
+// is reset before anything is released, so that callbacks running meanwhile
+// see a consistent, empty value.
+void release_contents(pz_variant_t *v) {
+    const char vt = v->vt;
+    void *const held = v->ptr_val;
+    if (vt == vtype_autoptr) {
+        auto *rec = reinterpret_cast<v_autoptr_s *>(v);
+        const pz_dtor_pt dtor = rec->dtor;
+        rec->dtor = nullptr;
+        reset_record(v);
+        if (dtor != nullptr) dtor(held);  // a null destructor owns nothing to call
+        return;
+    }
+    if (vt == vtype_sharedptr) {
+        auto *rec = reinterpret_cast<v_sharedptr_t *>(v);
+        const pz_unref_pt unref = rec->unref;
+        rec->ref = nullptr;
+        rec->unref = nullptr;
+        reset_record(v);
+        if (unref != nullptr) unref(held);
+        return;
+    }
+    reset_record(v);
+    switch (vt) {
+        case vtype_array: {
+            auto *a = static_cast<pz_array_t *>(held);
+            if (a == nullptr) break;
+            for (size_t i = 0; i < a->len; ++i) pz_variant_unref(array_slots(a)[i]);
+            pz_array_free(a);
+            break;
+        }
+        case vtype_dict:
+            pz_hash_table_free(static_cast<pz_hash_table_t *>(held));
+            break;
+        case vtype_string:
+        case vtype_bytes:
+            HAL_Free(held);
+            break;
+        default:
+            break;
+    }
+}
+
+void destroy(pz_variant_t *v) {
+    release_contents(v);
+    pz_free_ref(v);
+}
+
+}  // namespace
+
+void pz::release_scope_enter(bool *outermost) {
+    *outermost = !queue.active;
+    queue.active = true;
+}
+
+void pz::release_scope_leave(bool outermost) {
+    if (!outermost) return;
+    // Releasing a queued value may queue more; the loop drains them all.
+    while (queue.head != nullptr) {
+        pz_variant_t *v = queue.head;
+        queue.head = next_of(v);
+        if (queue.head == nullptr) queue.tail = nullptr;
+        destroy(v);
+    }
+    queue.active = false;
+}
+
+/* ---------- public lifecycle ---------- */
+
+extern "C" {
+
+pz_variant_t *pz_variant_ref(pz_variant_t *v) {
+    if (v != nullptr) pz_atomic_ref(pz_ref_count(v));
+    return v;
+}
+
+void pz_variant_unref(pz_variant_t *v) {
+    if (v == nullptr) return;
+    // Only the exact drop to zero frees; a count driven below zero by
+    // unbalanced calls frees nothing more.
+    if (pz_atomic_unref(pz_ref_count(v)) != 0) return;
+    if (!releases_others(v->vt)) {
+        destroy(v);
+    } else if (queue.active) {
+        enqueue(v);
+    } else {
+        in_release_scope([v] { destroy(v); });
+    }
+}
+
+void pz_variant_clear(pz_variant_t *v) {
+    if (v == nullptr) return;
+    if (releases_others(v->vt)) {
+        in_release_scope([v] { release_contents(v); });
+    } else {
+        release_contents(v);
+    }
+}
+
+pz_variant_t *pz_variant_change_type(pz_variant_t *v, pz_variant_type vt) {
+    if (v == nullptr) return nullptr;
+    const char code = static_cast<char>(vt);
+    if (v->vt == code) return v;
+    pz_variant_clear(v);
+    switch (vt) {
+        case vtype_array:
+            v->vt = code;
+            v->ptr_val = pz_array_new(kElementSize, kArrayReserve);
+            return v;
+        case vtype_dict:
+            v->vt = code;
+            v->ptr_val = dict_table_new();
+            return v;
+        case vtype_autoptr:
+        case vtype_sharedptr: {
+            // A plain record has no room for the callbacks: the caller's
+            // reference moves to a new, empty record of the larger layout.
+            const bool owned = vt == vtype_autoptr;
+            pz_variant_t *replacement =
+                owned ? new_record(vtype_null, sizeof(v_autoptr_s), layout_autoptr)
+                      : new_record(vtype_null, sizeof(v_sharedptr_t), layout_sharedptr);
+            pz_variant_unref(v);
+            return replacement;
+        }
+        default:
+            v->vt = code;
+            return v;
+    }
+}
+
+}  // extern "C"

@@ -1,0 +1,311 @@
+/* pzvariant: reference-counted, dynamically typed values.
+ *
+ * A pz_variant_t holds one value of one of nineteen kinds. Every value lives
+ * in one heap block behind an atomic reference count: a function that makes
+ * a value returns a new reference (count 1) that the caller releases with
+ * pz_variant_unref; a function handed a value borrows it, and a container
+ * that keeps it takes its own reference.
+ *
+ * Threads: the library has no threads and no locks. References to one value
+ * may be taken and dropped from several threads at once; every other
+ * operation on a value or container must be serialised by the callers.
+ *
+ * Valid C11 and C++. */
+#ifndef PZ_VARIANT_H
+#define PZ_VARIANT_H
+
+#include <stdarg.h>
+
+#include "basictypes.h"
+#include "hal/pz_hal.h"
+#include "pz_string.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---------------------------------------------------------------------- */
+/* Kinds and the value record                                              */
+/* ---------------------------------------------------------------------- */
+
+/** The kinds of value; each code is one character, also the letter of the
+ * kind in pack/unpack formats. */
+typedef enum pz_variant_type_e {
+    vtype_null = 0,
+    vtype_bool = 'b',
+    vtype_int8 = 'o',
+    vtype_uint8 = 'y',
+    vtype_int16 = 'n',
+    vtype_uint16 = 'q',
+    vtype_int32 = 'i',
+    vtype_uint32 = 'u',
+    vtype_int64 = 'x',
+    vtype_uint64 = 't',
+    vtype_float = 'f',
+    vtype_double = 'd',
+    vtype_string = 'c',
+    vtype_bytes = 'm',
+    vtype_ptr = '*',
+    vtype_autoptr = 'a',
+    vtype_sharedptr = 's',
+    vtype_array = '[',
+    vtype_dict = '{'
+} pz_variant_type;
+
+/** The value record. `vt` says which union member is meaningful; members
+ * narrower than 8 bytes occupy the first bytes and the rest stay zero. */
+typedef struct pz_variant_s {
+    union {
+        bool bool_val;
+        int8_t int8_val;
+        uint8_t uint8_val;
+        int16_t int16_val;
+        uint16_t uint16_val;
+        int32_t int32_val;
+        uint32_t uint32_val;
+        int64_t int64_val;
+        uint64_t uint64_val;
+        float float_val;
+        double double_val;
+        void *ptr_val;  /* bytes, raw/owned/shared pointers, array, dict */
+        char *str_val;  /* string text, NUL-terminated, or null when empty */
+    };
+    char vt;            /* the kind, a pz_variant_type code */
+    uint8_t layout;     /* private: room for pointer callbacks in this block */
+    uint32_t len;       /* string/bytes length; 0 for the other kinds */
+} pz_variant_t;
+
+/** The deepest nesting that copies, merges and dumps accept, a scalar
+ * counting as one level and each enclosing array or dictionary as one more.
+ * A deeper value, or one that contains itself, makes them fail as they fail
+ * when out of memory. Releasing has no limit. */
+#define PZ_VARIANT_MAX_DEPTH 500
+
+/* ---------------------------------------------------------------------- */
+/* Lifecycle                                                               */
+/* ---------------------------------------------------------------------- */
+
+/** Takes one more reference on `v` and returns it (the caller's new
+ * reference); null for null. */
+PZ_API pz_variant_t *pz_variant_ref(pz_variant_t *v);
+
+/** Drops one reference; the last one clears the value and frees it. Null is
+ * ignored. Releasing is iterative: any depth of nesting is freed without
+ * recursion and without allocating. */
+PZ_API void pz_variant_unref(pz_variant_t *v);
+
+/** Releases what `v` holds and leaves it an empty value of kind vtype_null;
+ * `v` keeps its address and count. Null is ignored. */
+PZ_API void pz_variant_clear(pz_variant_t *v);
+
+/** Gives `v` kind `vt` with that kind's empty value (an array or dictionary
+ * gets new, empty storage); a `v` already of that kind is returned as it is.
+ * For vtype_autoptr and vtype_sharedptr the caller's reference to `v` is
+ * consumed and a new, empty record (kind vtype_null) is returned in its
+ * place, to be filled with pz_variant_autoptr_set / pz_variant_sharedptr_set;
+ * null when it cannot be allocated. Null `v` gives null. */
+PZ_API pz_variant_t *pz_variant_change_type(pz_variant_t *v, pz_variant_type vt);
+
+/* ---------------------------------------------------------------------- */
+/* Scalars and raw pointers                                                */
+/* ---------------------------------------------------------------------- */
+
+/* Each pz_variant_<kind>_new makes a new value holding `value` (count 1), or
+ * returns null when out of memory. Each pz_variant_<kind>_set releases what
+ * `v` held, whatever its kind, stores `value` and returns `v` (no reference
+ * added); a null `v` gives null. A raw pointer is stored as given and never
+ * owned. */
+PZ_API pz_variant_t *pz_variant_bool_new(bool value);
+PZ_API pz_variant_t *pz_variant_int8_new(int8_t value);
+PZ_API pz_variant_t *pz_variant_uint8_new(uint8_t value);
+PZ_API pz_variant_t *pz_variant_int16_new(int16_t value);
+PZ_API pz_variant_t *pz_variant_uint16_new(uint16_t value);
+PZ_API pz_variant_t *pz_variant_int32_new(int32_t value);
+PZ_API pz_variant_t *pz_variant_uint32_new(uint32_t value);
+PZ_API pz_variant_t *pz_variant_int64_new(int64_t value);
+PZ_API pz_variant_t *pz_variant_uint64_new(uint64_t value);
+PZ_API pz_variant_t *pz_variant_float_new(float value);
+PZ_API pz_variant_t *pz_variant_double_new(double value);
+PZ_API pz_variant_t *pz_variant_ptr_new(void *value);
+
+PZ_API pz_variant_t *pz_variant_bool_set(pz_variant_t *v, bool value);
+PZ_API pz_variant_t *pz_variant_int8_set(pz_variant_t *v, int8_t value);
+PZ_API pz_variant_t *pz_variant_uint8_set(pz_variant_t *v, uint8_t value);
+PZ_API pz_variant_t *pz_variant_int16_set(pz_variant_t *v, int16_t value);
+PZ_API pz_variant_t *pz_variant_uint16_set(pz_variant_t *v, uint16_t value);
+PZ_API pz_variant_t *pz_variant_int32_set(pz_variant_t *v, int32_t value);
+PZ_API pz_variant_t *pz_variant_uint32_set(pz_variant_t *v, uint32_t value);
+PZ_API pz_variant_t *pz_variant_int64_set(pz_variant_t *v, int64_t value);
+PZ_API pz_variant_t *pz_variant_uint64_set(pz_variant_t *v, uint64_t value);
+PZ_API pz_variant_t *pz_variant_float_set(pz_variant_t *v, float value);
+PZ_API pz_variant_t *pz_variant_double_set(pz_variant_t *v, double value);
+PZ_API pz_variant_t *pz_variant_ptr_set(pz_variant_t *v, void *value);
+
+/* ---------------------------------------------------------------------- */
+/* Strings and byte buffers                                                */
+/* ---------------------------------------------------------------------- */
+
+/** A new string value holding a copy of `value`; a null or empty text gives
+ * the empty string (null text, len 0). Null when out of memory. */
+PZ_API pz_variant_t *pz_variant_str_new(const char *value);
+
+/** A new string value holding the first `len` bytes of `value` (NULs
+ * included) and a terminating NUL; empty when `value` is null or `len` 0.
+ * Null when out of memory or `len` is UINT32_MAX. */
+PZ_API pz_variant_t *vstr_sized_new(const char *value, uint32_t len);
+
+/** A new string value that takes over `value` (a HAL_Malloc block holding
+ * `len` bytes; nothing is copied or added) and frees it with HAL_Free. When
+ * `value` is null or `len` 0, or on null result, the caller keeps `value`. */
+PZ_API pz_variant_t *vstr_new_owned(char *value, uint32_t len);
+
+/** A new byte-buffer value holding a copy of `len` bytes of `buf` (zero
+ * bytes when `buf` is null); empty when `len` is 0. Null when out of memory. */
+PZ_API pz_variant_t *vstr_buf_new(const uint8_t *buf, uint32_t len);
+
+/** A new byte-buffer value that takes over `buf` (a HAL_Malloc block of
+ * `len` bytes). When `buf` is null or `len` 0, or on null result, the caller
+ * keeps `buf`. */
+PZ_API pz_variant_t *vstr_buf_new_owned(uint8_t *buf, uint32_t len);
+
+/** Makes `v` a string holding a copy of `value` and returns `v`. A null
+ * `value` leaves the empty string; an empty one a one-byte text. When out of
+ * memory `v` is left the empty string. Null `v` gives null. */
+PZ_API pz_variant_t *pz_variant_str_set(pz_variant_t *v, const char *value);
+
+/** Makes `v` a byte buffer holding a copy of `len` bytes of `buf` (zero
+ * bytes when `buf` is null) and returns `v`; when out of memory `v` is left
+ * the empty byte buffer. `buf` may point into `v`'s own buffer. Null `v`
+ * gives null. */
+PZ_API pz_variant_t *vstr_buf_set(pz_variant_t *v, uint8_t *buf, uint32_t len);
+
+/** Compares the string value `v` with `value` as strcmp does: 0 when equal.
+ * An empty `value` (null or "") equals a null `v`, a vtype_null value and an
+ * empty string, and gives 1 for anything else; a `v` that is null or not a
+ * string gives 1 for a non-empty `value`. */
+PZ_API int32_t pz_variant_str_cmp(const pz_variant_t *v, const char *value);
+
+/* ---------------------------------------------------------------------- */
+/* Owned and shared pointers                                               */
+/* ---------------------------------------------------------------------- */
+
+/** A new owned-pointer value: it owns `value` and calls `dtor(value)` once,
+ * when the value is released (also for a null `value`; a null `dtor` calls
+ * nothing). Null when out of memory; the caller then still owns `value`. */
+PZ_API pz_variant_t *pz_variant_autoptr_new(void *value, pz_dtor_pt dtor);
+
+/** Releases what `v` held and makes it own `value` with `dtor`; returns `v`.
+ * Only a record made for a pointer kind (by the pointer constructors, a
+ * change of kind to a pointer kind, or the library's copies) has room for
+ * the destructor: any other `v` is left unchanged, null is returned and the
+ * caller keeps `value`. Null `v` gives null. */
+PZ_API pz_variant_t *pz_variant_autoptr_set(pz_variant_t *v, void *value, pz_dtor_pt dtor);
+
+/** A new shared-pointer value holding `ref(value)` and the two callbacks;
+ * `unref` is called once on that pointer when the value is released. A null
+ * `ref` stores `value` as it is; a null `unref` calls nothing. Null when out
+ * of memory, and `ref` has then not been called. */
+PZ_API pz_variant_t *pz_variant_sharedptr_new(void *value, pz_ref_pt ref, pz_unref_pt unref);
+
+/** Makes `v` hold `ref(value)` with the two callbacks, releasing what it
+ * held (the new reference is taken before the old one is dropped, so
+ * setting the same object again is safe); returns `v`. Only a record made
+ * for a shared pointer has room for the callbacks: any other `v` is left
+ * unchanged and null is returned, without calling `ref`. Null `v` gives
+ * null. */
+PZ_API pz_variant_t *pz_variant_sharedptr_set(pz_variant_t *v, void *value, pz_ref_pt ref,
+                                              pz_unref_pt unref);
+
+/* ---------------------------------------------------------------------- */
+/* Arrays                                                                  */
+/* ---------------------------------------------------------------------- */
+
+/* An array holds one reference on each non-null element; a slot may be
+ * null. Operations on something that is not an array with storage, and
+ * indexes at or past the end, do nothing and give 0 or null. */
+
+/** A new empty array; null when out of memory. */
+PZ_API pz_variant_t *pz_variant_array_new(void);
+
+/** The number of elements; 0 for null, other kinds and an array without
+ * storage. */
+PZ_API uint32_t pz_variant_array_size(const pz_variant_t *va);
+
+/** Stores `value` (null allowed: an empty slot) after the last element; the
+ * array takes its own reference. When the array cannot grow, nothing
+ * changes. */
+PZ_API void pz_variant_array_append(pz_variant_t *va, pz_variant_t *value);
+
+/** Stores `value` before the first element. */
+PZ_API void pz_variant_array_prepend(pz_variant_t *va, pz_variant_t *value);
+
+/** Stores `value` at `index`, moving the later elements up; an index past
+ * the end appends. */
+PZ_API void pz_variant_array_insert(pz_variant_t *va, uint32_t index, pz_variant_t *value);
+
+/** Takes out the element at `index`, moving the later ones down, and drops
+ * the array's reference on it. */
+PZ_API void pz_variant_array_remove(pz_variant_t *va, uint32_t index);
+
+/** Replaces the element at `index` with `value`; the array takes a reference
+ * on `value` before it drops the one on the old element. */
+PZ_API void pz_variant_array_set(pz_variant_t *va, uint32_t index, pz_variant_t *value);
+
+/** The element at `index` as a new reference that the caller releases; null
+ * for an empty slot or an index at or past the end. */
+PZ_API pz_variant_t *pz_variant_array_index(const pz_variant_t *va, uint32_t index);
+
+/** Drops every element and leaves the array empty, keeping its storage;
+ * returns `va` (no reference added). */
+PZ_API pz_variant_t *pz_variant_array_clear(pz_variant_t *va);
+
+/* ---------------------------------------------------------------------- */
+/* Dictionaries                                                            */
+/* ---------------------------------------------------------------------- */
+
+/* A dictionary maps non-empty text keys to values, holding one reference on
+ * each value; walks follow insertion order. A null dictionary, another
+ * kind, a dictionary without a table, or a null or empty key make an
+ * operation do nothing and give null, false or 0. */
+
+/** A new empty dictionary; null when out of memory. */
+PZ_API pz_variant_t *pz_variant_dict_new(void);
+
+/** Stores `value` under a copy of `key`, replacing any entry there; the
+ * dictionary takes its own reference and the caller keeps its own. A null
+ * `value` stores nothing. */
+PZ_API void pz_variant_dict_put(pz_variant_t *dict, const char *key, pz_variant_t *value);
+
+/** The value under `key` as a new reference that the caller releases, or
+ * null. */
+PZ_API pz_variant_t *pz_variant_dict_get(const pz_variant_t *dict, const char *key);
+
+/** True when `key` has an entry. */
+PZ_API bool pz_variant_dict_contains(const pz_variant_t *dict, const char *key);
+
+/** Calls `foreach(key, value, data)` for each entry in insertion order, the
+ * key a borrowed pz_string_t* and the value a borrowed pz_variant_t*, until
+ * it returns false. The callback must not add or remove entries. */
+PZ_API void pz_variant_dict_foreach(pz_variant_t *dict, pz_key_value_pt foreach, void *data);
+
+/** Removes the entry under `key`, dropping the dictionary's reference on its
+ * value; true when there was one. The others keep their order. */
+PZ_API bool pz_variant_dict_erase(pz_variant_t *dict, const char *key);
+
+/** The number of entries. */
+PZ_API uint32_t pz_variant_dict_size(const pz_variant_t *dict);
+
+/** Removes every entry; returns `dict` (no reference added). */
+PZ_API pz_variant_t *pz_variant_dict_clear(pz_variant_t *dict);
+
+/** The dictionary under `key` as a new reference, made and stored there when
+ * the key is absent; null when the key holds a value of another kind (which
+ * stays stored) or when out of memory. When `dict` or `key` is unusable, a
+ * new dictionary attached to nothing is returned. */
+PZ_API pz_variant_t *vdict_child(pz_variant_t *dict, const char *key);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* PZ_VARIANT_H */

@@ -1,0 +1,81 @@
+// Array values: an ordered run of element pointers in a pz_array_t, one
+// reference held per non-null element. Every operation checks that it was
+// given an array with storage and that the index is in range.
+#include "pz_variant_internal.h"
+
+using namespace pz;
+
+namespace {
+
+// Runs a storage call that adds one slot holding `value`; the array takes
+// its reference only when the slot was really added.
+template <class Grow>
+void add_slot(pz_variant_t *va, pz_variant_t *value, Grow grow) {
+    pz_array_t *a = array_of(va);
+    if (a == nullptr) return;
+    const size_t before = a->len;
+    a = grow(a);
+    va->ptr_val = a;
+    if (a->len != before) pz_variant_ref(value);
+}
+
+}  // namespace
+
+extern "C" {
+
+pz_variant_t *pz_variant_array_new(void) {
+    pz_variant_t *va = new_record(vtype_array);
+    if (va != nullptr) va->ptr_val = pz_array_new(kElementSize, kArrayReserve);
+    return va;
+}
+
+uint32_t pz_variant_array_size(const pz_variant_t *va) {
+    const pz_array_t *a = array_of(va);
+    return a != nullptr ? static_cast<uint32_t>(a->len) : 0;
+}
+
+void pz_variant_array_append(pz_variant_t *va, pz_variant_t *value) {
+    add_slot(va, value, [&](pz_array_t *a) { return pz_array_append_vals(a, &value, 1); });
+}
+
+void pz_variant_array_prepend(pz_variant_t *va, pz_variant_t *value) {
+    add_slot(va, value, [&](pz_array_t *a) { return pz_array_prepend_vals(a, &value, 1); });
+}
+
+void pz_variant_array_insert(pz_variant_t *va, uint32_t index, pz_variant_t *value) {
+    add_slot(va, value, [&](pz_array_t *a) { return pz_array_insert_vals(a, index, &value, 1); });
+}
+
+void pz_variant_array_remove(pz_variant_t *va, uint32_t index) {
+    pz_array_t *a = array_of(va);
+    if (a == nullptr || index >= a->len) return;
+    pz_variant_t *gone = array_slots(a)[index];
+    va->ptr_val = pz_array_remove_index(a, index);
+    pz_variant_unref(gone);
+}
+
+void pz_variant_array_set(pz_variant_t *va, uint32_t index, pz_variant_t *value) {
+    pz_array_t *a = array_of(va);
+    if (a == nullptr || index >= a->len) return;
+    // The new reference first, so that setting a slot to the element it
+    // already holds never frees that element.
+    pz_variant_t *old = array_slots(a)[index];
+    array_slots(a)[index] = pz_variant_ref(value);
+    pz_variant_unref(old);
+}
+
+pz_variant_t *pz_variant_array_index(const pz_variant_t *va, uint32_t index) {
+    return pz_variant_ref(array_at(va, index));
+}
+
+pz_variant_t *pz_variant_array_clear(pz_variant_t *va) {
+    pz_array_t *a = array_of(va);
+    if (a == nullptr) return va;
+    in_release_scope([a] {
+        for (size_t i = 0; i < a->len; ++i) pz_variant_unref(array_slots(a)[i]);
+    });
+    va->ptr_val = pz_array_set_size(a, 0);
+    return va;
+}
+
+}  // extern "C"

@@ -1,0 +1,83 @@
+// Dictionary values: a pz_hash_table_t from pz_string_t keys to values, one
+// reference held per entry. Lookups wrap the caller's key without copying
+// it, so a get allocates nothing.
+#include "pz_variant_internal.h"
+
+using namespace pz;
+
+namespace {
+
+void unref_value(void *value) { pz_variant_unref(static_cast<pz_variant_t *>(value)); }
+
+// The value under `key`, borrowed; the dictionary test must have passed.
+pz_variant_t *find(const pz_variant_t *dict, const char *key) {
+    const pz_string_t lookup = pz_string_borrow(key, std::strlen(key));
+    return static_cast<pz_variant_t *>(pz_hash_table_find(dict_of(dict), &lookup));
+}
+
+}  // namespace
+
+pz_hash_table_t *pz::dict_table_new() {
+    pz_hash_table_t *table = pz_hash_table_new(pz_string_equal, pz_string_hash);
+    pz_hash_table_set_dtor(table, pz_string_unref, unref_value);
+    return table;
+}
+
+extern "C" {
+
+pz_variant_t *pz_variant_dict_new(void) {
+    pz_variant_t *dict = new_record(vtype_dict);
+    if (dict != nullptr) dict->ptr_val = dict_table_new();
+    return dict;
+}
+
+void pz_variant_dict_put(pz_variant_t *dict, const char *key, pz_variant_t *value) {
+    if (!dict_test(dict, key) || value == nullptr) return;
+    pz_string_t *stored_key = pz_string_new(key);
+    if (stored_key == nullptr) return;  // out of memory: nothing stored
+    // The reference is taken before the table sees the value, so putting the
+    // value already stored under the key never frees it. The table takes
+    // over the key and the reference even when it cannot grow.
+    pz_hash_table_insert(dict_of(dict), stored_key, pz_variant_ref(value));
+}
+
+pz_variant_t *pz_variant_dict_get(const pz_variant_t *dict, const char *key) {
+    return dict_test(dict, key) ? pz_variant_ref(find(dict, key)) : nullptr;
+}
+
+bool pz_variant_dict_contains(const pz_variant_t *dict, const char *key) {
+    return dict_test(dict, key) && find(dict, key) != nullptr;
+}
+
+void pz_variant_dict_foreach(pz_variant_t *dict, pz_key_value_pt foreach, void *data) {
+    pz_hash_table_t *table = dict_of(dict);
+    if (table != nullptr && foreach != nullptr) pz_hash_table_foreach(table, foreach, data);
+}
+
+bool pz_variant_dict_erase(pz_variant_t *dict, const char *key) {
+    if (!dict_test(dict, key)) return false;
+    const pz_string_t lookup = pz_string_borrow(key, std::strlen(key));
+    return pz_hash_table_remove(dict_of(dict), &lookup);
+}
+
+uint32_t pz_variant_dict_size(const pz_variant_t *dict) {
+    return pz_hash_table_size(dict_of(dict));
+}
+
+pz_variant_t *pz_variant_dict_clear(pz_variant_t *dict) {
+    pz_hash_table_t *table = dict_of(dict);
+    if (table != nullptr) in_release_scope([table] { pz_hash_table_remove_all(table); });
+    return dict;
+}
+
+pz_variant_t *vdict_child(pz_variant_t *dict, const char *key) {
+    if (dict_test(dict, key)) {
+        pz_variant_t *found = find(dict, key);
+        if (found != nullptr) return found->vt == vtype_dict ? pz_variant_ref(found) : nullptr;
+    }
+    pz_variant_t *child = pz_variant_dict_new();
+    pz_variant_dict_put(dict, key, child);
+    return child;
+}
+
+}  // extern "C"

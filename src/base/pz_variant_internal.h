@@ -1,0 +1,145 @@
+// Private to the library: the larger records of the pointer kinds, the
+// block layouts, raw access to the value union, and the container helpers
+// shared by the source files.
+#ifndef PZ_VARIANT_INTERNAL_H
+#define PZ_VARIANT_INTERNAL_H
+
+#include <cstring>
+#include <type_traits>
+
+#include "pz_array.h"
+#include "pz_hash_table.h"
+#include "pz_memory.h"
+#include "pz_string.h"
+#include "pz_variant.h"
+
+// The owned-pointer record: the value record, then the destructor.
+struct v_autoptr_s {
+    pz_variant_t base;
+    pz_dtor_pt dtor;
+};
+
+// The shared-pointer record: the value record, then the two callbacks.
+typedef struct v_sharedptr_s {
+    pz_variant_t base;
+    pz_ref_pt ref;
+    pz_unref_pt unref;
+} v_sharedptr_t;
+
+namespace pz {
+
+// Which record a block was allocated with, kept in pz_variant_t::layout so
+// that a setter never writes callbacks past the end of a plain record.
+enum record_layout : uint8_t { layout_plain = 0, layout_autoptr = 1, layout_sharedptr = 2 };
+
+// A value is one block: the count, then the record. The union is 8 bytes
+// and holds every kind; containers store 8-byte element pointers.
+static_assert(sizeof(long) == 8 && sizeof(void *) == 8, "64-bit platform expected");
+static_assert(sizeof(pz_variant_t) == 16, "union 8 + kind 1 + layout 1 + len 4, padded");
+static_assert(sizeof(long) + sizeof(pz_variant_t) == 24, "plain block size");
+static_assert(sizeof(long) + sizeof(v_autoptr_s) == 32, "owned-pointer block size");
+static_assert(sizeof(long) + sizeof(v_sharedptr_t) == 40, "shared-pointer block size");
+inline constexpr unsigned long kElementSize = sizeof(pz_variant_t *);
+inline constexpr unsigned long kArrayReserve = 8;
+
+// A new zero-filled counted record of kind `vt` in a block of `size` bytes;
+// null when out of memory.
+inline pz_variant_t *new_record(char vt, size_t size = sizeof(pz_variant_t),
+                                record_layout layout = layout_plain) {
+    auto *v = static_cast<pz_variant_t *>(pz_zalloc_ref(size));
+    if (v != nullptr) {
+        v->vt = vt;
+        v->layout = layout;
+    }
+    return v;
+}
+
+// Reads and writes the union through its first sizeof(T) bytes, which is
+// what every member occupies. A bool is read as "first byte non-zero" so
+// that any byte pattern is a valid bool.
+template <class T>
+inline T load(const pz_variant_t *v) {
+    if constexpr (std::is_same_v<T, bool>) {
+        uint8_t byte;
+        std::memcpy(&byte, v, 1);
+        return byte != 0;
+    } else {
+        T value;
+        std::memcpy(&value, v, sizeof value);
+        return value;
+    }
+}
+
+template <class T>
+inline void store(pz_variant_t *v, T value) {
+    std::memcpy(v, &value, sizeof value);
+}
+
+inline void reset_record(pz_variant_t *v) {
+    v->uint64_val = 0;
+    v->vt = vtype_null;
+    v->len = 0;
+}
+
+// --- arrays ---------------------------------------------------------------
+
+// The storage of an array value, or null for anything else.
+inline pz_array_t *array_of(const pz_variant_t *v) {
+    return v != nullptr && v->vt == vtype_array ? static_cast<pz_array_t *>(v->ptr_val) : nullptr;
+}
+
+inline pz_variant_t **array_slots(const pz_array_t *a) {
+    return reinterpret_cast<pz_variant_t **>(a->data);
+}
+
+// The element at `index`, bounds-checked; null for an empty slot, an index
+// out of range or a value that is not an array with storage.
+inline pz_variant_t *array_at(const pz_variant_t *va, uint32_t index) {
+    const pz_array_t *a = array_of(va);
+    return a != nullptr && index < a->len ? array_slots(a)[index] : nullptr;
+}
+
+// --- dictionaries -----------------------------------------------------------
+
+// The table of a dictionary value, or null for anything else.
+inline pz_hash_table_t *dict_of(const pz_variant_t *v) {
+    return v != nullptr && v->vt == vtype_dict ? static_cast<pz_hash_table_t *>(v->ptr_val)
+                                               : nullptr;
+}
+
+// The guard of the keyed dictionary operations.
+inline bool dict_test(const pz_variant_t *dict, const char *key) {
+    return dict_of(dict) != nullptr && !pz_cstr_empty(key);
+}
+
+// A new table made the one way every dictionary table is made: string keys
+// released with pz_string_unref, values with pz_variant_unref. Null when out
+// of memory.
+pz_hash_table_t *dict_table_new();
+
+// --- nesting ----------------------------------------------------------------
+
+// True when `v` nests at most `max_levels` deep (a scalar or empty slot is
+// one level, each enclosing container one more) and no container contains
+// itself. The walk recurses at most `max_levels` deep.
+bool nesting_within(const pz_variant_t *v, int max_levels);
+
+// --- release ------------------------------------------------------------------
+
+// Runs `body` (which may drop many references) so that values whose last
+// reference goes meanwhile are released after it, one at a time, instead of
+// recursively: nesting depth never costs stack.
+void release_scope_enter(bool *outermost);
+void release_scope_leave(bool outermost);
+
+template <class F>
+inline void in_release_scope(F body) {
+    bool outermost;
+    release_scope_enter(&outermost);
+    body();
+    release_scope_leave(outermost);
+}
+
+}  // namespace pz
+
+#endif  // PZ_VARIANT_INTERNAL_H

@@ -1,0 +1,78 @@
+// Shared test fixture: every test starts with fresh HAL counters and ends by
+// checking that it leaked no block.
+#ifndef PZ_TEST_H
+#define PZ_TEST_H
+
+#include <gtest/gtest.h>
+
+#include "counting_hal.h"
+
+class LeakCheckedTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        hal_counts_reset();
+        live_at_start_ = hal_live_blocks();
+    }
+    void TearDown() override {
+        hal_fail_nth(0, 0);
+        EXPECT_EQ(hal_live_blocks(), live_at_start_) << "blocks leaked by this test";
+    }
+
+private:
+    long live_at_start_ = 0;
+};
+
+// Runs `op` with the 1st, 2nd, 3rd ... allocation failing until a run
+// completes with no failure. After each run `op` must have released all it
+// made; a leak fails the test at that failure point. Returns the number of
+// failing runs, so that a test can check the operation allocated at all.
+template <class Op>
+int sweep_alloc_failures(Op op) {
+    int failing_runs = 0;
+    for (long n = 1;; ++n) {
+        const long live_before = hal_live_blocks();
+        hal_fail_nth(n, 0);
+        const long failed_before = hal_failed_mallocs();
+        op();
+        const bool failed = hal_failed_mallocs() != failed_before;
+        hal_fail_nth(0, 0);
+        EXPECT_EQ(hal_live_blocks(), live_before) << "leak when allocation " << n << " fails";
+        if (!failed) break;
+        ++failing_runs;
+    }
+    return failing_runs;
+}
+
+#endif  // PZ_TEST_H
+
+#include "pz_memory.h"
+#include "pz_variant.h"
+
+// The reference count of a live value.
+inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
+
+// Counts the callbacks of owned and shared pointers. Tests reset it first.
+struct CallbackLog {
+    static inline int dtor_calls = 0;
+    static inline int ref_calls = 0;
+    static inline int unref_calls = 0;
+    static inline void *last_dtor_arg = nullptr;
+    static inline void *last_unref_arg = nullptr;
+
+    static void reset() {
+        dtor_calls = ref_calls = unref_calls = 0;
+        last_dtor_arg = last_unref_arg = nullptr;
+    }
+    static void dtor(void *p) {
+        ++dtor_calls;
+        last_dtor_arg = p;
+    }
+    static void *ref(void *p) {
+        ++ref_calls;
+        return p;
+    }
+    static void unref(void *p) {
+        ++unref_calls;
+        last_unref_arg = p;
+    }
+};
