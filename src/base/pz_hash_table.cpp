@@ -1,0 +1,229 @@
+// Compact ordered hash table.
+//
+// Entries {key, value, hash} sit in a dense array in insertion order; a
+// sparse index of int32 slots, probed by open addressing, points into it.
+// Walks follow the dense array, so they see insertion order. Removing an
+// entry marks its slot DUMMY and leaves a hole in the dense array; the next
+// resize compacts. The stored hash means a resize never rehashes a key.
+// Keys are never null: a null key marks a hole.
+#include "pz_hash_table.h"
+
+#include <cstring>
+
+#include "pz_memory.h"
+
+namespace {
+
+struct entry {
+    void *key;
+    void *value;
+    uint32_t hash;
+};
+
+constexpr int32_t kEmpty = -1;
+constexpr int32_t kDummy = -2;
+constexpr uint32_t kMinSlots = 8;
+
+// Two thirds of the slots may be used, which keeps probe runs short.
+constexpr uint32_t usable_for(uint32_t slots) { return slots * 2 / 3; }
+
+}  // namespace
+
+struct pz_hash_table_s {
+    pz_equal_func_pt equal;
+    pz_hash_func_pt hash;
+    pz_dtor_pt key_dtor;
+    pz_dtor_pt value_dtor;
+    entry *entries;   // dense array; null until the first insert
+    int32_t *index;   // mask + 1 slots, in the same block after the entries
+    uint32_t mask;
+    uint32_t used;    // dense entries in use, holes included
+    uint32_t usable;  // dense capacity
+    uint32_t size;    // live entries
+};
+
+namespace {
+
+struct probe {
+    uint32_t slot;  // where the key is, or the empty slot that ends its run
+    int32_t ix;     // its entry, or kEmpty
+};
+
+probe lookup(const pz_hash_table_t *t, const void *key, uint32_t hash) {
+    uint32_t i = hash & t->mask;
+    uint32_t perturb = hash;
+    for (;;) {
+        const int32_t ix = t->index[i];
+        if (ix == kEmpty) return {i, kEmpty};
+        if (ix >= 0) {
+            const entry &e = t->entries[ix];
+            if (e.hash == hash && (e.key == key || t->equal(e.key, key))) return {i, ix};
+        }
+        perturb >>= 5;
+        i = (i * 5 + perturb + 1) & t->mask;
+    }
+}
+
+uint32_t empty_slot(const pz_hash_table_t *t, uint32_t hash) {
+    uint32_t i = hash & t->mask;
+    uint32_t perturb = hash;
+    while (t->index[i] != kEmpty) {
+        perturb >>= 5;
+        i = (i * 5 + perturb + 1) & t->mask;
+    }
+    return i;
+}
+
+// Moves the live entries, in order, into new storage sized for about half
+// again as many; false (the table untouched) when out of memory.
+bool resize(pz_hash_table_t *t) {
+    const uint64_t wanted = static_cast<uint64_t>(t->size) + t->size / 2 + 1;
+    uint64_t slots = kMinSlots;
+    while (usable_for(static_cast<uint32_t>(slots)) < wanted) {
+        slots *= 2;
+        if (slots > (1ull << 31)) return false;
+    }
+    const uint32_t usable = usable_for(static_cast<uint32_t>(slots));
+    const size_t entry_bytes = sizeof(entry) * usable;
+    void *block = HAL_Malloc(static_cast<unsigned long>(entry_bytes + sizeof(int32_t) * slots));
+    if (block == nullptr) return false;
+
+    auto *entries = static_cast<entry *>(block);
+    uint32_t n = 0;
+    for (uint32_t i = 0; i < t->used; ++i) {
+        if (t->entries[i].key != nullptr) entries[n++] = t->entries[i];
+    }
+    HAL_Free(t->entries);
+    t->entries = entries;
+    t->index = reinterpret_cast<int32_t *>(static_cast<char *>(block) + entry_bytes);
+    std::memset(t->index, 0xFF, sizeof(int32_t) * slots);  // every slot kEmpty
+    t->mask = static_cast<uint32_t>(slots - 1);
+    t->used = n;
+    t->usable = usable;
+    for (uint32_t i = 0; i < n; ++i) t->index[empty_slot(t, entries[i].hash)] = static_cast<int32_t>(i);
+    return true;
+}
+
+void release(const pz_hash_table_t *t, void *key, void *value) {
+    if (t->key_dtor != nullptr) t->key_dtor(key);
+    if (t->value_dtor != nullptr) t->value_dtor(value);
+}
+
+// Empties the table and releases what it held. The entries are detached
+// first, so a destructor that reaches this table finds it empty and whole.
+void release_all(pz_hash_table_t *t) {
+    entry *entries = t->entries;
+    const uint32_t used = t->used;
+    const pz_dtor_pt key_dtor = t->key_dtor;
+    const pz_dtor_pt value_dtor = t->value_dtor;
+    t->entries = nullptr;
+    t->index = nullptr;
+    t->mask = t->used = t->usable = t->size = 0;
+    for (uint32_t i = 0; i < used; ++i) {
+        if (entries[i].key == nullptr) continue;
+        if (key_dtor != nullptr) key_dtor(entries[i].key);
+        if (value_dtor != nullptr) value_dtor(entries[i].value);
+    }
+    HAL_Free(entries);
+}
+
+}  // namespace
+
+extern "C" {
+
+pz_hash_table_t *pz_hash_table_new(pz_equal_func_pt equal, pz_hash_func_pt hash) {
+    if (equal == nullptr || hash == nullptr) return nullptr;
+    auto *t = static_cast<pz_hash_table_t *>(pz_zalloc(sizeof(pz_hash_table_t)));
+    if (t != nullptr) {
+        t->equal = equal;
+        t->hash = hash;
+    }
+    return t;
+}
+
+void pz_hash_table_set_dtor(pz_hash_table_t *table, pz_dtor_pt key_dtor, pz_dtor_pt value_dtor) {
+    if (table == nullptr) return;
+    table->key_dtor = key_dtor;
+    table->value_dtor = value_dtor;
+}
+
+bool pz_hash_table_insert(pz_hash_table_t *table, void *key, void *value) {
+    if (table == nullptr) return false;
+    if (key == nullptr) {
+        release(table, key, value);
+        return false;
+    }
+    const uint32_t hash = table->hash(key);
+    if (table->entries != nullptr) {
+        const probe p = lookup(table, key, hash);
+        if (p.ix >= 0) {
+            // The stored key keeps its place; the new key and old value go.
+            entry &e = table->entries[p.ix];
+            void *old = e.value;
+            e.value = value;
+            release(table, key, old);
+            return true;
+        }
+    }
+    if (table->used == table->usable && !resize(table)) {
+        release(table, key, value);
+        return false;
+    }
+    const uint32_t ix = table->used++;
+    table->entries[ix] = entry{key, value, hash};
+    table->index[empty_slot(table, hash)] = static_cast<int32_t>(ix);
+    ++table->size;
+    return true;
+}
+
+void *pz_hash_table_find(const pz_hash_table_t *table, const void *key) {
+    if (table == nullptr || table->size == 0 || key == nullptr) return nullptr;
+    const probe p = lookup(table, key, table->hash(key));
+    return p.ix >= 0 ? table->entries[p.ix].value : nullptr;
+}
+
+bool pz_hash_table_contains(const pz_hash_table_t *table, const void *key) {
+    if (table == nullptr || table->size == 0 || key == nullptr) return false;
+    return lookup(table, key, table->hash(key)).ix >= 0;
+}
+
+bool pz_hash_table_remove(pz_hash_table_t *table, const void *key) {
+    if (table == nullptr || table->size == 0 || key == nullptr) return false;
+    const probe p = lookup(table, key, table->hash(key));
+    if (p.ix < 0) return false;
+    entry &e = table->entries[p.ix];
+    void *old_key = e.key;
+    void *old_value = e.value;
+    e.key = nullptr;
+    e.value = nullptr;
+    table->index[p.slot] = kDummy;
+    --table->size;
+    release(table, old_key, old_value);  // last: it may run arbitrary code
+    return true;
+}
+
+void pz_hash_table_remove_all(pz_hash_table_t *table) {
+    if (table != nullptr) release_all(table);
+}
+
+void pz_hash_table_foreach(pz_hash_table_t *table, pz_key_value_pt fn, void *user) {
+    if (table == nullptr || fn == nullptr) return;
+    // Storage and bounds are read afresh each step: the callback may change
+    // the table.
+    for (uint32_t i = 0; i < table->used; ++i) {
+        const entry e = table->entries[i];
+        if (e.key != nullptr && !fn(e.key, e.value, user)) break;
+    }
+}
+
+unsigned int pz_hash_table_size(const pz_hash_table_t *table) {
+    return table != nullptr ? table->size : 0;
+}
+
+void pz_hash_table_free(pz_hash_table_t *table) {
+    if (table == nullptr) return;
+    release_all(table);
+    HAL_Free(table);
+}
+
+}  // extern "C"
