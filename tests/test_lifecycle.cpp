@@ -1,4 +1,6 @@
 // Reference counting, clearing and change of kind.
+#include <pthread.h>
+
 #include "pz_test.h"
 
 namespace {
@@ -133,14 +135,15 @@ TEST_F(Lifecycle, ChangeTypeSurvivesAllocationFailure) {
     });
 }
 
-// Deeply nested values are released without recursion: this chain would
-// overflow the stack of a recursive release.
-TEST_F(Lifecycle, DeepNestingIsReleasedIteratively) {
-    constexpr int kDepth = 200000;
+// A chain of `depth` containers, alternating arrays and dictionaries, whose
+// innermost holds an owned pointer that logs its destruction.
+pz_variant_t *nested_chain(int depth) {
     pz_variant_t *outer = pz_variant_array_new();
     pz_variant_t *cur = outer;
-    for (int i = 0; i < kDepth; ++i) {
-        pz_variant_t *next = (i % 2 == 0) ? pz_variant_dict_new() : pz_variant_array_new();
+    for (int i = 0; i <= depth; ++i) {
+        pz_variant_t *next = i == depth ? pz_variant_autoptr_new(nullptr, CallbackLog::dtor)
+                             : i % 2 == 0 ? pz_variant_dict_new()
+                                          : pz_variant_array_new();
         if (cur->vt == vtype_array) {
             pz_variant_array_append(cur, next);
         } else {
@@ -149,14 +152,26 @@ TEST_F(Lifecycle, DeepNestingIsReleasedIteratively) {
         pz_variant_unref(next);
         cur = next;
     }
-    pz_variant_t *leaf = pz_variant_autoptr_new(nullptr, CallbackLog::dtor);
-    if (cur->vt == vtype_array) {
-        pz_variant_array_append(cur, leaf);
-    } else {
-        pz_variant_dict_put(cur, "k", leaf);
-    }
-    pz_variant_unref(leaf);
-    pz_variant_unref(outer);
+    return outer;
+}
+
+// Releasing is iterative and allocates nothing: a million nested containers
+// go from a thread with a 256 KiB stack while every allocation fails.
+TEST_F(Lifecycle, DeepNestingIsReleasedOnASmallStackWithoutMemory) {
+    pz_variant_t *chain = nested_chain(1000000);
+    pthread_attr_t attr;
+    pthread_attr_init(&attr);
+    pthread_attr_setstacksize(&attr, 256 * 1024);
+    pthread_t thread;
+    auto release = [](void *v) -> void * {
+        hal_fail_nth(1, 1);
+        pz_variant_unref(static_cast<pz_variant_t *>(v));
+        hal_fail_nth(0, 0);
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attr, release, chain), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attr);
     EXPECT_EQ(CallbackLog::dtor_calls, 1);
 }
 
