@@ -4,14 +4,17 @@
 
 BUILD_DIR  ?= build
 ASAN_DIR   ?= build-asan
+TSAN_DIR   ?= build-tsan
+GRIND_DIR  ?= build-memcheck
 JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
 
 BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev
 BENCH_PACKAGES := libbenchmark-dev
+GRIND_PACKAGES := valgrind
 
-.PHONY: all demo test bench deps-base deps-test deps-bench clean
+.PHONY: all demo test memcheck bench deps-base deps-test deps-bench deps-grind clean
 
 all: demo
 
@@ -36,6 +39,8 @@ deps-test: deps-base
 	$(call ensure_packages,$(TEST_PACKAGES))
 deps-bench: deps-base
 	$(call ensure_packages,$(BENCH_PACKAGES))
+deps-grind: deps-test
+	$(call ensure_packages,$(GRIND_PACKAGES))
 
 demo: deps-base
 	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_TESTS=OFF
@@ -47,6 +52,16 @@ test: deps-test
 	$(CMAKE) --build $(ASAN_DIR) -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir $(ASAN_DIR) --output-on-failure -j $(JOBS)
+	$(CMAKE) -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_TSAN=ON -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) --build $(TSAN_DIR) -j $(JOBS)
+	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir $(TSAN_DIR) --output-on-failure
+
+# The suite under valgrind's memcheck, which also sees inside Debian's cJSON.
+memcheck: deps-grind
+	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) --build $(GRIND_DIR) --target pz_tests -j $(JOBS)
+	valgrind --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite,indirect \
+	  ./$(GRIND_DIR)/tests/pz_tests --gtest_brief=1
 
 bench: deps-bench
 	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF
@@ -54,4 +69,4 @@ bench: deps-bench
 	./$(BUILD_DIR)/bench/pz_bench
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR)
