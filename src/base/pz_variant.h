@@ -106,6 +106,13 @@ PZ_API void pz_variant_clear(pz_variant_t *v);
  * null when it cannot be allocated. Null `v` gives null. */
 PZ_API pz_variant_t *pz_variant_change_type(pz_variant_t *v, pz_variant_type vt);
 
+/** True when `a` and `b` are the same kind holding the same value: numbers
+ * by bit pattern, strings and byte buffers by content, pointers by address,
+ * arrays element by element and dictionaries entry by entry (in any order).
+ * Two nulls are equal. A value nested deeper than PZ_VARIANT_MAX_DEPTH, or
+ * containing itself, is equal to nothing. */
+PZ_API bool pz_variant_equal(const pz_variant_t *a, const pz_variant_t *b);
+
 /* ---------------------------------------------------------------------- */
 /* Scalars and raw pointers                                                */
 /* ---------------------------------------------------------------------- */
