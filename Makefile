@@ -14,7 +14,9 @@ TEST_PACKAGES  := libgtest-dev
 BENCH_PACKAGES := libbenchmark-dev
 GRIND_PACKAGES := valgrind
 
-.PHONY: all demo test memcheck bench deps-base deps-test deps-bench deps-grind clean
+PREFIX     ?= /usr/local
+
+.PHONY: all demo test memcheck bench install deps-base deps-test deps-bench deps-grind clean
 
 all: demo
 
@@ -67,6 +69,13 @@ bench: deps-bench
 	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF
 	$(CMAKE) --build $(BUILD_DIR) -j $(JOBS)
 	./$(BUILD_DIR)/bench/pz_bench
+
+# Static and shared libraries, headers under include/pzvariant, CMake and
+# pkg-config packages, into $(PREFIX).
+install: deps-base
+	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_TESTS=OFF -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	$(CMAKE) --build $(BUILD_DIR) -j $(JOBS)
+	$(CMAKE) --install $(BUILD_DIR)
 
 clean:
 	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR)
