@@ -13,10 +13,11 @@ BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev
 BENCH_PACKAGES := libbenchmark-dev
 GRIND_PACKAGES := valgrind
+DOCS_PACKAGES  := doxygen
 
 PREFIX     ?= /usr/local
 
-.PHONY: all demo test memcheck bench install deps-base deps-test deps-bench deps-grind clean
+.PHONY: all demo test memcheck bench install docs deps-base deps-test deps-bench deps-grind clean
 
 all: demo
 
@@ -41,6 +42,8 @@ deps-test: deps-base
 	$(call ensure_packages,$(TEST_PACKAGES))
 deps-bench: deps-base
 	$(call ensure_packages,$(BENCH_PACKAGES))
+deps-docs:
+	$(call ensure_packages,$(DOCS_PACKAGES))
 deps-grind: deps-test
 	$(call ensure_packages,$(GRIND_PACKAGES))
 
@@ -70,6 +73,12 @@ bench: deps-bench
 	$(CMAKE) --build $(BUILD_DIR) -j $(JOBS)
 	./$(BUILD_DIR)/bench/pz_bench
 
+# HTML API reference of the public headers in build-docs/html.
+docs: deps-docs
+	./tests/check_docs.sh src/base/pz_variant.h src/base/pz_string.h src/base/hal/pz_hal.h
+	doxygen Doxyfile
+	@echo "API reference: build-docs/html/index.html"
+
 # Static and shared libraries, headers under include/pzvariant, CMake and
 # pkg-config packages, into $(PREFIX).
 install: deps-base
@@ -78,4 +87,4 @@ install: deps-base
 	$(CMAKE) --install $(BUILD_DIR)
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR) build-docs
