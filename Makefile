@@ -49,8 +49,9 @@ deps-grind: deps-test
 
 demo: deps-base
 	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_TESTS=OFF
-	$(CMAKE) --build $(BUILD_DIR) --target tour -j $(JOBS)
+	$(CMAKE) --build $(BUILD_DIR) --target tour tour_cpp -j $(JOBS)
 	./$(BUILD_DIR)/examples/tour
+	./$(BUILD_DIR)/examples/tour_cpp
 
 test: deps-test
 	$(CMAKE) -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DPZ_SANITIZE=ON
