@@ -311,6 +311,57 @@ PZ_API pz_variant_t *pz_variant_dict_clear(pz_variant_t *dict);
  * new dictionary attached to nothing is returned. */
 PZ_API pz_variant_t *vdict_child(pz_variant_t *dict, const char *key);
 
+/* ---------------------------------------------------------------------- */
+/* Format-driven building and reading                                      */
+/* ---------------------------------------------------------------------- */
+
+/* A format is a string of type letters, one element per byte, no byte
+ * skipped. Appending reads each letter's arguments at their promoted widths
+ * (an int for b o y n q, a double for f, int32/uint32 for i u, int64/uint64
+ * for x t, const char* for c, void* for *) and makes one element of the
+ * letter's kind; "a" reads a void* and a pz_dtor_pt (an owned pointer), "s" a
+ * void* and a pz_ref_pt and a pz_unref_pt (a shared pointer, `ref` called
+ * once). Every other byte ("m", "[", "{" included) reads nothing and appends
+ * an empty slot, as does a letter whose element cannot be made (its
+ * arguments are read all the same). So letter n always matches the n-th
+ * element the call appended. */
+
+/** Appends one element per letter of `fmt` to the array `va`, made from the
+ * arguments that follow. Nothing happens (and nothing is read) when `va` is
+ * not an array with storage or `fmt` is null or empty. */
+PZ_API void pz_variant_array_append_vals(pz_variant_t *va, const char *fmt, ...);
+
+/** As pz_variant_array_append_vals, with the format as the first argument
+ * of `args`. Reads from a copy of `args`; the caller still ends its list. */
+PZ_API void pz_variant_array_append_args(pz_variant_t *va, va_list args);
+
+/** As pz_variant_array_append_vals, with the values in `args` (started by the
+ * caller, positioned at the first value). Reads from a copy of `args`. */
+PZ_API void pz_variant_array_append_vals_internal(pz_variant_t *va, const char *fmt,
+                                                  va_list args);
+
+/** A new array holding one element per letter of `fmt`, made from the
+ * arguments that follow as pz_variant_array_append_vals makes them. Null
+ * for a null or empty format or when out of memory. */
+PZ_API pz_variant_t *pz_variant_pack(const char *fmt, ...);
+
+/** As pz_variant_pack, with the format as the first argument of `args`.
+ * Reads from a copy of `args`; the caller still ends its list. */
+PZ_API pz_variant_t *pz_variant_pack_arg(va_list args);
+
+/** Copies element n of the array `v` to the n-th pointer argument, for each
+ * letter n of `fmt`, at the letter's width and without looking at the
+ * element's kind: bool* b, int8_t* o, uint8_t* y, int16_t* n, uint16_t* q,
+ * int32_t* i, uint32_t* u, int64_t* x, uint64_t* t, float* f, double* d,
+ * const char** c (the element's own text), void** for *, a and s. Other
+ * letters take no pointer and skip their element. At an empty slot a
+ * letter takes its pointer and writes nothing there. Returns the number of
+ * letters, or 0 when `v` is not an array, `fmt` is null or empty, or the
+ * array is shorter than `fmt` (the letters before the first missing element
+ * have been written). Takes no reference: the pointers written stay valid
+ * while the elements live. */
+PZ_API int32_t pz_variant_unpack(const pz_variant_t *v, const char *fmt, ...);
+
 #ifdef __cplusplus
 }
 #endif
