@@ -362,6 +362,35 @@ PZ_API pz_variant_t *pz_variant_pack_arg(va_list args);
  * while the elements live. */
 PZ_API int32_t pz_variant_unpack(const pz_variant_t *v, const char *fmt, ...);
 
+/* ---------------------------------------------------------------------- */
+/* Copy and merge                                                          */
+/* ---------------------------------------------------------------------- */
+
+/** A deep copy of `v`: exactly pz_variant_concat(NULL, v). */
+PZ_API pz_variant_t *pz_variant_dup(pz_variant_t *v);
+
+/** Copies `other` deeply into `v` and returns the value that now holds the
+ * copy. Scalars, strings, byte buffers and pointers replace what `v` held;
+ * an array's elements are appended to `v` as copies (a `v` of another kind
+ * becomes an array first), a dictionary's entries merged into `v` as copies,
+ * replacing `v`'s values under the same keys. Texts and buffers get their
+ * own copies; owned pointers are shared, never copied; shared pointers are
+ * shared through their `ref` callback. Inside a copied container an element
+ * that cannot be copied is left out of an array and entered as an empty
+ * value into a dictionary.
+ *
+ * With a null `v` the result is a new value (an owned pointer: `other`
+ * itself with one more reference), or null when out of memory. With a
+ * non-null `v` the result is `v` (no reference added), except: null, with
+ * `v` untouched, for an owned-pointer `other`; and for a shared-pointer
+ * `other` into a `v` of another kind, the caller's reference to `v` is
+ * consumed and a new record returned (null when out of memory).
+ *
+ * Null when `other` is null, nests deeper than PZ_VARIANT_MAX_DEPTH or
+ * contains itself; `v` is then untouched. `v` may be `other` or live inside
+ * it. `other` is never changed. */
+PZ_API pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other);
+
 #ifdef __cplusplus
 }
 #endif
