@@ -117,7 +117,7 @@ PZ_API bool pz_variant_equal(const pz_variant_t *a, const pz_variant_t *b);
 /* Scalars and raw pointers                                                */
 /* ---------------------------------------------------------------------- */
 
-/* Each pz_variant_<kind>_new makes a new value holding `value` (count 1), or
+/** Each pz_variant_<kind>_new makes a new value holding `value` (count 1), or
  * returns null when out of memory. Each pz_variant_<kind>_set releases what
  * `v` held, whatever its kind, stores `value` and returns `v` (no reference
  * added); a null `v` gives null. A raw pointer is stored as given and never
@@ -227,7 +227,7 @@ PZ_API pz_variant_t *pz_variant_sharedptr_set(pz_variant_t *v, void *value, pz_r
 /* Arrays                                                                  */
 /* ---------------------------------------------------------------------- */
 
-/* An array holds one reference on each non-null element; a slot may be
+/** An array holds one reference on each non-null element; a slot may be
  * null. Operations on something that is not an array with storage, and
  * indexes at or past the end, do nothing and give 0 or null. */
 
@@ -270,7 +270,7 @@ PZ_API pz_variant_t *pz_variant_array_clear(pz_variant_t *va);
 /* Dictionaries                                                            */
 /* ---------------------------------------------------------------------- */
 
-/* A dictionary maps non-empty text keys to values, holding one reference on
+/** A dictionary maps non-empty text keys to values, holding one reference on
  * each value; walks follow insertion order. A null dictionary, another
  * kind, a dictionary without a table, or a null or empty key make an
  * operation do nothing and give null, false or 0. */
