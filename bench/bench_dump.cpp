@@ -54,7 +54,7 @@ public:
     int64_t values() const { return values_; }
 
 private:
-    static constexpr int kRecords = 28000;  // about 10 MB of text
+    static constexpr int kRecords = 20000;  // about 10 MB of text
     static constexpr const char *kTags[] = {"red", "green", "blue", "with \"quotes\""};
 
     void put(pz_variant_t *dict, const char *key, pz_variant_t *v) {
