@@ -13,8 +13,11 @@ BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev
 BENCH_PACKAGES := libbenchmark-dev
 GRIND_PACKAGES := valgrind
+DOCS_PACKAGES  := doxygen
 
-.PHONY: all demo test memcheck bench deps-base deps-test deps-bench deps-grind clean
+PREFIX     ?= /usr/local
+
+.PHONY: all demo test memcheck bench install docs deps-base deps-test deps-bench deps-grind clean
 
 all: demo
 
@@ -39,13 +42,16 @@ deps-test: deps-base
 	$(call ensure_packages,$(TEST_PACKAGES))
 deps-bench: deps-base
 	$(call ensure_packages,$(BENCH_PACKAGES))
+deps-docs:
+	$(call ensure_packages,$(DOCS_PACKAGES))
 deps-grind: deps-test
 	$(call ensure_packages,$(GRIND_PACKAGES))
 
 demo: deps-base
 	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_TESTS=OFF
-	$(CMAKE) --build $(BUILD_DIR) --target tour -j $(JOBS)
+	$(CMAKE) --build $(BUILD_DIR) --target tour tour_cpp -j $(JOBS)
 	./$(BUILD_DIR)/examples/tour
+	./$(BUILD_DIR)/examples/tour_cpp
 
 test: deps-test
 	$(CMAKE) -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DPZ_SANITIZE=ON
@@ -68,5 +74,18 @@ bench: deps-bench
 	$(CMAKE) --build $(BUILD_DIR) -j $(JOBS)
 	./$(BUILD_DIR)/bench/pz_bench
 
+# HTML API reference of the public headers in build-docs/html.
+docs: deps-docs
+	./tests/check_docs.sh src/base/pz_variant.h src/base/pz_string.h src/base/hal/pz_hal.h
+	doxygen Doxyfile
+	@echo "API reference: build-docs/html/index.html"
+
+# Static and shared libraries, headers under include/pzvariant, CMake and
+# pkg-config packages, into $(PREFIX).
+install: deps-base
+	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_TESTS=OFF -DCMAKE_INSTALL_PREFIX=$(PREFIX)
+	$(CMAKE) --build $(BUILD_DIR) -j $(JOBS)
+	$(CMAKE) --install $(BUILD_DIR)
+
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR) build-docs

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "pz_test.h"
-#include "variant_equal.h"
 
 namespace {
 

@@ -106,11 +106,18 @@ PZ_API void pz_variant_clear(pz_variant_t *v);
  * null when it cannot be allocated. Null `v` gives null. */
 PZ_API pz_variant_t *pz_variant_change_type(pz_variant_t *v, pz_variant_type vt);
 
+/** True when `a` and `b` are the same kind holding the same value: numbers
+ * by bit pattern, strings and byte buffers by content, pointers by address,
+ * arrays element by element and dictionaries entry by entry (in any order).
+ * Two nulls are equal. A value nested deeper than PZ_VARIANT_MAX_DEPTH, or
+ * containing itself, is equal to nothing. */
+PZ_API bool pz_variant_equal(const pz_variant_t *a, const pz_variant_t *b);
+
 /* ---------------------------------------------------------------------- */
 /* Scalars and raw pointers                                                */
 /* ---------------------------------------------------------------------- */
 
-/* Each pz_variant_<kind>_new makes a new value holding `value` (count 1), or
+/** Each pz_variant_<kind>_new makes a new value holding `value` (count 1), or
  * returns null when out of memory. Each pz_variant_<kind>_set releases what
  * `v` held, whatever its kind, stores `value` and returns `v` (no reference
  * added); a null `v` gives null. A raw pointer is stored as given and never
@@ -220,7 +227,7 @@ PZ_API pz_variant_t *pz_variant_sharedptr_set(pz_variant_t *v, void *value, pz_r
 /* Arrays                                                                  */
 /* ---------------------------------------------------------------------- */
 
-/* An array holds one reference on each non-null element; a slot may be
+/** An array holds one reference on each non-null element; a slot may be
  * null. Operations on something that is not an array with storage, and
  * indexes at or past the end, do nothing and give 0 or null. */
 
@@ -263,7 +270,7 @@ PZ_API pz_variant_t *pz_variant_array_clear(pz_variant_t *va);
 /* Dictionaries                                                            */
 /* ---------------------------------------------------------------------- */
 
-/* A dictionary maps non-empty text keys to values, holding one reference on
+/** A dictionary maps non-empty text keys to values, holding one reference on
  * each value; walks follow insertion order. A null dictionary, another
  * kind, a dictionary without a table, or a null or empty key make an
  * operation do nothing and give null, false or 0. */

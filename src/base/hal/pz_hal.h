@@ -17,10 +17,10 @@ PZ_API void *HAL_Malloc(unsigned long size);
  * text returned by pz_variant_dump with this. */
 PZ_API void HAL_Free(void *ptr);
 
-/* Add / subtract one in a single indivisible step and return the new count.
- * Of concurrent decrements exactly one sees 0. Internal to the library. */
-long HAL_AtomicIncLong(volatile long *val);
-long HAL_AtomicDecLong(volatile long *val);
+/** Add / subtract one in a single indivisible step and return the new count.
+ * Of concurrent decrements exactly one sees 0. */
+PZ_API long HAL_AtomicIncLong(volatile long *val);
+PZ_API long HAL_AtomicDecLong(volatile long *val);
 
 #ifdef __cplusplus
 }
