@@ -3,6 +3,7 @@
 // allocation failure.
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <string>
 #include <thread>

@@ -2,6 +2,7 @@
 // the dump gives an equal value (kinds, widths and bits), and dumping that
 // gives the same text again.
 #include <bit>
+#include <cmath>
 #include <limits>
 #include <random>
 #include <string>

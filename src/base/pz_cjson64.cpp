@@ -13,13 +13,19 @@ namespace {
 constexpr double kExactBelow = 0x1p53;
 constexpr double kTwoTo64 = 0x1p64;
 
-template <class T>
-cJSON *create_raw_number(T value) {
-    char text[32];
-    const auto [end, ec] = std::to_chars(text, text + sizeof text - 1, value);
-    if (ec != std::errc()) return nullptr;
-    *end = '\0';
-    return cJSON_CreateRaw(text);
+// The integer conversions are written out rather than taken from
+// <charconv>: its templates would be instantiated with default visibility
+// and exported from the shared library.
+cJSON *create_integer(bool negative, uint64_t magnitude) {
+    char text[24];
+    char *p = text + sizeof text;
+    *--p = '\0';
+    do {
+        *--p = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (negative) *--p = '-';
+    return cJSON_CreateRaw(p);
 }
 
 // Plain decimal digits with an optional minus, magnitude below 2^64.
@@ -27,8 +33,14 @@ bool parse_digits(const char *first, const char *last, bool *negative, uint64_t 
     *negative = first < last && *first == '-';
     if (*negative) ++first;
     if (first == last) return false;
-    const auto [end, ec] = std::from_chars(first, last, *magnitude);
-    return ec == std::errc() && end == last;
+    uint64_t value = 0;
+    for (; first < last; ++first) {
+        const unsigned digit = static_cast<unsigned char>(*first) - '0';
+        if (digit > 9 || value > (UINT64_MAX - digit) / 10) return false;
+        value = value * 10 + digit;
+    }
+    *magnitude = value;
+    return true;
 }
 
 // The next number in JSON text from `p` on, skipping strings; null when the
@@ -87,14 +99,22 @@ uint64_t wrapped(const integer &n) { return n.negative ? 0 - n.magnitude : n.mag
 
 }  // namespace
 
-cJSON *cJSON_CreateInt64(int64_t value) { return create_raw_number(value); }
+cJSON *cJSON_CreateInt64(int64_t value) {
+    // The magnitude of INT64_MIN does not fit an int64_t; it does in 64 bits.
+    const auto bits = static_cast<uint64_t>(value);
+    return create_integer(value < 0, value < 0 ? 0 - bits : bits);
+}
 
-cJSON *cJSON_CreateUInt64(uint64_t value) { return create_raw_number(value); }
+cJSON *cJSON_CreateUInt64(uint64_t value) { return create_integer(false, value); }
 
 cJSON *cJSON_CreateDouble(double value) {
     if (std::isnan(value)) return cJSON_CreateNull();
     if (std::isinf(value)) return cJSON_CreateRaw(value > 0 ? "1e999" : "-1e999");
-    return create_raw_number(value);
+    char text[32];
+    const auto [end, ec] = std::to_chars(text, text + sizeof text - 1, value);
+    if (ec != std::errc()) return nullptr;
+    *end = '\0';
+    return cJSON_CreateRaw(text);
 }
 
 bool cJSON_SetObjectItem(cJSON *object, const char *name, cJSON *item) {
@@ -120,14 +140,16 @@ uint64_t cJSON_GetUInt64Value(const cJSON *item, exact_numbers *exact) {
 
 bool exact_numbers::find(const cJSON *item, bool *negative, uint64_t *magnitude) {
     if (!scanned_) scan();
-    const auto at = std::lower_bound(
-        table_.begin(), table_.end(), item,
-        [](const std::pair<const cJSON *, digits> &entry, const cJSON *key) {
-            return std::less<const cJSON *>()(entry.first, key);
-        });
-    if (at == table_.end() || at->first != item) return false;
-    *negative = at->second.negative;
-    *magnitude = at->second.magnitude;
+    // Plain pointers, not vector iterators: comparing those would instantiate
+    // an exported helper of the standard library.
+    const entry *first = table_.data();
+    const entry *last = first + table_.size();
+    const entry *at = std::lower_bound(first, last, item, [](const entry &e, const cJSON *key) {
+        return std::less<const cJSON *>()(e.item, key);
+    });
+    if (at == last || at->item != item) return false;
+    *negative = at->negative;
+    *magnitude = at->magnitude;
     return true;
 }
 
@@ -138,7 +160,7 @@ void exact_numbers::scan() {
     const char *p = text_;
     struct walker {
         const char *&p;
-        std::vector<std::pair<const cJSON *, digits>> &table;
+        std::vector<entry> &table;
 
         bool walk(const cJSON *item) {
             for (; item != nullptr; item = item->next) {
@@ -146,10 +168,10 @@ void exact_numbers::scan() {
                     const char *end;
                     const char *start = next_number(p, &end);
                     if (start == nullptr) return false;  // not this tree's text
-                    digits d;
+                    entry e{item, false, 0};
                     if (std::fabs(item->valuedouble) >= kExactBelow &&
-                        parse_digits(start, end, &d.negative, &d.magnitude)) {
-                        table.emplace_back(item, d);
+                        parse_digits(start, end, &e.negative, &e.magnitude)) {
+                        table.push_back(e);
                     }
                 }
                 if (!walk(item->child)) return false;
@@ -158,8 +180,8 @@ void exact_numbers::scan() {
         }
     };
     walker{p, table_}.walk(root_);
-    std::sort(table_.begin(), table_.end(), [](const auto &a, const auto &b) {
-        return std::less<const cJSON *>()(a.first, b.first);
+    std::sort(table_.data(), table_.data() + table_.size(), [](const entry &a, const entry &b) {
+        return std::less<const cJSON *>()(a.item, b.item);
     });
 }
 

@@ -10,7 +10,6 @@
 #include <cjson/cJSON.h>
 
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 namespace pz::cjson64 {
@@ -44,7 +43,8 @@ public:
     bool find(const cJSON *item, bool *negative, uint64_t *magnitude);
 
 private:
-    struct digits {
+    struct entry {
+        const cJSON *item;
         bool negative;
         uint64_t magnitude;
     };
@@ -53,7 +53,7 @@ private:
     const char *text_;
     const cJSON *root_;
     bool scanned_ = false;
-    std::vector<std::pair<const cJSON *, digits>> table_;  // sorted by item
+    std::vector<entry> table_;  // sorted by item
 };
 
 // The integer value of a number item (or of an integer item made above),
