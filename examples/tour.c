@@ -96,6 +96,20 @@ int main(void) {
         pz_variant_unref(merged_parts[i]);
     }
 
+    printf("The typical road: pack \"ic\", dump, read back, unpack\n");
+    pz_variant_t *pair = pz_variant_pack("ic", (int32_t)42, "answer");
+    char *dumped = pz_variant_dump(pair);
+    printf("  %s\n", dumped != NULL ? dumped : "(no dump)");
+    pz_variant_t *again_pair = pz_variant_from_dump(dumped);
+    int32_t answer = 0;
+    const char *answer_text = NULL;
+    const int32_t unpacked = pz_variant_unpack(again_pair, "ic", &answer, &answer_text);
+    printf("  read back and unpacked %d letters: %d and \"%s\"\n", (int)unpacked, (int)answer,
+           answer_text != NULL ? answer_text : "");
+    HAL_Free(dumped); /* the text is ours, from the platform allocator */
+    pz_variant_unref(again_pair);
+    pz_variant_unref(pair);
+
     printf("Releasing: our references go, the containers still hold theirs\n");
     pz_variant_t *mine[] = {flag, small, big, ratio, raw, text, bytes, owned, shared, list};
     for (size_t i = 0; i < sizeof mine / sizeof mine[0]; ++i) pz_variant_unref(mine[i]);

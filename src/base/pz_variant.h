@@ -391,6 +391,41 @@ PZ_API pz_variant_t *pz_variant_dup(pz_variant_t *v);
  * it. `other` is never changed. */
 PZ_API pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other);
 
+/* ---------------------------------------------------------------------- */
+/* Typed dump                                                              */
+/* ---------------------------------------------------------------------- */
+
+/* One line of JSON that records each value's kind beside it: every value is
+ * an object with one member named after its kind, {"int8":-1},
+ * {"array":[{"bool":true},{}]}, {"dict":{"key":{"string":"x"}}}. An empty
+ * array slot is written {}. Integers of every width are written and read
+ * exactly; doubles and floats as the shortest text that reads back to the
+ * same bits. JSON cannot spell NaN or the infinities: infinities are written
+ * 1e999 and -1e999 and read back as such; NaN is written null, and its
+ * element or member is left out when read. Pointer kinds are written as
+ * their address text and not read back. The value is only read. */
+
+/** The dump of `v` as a new HAL_Malloc block that the caller frees with
+ * HAL_Free. Null for a null `v`, a value nested deeper than
+ * PZ_VARIANT_MAX_DEPTH or containing itself, or when out of memory. */
+PZ_API char *pz_variant_dump(const pz_variant_t *v);
+
+/** Writes the dump of `v` and its terminating NUL into `buf` (`max_len`
+ * bytes) and returns its length. -1 for a null `v`. -2 when the dump cannot
+ * be made or does not fit: then "not enough buffer", cut to max_len - 1
+ * characters and terminated, is written instead (nothing when `max_len` is
+ * 0). A null `buf` writes nothing and returns the length, so that a caller
+ * can learn the size to pass (length + 1). */
+PZ_API int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t max_len);
+
+/** A new value (count 1) rebuilt from a dump text, with its kinds and
+ * widths. Integers are kept in their kind's width (the low bits); a text of
+ * the wrong kind, an unknown name or unreadable hex gives null for that
+ * value, and inside an array or dictionary it is left out. Duplicate keys:
+ * the last wins. Null for a null text, one that is not JSON, or one that
+ * describes no readable value. */
+PZ_API pz_variant_t *pz_variant_from_dump(const char *dump);
+
 #ifdef __cplusplus
 }
 #endif
