@@ -32,6 +32,10 @@ int main() {
                 copy["calibrated"].value_or(true));
     std::printf("  equal to a record built the same way: %s\n",
                 record == pz::dict({{"name", "sensor-7"}}) ? "yes" : "no");
+    const std::string text = record.dump();
+    std::printf("  dumped: %s\n", text.c_str());
+    pz::value reloaded = pz::from_dump(text);
+    std::printf("  reloaded and equal to the record: %s\n", reloaded == record ? "yes" : "no");
     std::printf("Done: every reference goes when its handle does.\n");
     return 0;
 }

@@ -125,3 +125,19 @@ TEST_F(CppApi, CopyIsDeepAndMergeCombines) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(CppApi, DumpAndReloadGiveAnEqualValue) {
+    pz::value rec = pz::dict({{"id", uint64_t{18446744073709551615ull}}, {"list", pz::array({int8_t{-1}, 0.1})}});
+    const std::string text = rec.dump();
+    EXPECT_EQ(text, R"({"dict":{"id":{"uint64":18446744073709551615},"list":{"array":[{"int8":-1},{"double":0.1}]}}})");
+    EXPECT_EQ(pz::from_dump(text), rec);
+    EXPECT_FALSE(pz::from_dump("not json"));
+    pz::value loop = pz::array({1});
+    loop.push_back(loop);
+    EXPECT_THROW(loop.dump(), std::bad_alloc);
+    pz_variant_array_remove(loop.get(), 1);  // break the cycle
+}
+
+}  // namespace

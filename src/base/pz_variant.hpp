@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
+#include <memory>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -282,6 +283,19 @@ public:
         return unpack_at<Ts...>(std::index_sequence_for<Ts...>{});
     }
 
+    // The typed dump text: one line of JSON recording every kind. Throws
+    // std::bad_alloc when it cannot be made (out of memory, or a value nested
+    // deeper than PZ_VARIANT_MAX_DEPTH or containing itself).
+    std::string dump() const {
+        char *text = pz_variant_dump(v_);
+        if (text == nullptr) throw std::bad_alloc();
+        struct release_text {
+            void operator()(char *t) const noexcept { HAL_Free(t); }
+        };
+        std::unique_ptr<char, release_text> owned(text);
+        return std::string(text);
+    }
+
     friend bool operator==(const value &a, const value &b) noexcept { return pz_variant_equal(a.v_, b.v_); }
     friend bool operator!=(const value &a, const value &b) noexcept { return !(a == b); }
 
@@ -325,6 +339,13 @@ value pack(const Ts &...xs) {
         if (!e) throw std::bad_alloc();  // an element could not be made
     }
     return a;
+}
+
+// The value a dump text describes; an empty handle when the text describes
+// no readable value.
+inline value from_dump(std::string_view text) {
+    const std::string terminated(text);
+    return value::adopt(pz_variant_from_dump(terminated.c_str()));
 }
 
 // A new array holding the given elements in order.
