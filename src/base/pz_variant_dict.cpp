@@ -9,12 +9,6 @@ namespace {
 
 void unref_value(void *value) { pz_variant_unref(static_cast<pz_variant_t *>(value)); }
 
-// The value under `key`, borrowed; the dictionary test must have passed.
-pz_variant_t *find(const pz_variant_t *dict, const char *key) {
-    const pz_string_t lookup = pz_string_borrow(key, std::strlen(key));
-    return static_cast<pz_variant_t *>(pz_hash_table_find(dict_of(dict), &lookup));
-}
-
 }  // namespace
 
 pz_hash_table_t *pz::dict_table_new() {
@@ -42,11 +36,11 @@ void pz_variant_dict_put(pz_variant_t *dict, const char *key, pz_variant_t *valu
 }
 
 pz_variant_t *pz_variant_dict_get(const pz_variant_t *dict, const char *key) {
-    return dict_test(dict, key) ? pz_variant_ref(find(dict, key)) : nullptr;
+    return pz_variant_ref(dict_find(dict, key));
 }
 
 bool pz_variant_dict_contains(const pz_variant_t *dict, const char *key) {
-    return dict_test(dict, key) && find(dict, key) != nullptr;
+    return dict_find(dict, key) != nullptr;
 }
 
 void pz_variant_dict_foreach(pz_variant_t *dict, pz_key_value_pt foreach, void *data) {
@@ -71,10 +65,8 @@ pz_variant_t *pz_variant_dict_clear(pz_variant_t *dict) {
 }
 
 pz_variant_t *vdict_child(pz_variant_t *dict, const char *key) {
-    if (dict_test(dict, key)) {
-        pz_variant_t *found = find(dict, key);
-        if (found != nullptr) return found->vt == vtype_dict ? pz_variant_ref(found) : nullptr;
-    }
+    pz_variant_t *found = dict_find(dict, key);
+    if (found != nullptr) return found->vt == vtype_dict ? pz_variant_ref(found) : nullptr;
     pz_variant_t *child = pz_variant_dict_new();
     pz_variant_dict_put(dict, key, child);
     return child;

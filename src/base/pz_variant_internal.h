@@ -112,6 +112,15 @@ inline bool dict_test(const pz_variant_t *dict, const char *key) {
     return dict_of(dict) != nullptr && !pz_cstr_empty(key);
 }
 
+// The value under `key`, borrowed (no reference taken); null when absent or
+// when the dictionary test fails. The key is wrapped, not copied, so a
+// lookup allocates nothing.
+inline pz_variant_t *dict_find(const pz_variant_t *dict, const char *key) {
+    if (!dict_test(dict, key)) return nullptr;
+    const pz_string_t lookup = pz_string_borrow(key, std::strlen(key));
+    return static_cast<pz_variant_t *>(pz_hash_table_find(dict_of(dict), &lookup));
+}
+
 // A new table made the one way every dictionary table is made: string keys
 // released with pz_string_unref, values with pz_variant_unref. Null when out
 // of memory.
