@@ -17,6 +17,18 @@ pz_hash_table_t *pz::dict_table_new() {
     return table;
 }
 
+void pz::dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value) {
+    const bool usable = dict_test(dict, key) && value != nullptr;
+    pz_string_t *stored_key = usable ? pz_string_new(key) : nullptr;
+    if (stored_key == nullptr) {
+        pz_variant_unref(value);
+        return;
+    }
+    // The table takes over the key and the reference even when it cannot
+    // grow, releasing both.
+    pz_hash_table_insert(dict_of(dict), stored_key, value);
+}
+
 extern "C" {
 
 pz_variant_t *pz_variant_dict_new(void) {
@@ -27,12 +39,9 @@ pz_variant_t *pz_variant_dict_new(void) {
 
 void pz_variant_dict_put(pz_variant_t *dict, const char *key, pz_variant_t *value) {
     if (!dict_test(dict, key) || value == nullptr) return;
-    pz_string_t *stored_key = pz_string_new(key);
-    if (stored_key == nullptr) return;  // out of memory: nothing stored
     // The reference is taken before the table sees the value, so putting the
-    // value already stored under the key never frees it. The table takes
-    // over the key and the reference even when it cannot grow.
-    pz_hash_table_insert(dict_of(dict), stored_key, pz_variant_ref(value));
+    // value already stored under the key never frees it.
+    dict_put_moved(dict, key, pz_variant_ref(value));
 }
 
 pz_variant_t *pz_variant_dict_get(const pz_variant_t *dict, const char *key) {
