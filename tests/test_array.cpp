@@ -139,6 +139,23 @@ TEST_F(Arrays, ClearReleasesElementsAndKeepsStorage) {
     pz_variant_unref(arr);
 }
 
+// A destructor that looks into the array being cleared sees it empty, not
+// slots whose elements are already gone.
+TEST_F(Arrays, ClearIsEmptyBeforeDestructorsRun) {
+    static pz_variant_t *arr;
+    static uint32_t size_seen;
+    arr = pz_variant_array_new();
+    size_seen = UINT32_MAX;
+    varray_add_str(arr, "released by the clear");
+    varray_add_autoptr(arr, nullptr, [](void *) {
+        size_seen = pz_variant_array_size(arr);
+        pz_variant_unref(pz_variant_array_index(arr, 0));
+    });
+    pz_variant_array_clear(arr);
+    EXPECT_EQ(size_seen, 0u);
+    pz_variant_unref(arr);
+}
+
 TEST_F(Arrays, NonArraysAndMissingStorageAreLeftAlone) {
     pz_variant_t *value = pz_variant_int32_new(7);
     pz_variant_t *dict = pz_variant_dict_new();

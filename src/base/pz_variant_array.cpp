@@ -85,10 +85,15 @@ pz_variant_t *pz_variant_array_index(const pz_variant_t *va, uint32_t index) {
 pz_variant_t *pz_variant_array_clear(pz_variant_t *va) {
     pz_array_t *a = array_of(va);
     if (a == nullptr) return va;
-    in_release_scope([a] {
-        for (size_t i = 0; i < a->len; ++i) pz_variant_unref(array_slots(a)[i]);
-    });
+    // Emptied first (shrinking never moves the block, so the slots stay
+    // readable): the destructors that the release scope defers then find
+    // the array empty instead of slots whose elements are gone.
+    const size_t count = a->len;
     va->ptr_val = pz_array_set_size(a, 0);
+    pz_variant_t *const *slots = array_slots(a);
+    in_release_scope([slots, count] {
+        for (size_t i = 0; i < count; ++i) pz_variant_unref(slots[i]);
+    });
     return va;
 }
 
