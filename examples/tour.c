@@ -111,6 +111,49 @@ int main(void) {
            vdict_uint32_default(station, "trend", 0));
     pz_variant_unref(station);
 
+    printf("Packing by letters: \"ic\" is an int32 and a text\n");
+    pz_variant_t *packed = pz_variant_pack("ic", (int32_t)7, "seven");
+    int32_t number = 0;
+    const char *name = NULL;
+    int32_t letters = pz_variant_unpack(packed, "ic", &number, &name);
+    printf("  unpacked %d letters: %d and \"%s\" (the element's own text)\n", (int)letters,
+           (int)number, name);
+    printf("  one letter more than elements unpacks nothing: %d\n",
+           (int)pz_variant_unpack(packed, "ici", &number, &name, &number));
+    pz_variant_unref(packed);
+
+    printf("Merging: copies of one dictionary's entries into another\n");
+    pz_variant_t *settings = pz_variant_dict_new();
+    pz_variant_t *colour = pz_variant_str_new("blue");
+    pz_variant_t *off = pz_variant_bool_new(false);
+    pz_variant_dict_put(settings, "colour", colour);
+    pz_variant_dict_put(settings, "flag", off);
+    pz_variant_t *merged = pz_variant_concat(settings, record);
+    pz_variant_t *list_copy = pz_variant_dict_get(settings, "list");
+    pz_variant_t *flag_now = pz_variant_dict_get(settings, "flag");
+    printf("  same dictionary back: %s, %u entries, flag replaced by %d, list copied: %s\n",
+           merged == settings ? "yes" : "no", pz_variant_dict_size(settings),
+           flag_now->bool_val, list_copy != list ? "yes" : "no");
+    pz_variant_dict_foreach(settings, print_entry, NULL);
+    pz_variant_t *merged_parts[] = {flag_now, list_copy, off, colour, settings};
+    for (size_t i = 0; i < sizeof merged_parts / sizeof merged_parts[0]; ++i) {
+        pz_variant_unref(merged_parts[i]);
+    }
+
+    printf("The typical road: pack \"ic\", dump, read back, unpack\n");
+    pz_variant_t *pair = pz_variant_pack("ic", (int32_t)42, "answer");
+    char *dumped = pz_variant_dump(pair);
+    printf("  %s\n", dumped != NULL ? dumped : "(no dump)");
+    pz_variant_t *again_pair = pz_variant_from_dump(dumped);
+    int32_t answer = 0;
+    const char *answer_text = NULL;
+    const int32_t unpacked = pz_variant_unpack(again_pair, "ic", &answer, &answer_text);
+    printf("  read back and unpacked %d letters: %d and \"%s\"\n", (int)unpacked, (int)answer,
+           answer_text != NULL ? answer_text : "");
+    HAL_Free(dumped); /* the text is ours, from the platform allocator */
+    pz_variant_unref(again_pair);
+    pz_variant_unref(pair);
+
     printf("Releasing: our references go, the containers still hold theirs\n");
     pz_variant_t *mine[] = {flag, small, big, ratio, raw, text, bytes, owned, shared, list};
     for (size_t i = 0; i < sizeof mine / sizeof mine[0]; ++i) pz_variant_unref(mine[i]);

@@ -93,3 +93,35 @@ TEST_F(CppApi, AllocationFailureThrowsAndLeaksNothing) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(CppApi, PackAndUnpackCheckTheKinds) {
+    pz::value rec = pz::pack(int32_t{-7}, "text", int8_t{3}, 2.5f, std::string("s"));
+    ASSERT_EQ(rec.size(), 5u);
+    EXPECT_EQ(rec[2].kind(), pz::kind::int8);
+    EXPECT_EQ(rec[3].kind(), pz::kind::float32);
+    auto got = rec.unpack<int32_t, std::string_view, int8_t>();
+    ASSERT_TRUE(got);
+    EXPECT_EQ(std::get<0>(*got), -7);
+    EXPECT_EQ(std::get<1>(*got), "text");
+    EXPECT_EQ(std::get<2>(*got), 3);
+    EXPECT_FALSE((rec.unpack<int64_t, std::string_view>())) << "kind mismatch";
+    EXPECT_FALSE((pz::pack(1).unpack<int32_t, int32_t>())) << "too few elements";
+}
+
+TEST_F(CppApi, CopyIsDeepAndMergeCombines) {
+    pz::value a = pz::dict({{"k", 1}, {"list", pz::array({1})}});
+    pz::value b = a.copy();
+    EXPECT_EQ(a, b);
+    b["list"].push_back(2);
+    EXPECT_EQ(a["list"].size(), 1u) << "the copy shares nothing";
+    a.merge(pz::dict({{"k", 2}, {"j", 3}}));
+    EXPECT_EQ(a["k"].get<int32_t>(), 2);
+    EXPECT_EQ(a["j"].get<int32_t>(), 3);
+    pz::value n = 5;
+    n.merge(pz::value("now text"));
+    EXPECT_EQ(n.get<std::string_view>(), "now text");
+}
+
+}  // namespace

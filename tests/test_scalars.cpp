@@ -1,6 +1,5 @@
 // Scalar constructors and setters, checked across the whole family.
 #include <cstring>
-#include <limits>
 
 #include "pz_test.h"
 #include "pz_variant_kinds.h"
@@ -23,24 +22,12 @@ void expect_rest_zero(const pz_variant_t *v, size_t width) {
     EXPECT_EQ(v->len, 0u);
 }
 
-// A value of T far from zero: its lowest, true, or a real address.
-template <class T>
-T extreme(int *object) {
-    if constexpr (std::is_pointer_v<T>) {
-        return object;
-    } else if constexpr (std::is_same_v<T, bool>) {
-        return true;
-    } else {
-        return std::numeric_limits<T>::lowest();
-    }
-}
-
 // One constructor/setter round per kind, with an extreme value of its type.
 TEST_F(Scalars, EveryKindStoresItsValueAtItsWidth) {
     int object = 0;
 #define CHECK_KIND(name, ctype, code, va_type)                                             \
     {                                                                                      \
-        ctype sample = extreme<ctype>(&object);                                            \
+        ctype sample = far_from_zero<ctype>(&object);                                      \
         pz_variant_t *v = pz_variant_##name##_new(sample);                                 \
         ASSERT_NE(v, nullptr) << #name;                                                    \
         EXPECT_EQ(v->vt, code) << #name;                                                   \
@@ -110,7 +97,7 @@ TEST_F(Scalars, SetterKeepsAddressAndCount) {
 TEST_F(Scalars, ConstructorsReturnNullWhenOutOfMemory) {
     hal_fail_nth(1, 1);
 #define CHECK_FAILS(name, ctype, code, va_type) \
-    EXPECT_EQ(pz_variant_##name##_new(extreme<ctype>(nullptr)), nullptr) << #name;
+    EXPECT_EQ(pz_variant_##name##_new(far_from_zero<ctype>(nullptr)), nullptr) << #name;
     PZ_SCALAR_KINDS(CHECK_FAILS)
 #undef CHECK_FAILS
     hal_fail_nth(0, 0);

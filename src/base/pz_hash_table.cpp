@@ -25,7 +25,7 @@ constexpr int32_t kDummy = -2;
 constexpr uint32_t kMinSlots = 8;
 
 // Two thirds of the slots may be used, which keeps probe runs short.
-constexpr uint32_t usable_for(uint32_t slots) { return slots * 2 / 3; }
+constexpr uint32_t usable_for(uint64_t slots) { return static_cast<uint32_t>(slots * 2 / 3); }
 
 }  // namespace
 
@@ -79,11 +79,11 @@ uint32_t empty_slot(const pz_hash_table_t *t, uint32_t hash) {
 bool resize(pz_hash_table_t *t) {
     const uint64_t wanted = static_cast<uint64_t>(t->size) + t->size / 2 + 1;
     uint64_t slots = kMinSlots;
-    while (usable_for(static_cast<uint32_t>(slots)) < wanted) {
+    while (usable_for(slots) < wanted) {
         slots *= 2;
         if (slots > (1ull << 31)) return false;
     }
-    const uint32_t usable = usable_for(static_cast<uint32_t>(slots));
+    const uint32_t usable = usable_for(slots);
     const size_t entry_bytes = sizeof(entry) * usable;
     void *block = HAL_Malloc(static_cast<unsigned long>(entry_bytes + sizeof(int32_t) * slots));
     if (block == nullptr) return false;
@@ -104,9 +104,13 @@ bool resize(pz_hash_table_t *t) {
     return true;
 }
 
+// Hands a key and a value to the destructors. Both are read before either
+// runs: a destructor may free the table itself.
 void release(const pz_hash_table_t *t, void *key, void *value) {
-    if (t->key_dtor != nullptr) t->key_dtor(key);
-    if (t->value_dtor != nullptr) t->value_dtor(value);
+    const pz_dtor_pt key_dtor = t->key_dtor;
+    const pz_dtor_pt value_dtor = t->value_dtor;
+    if (key_dtor != nullptr) key_dtor(key);
+    if (value_dtor != nullptr) value_dtor(value);
 }
 
 // Empties the table and releases what it held. The entries are detached
@@ -154,6 +158,7 @@ bool pz_hash_table_insert(pz_hash_table_t *table, void *key, void *value) {
         return false;
     }
     const uint32_t hash = table->hash(key);
+    uint32_t slot = 0;
     if (table->entries != nullptr) {
         const probe p = lookup(table, key, hash);
         if (p.ix >= 0) {
@@ -161,17 +166,21 @@ bool pz_hash_table_insert(pz_hash_table_t *table, void *key, void *value) {
             entry &e = table->entries[p.ix];
             void *old = e.value;
             e.value = value;
-            release(table, key, old);
+            release(table, key, old);  // last: it may run arbitrary code
             return true;
         }
+        slot = p.slot;
     }
-    if (table->used == table->usable && !resize(table)) {
-        release(table, key, value);
-        return false;
+    if (table->used == table->usable) {
+        if (!resize(table)) {
+            release(table, key, value);
+            return false;
+        }
+        slot = empty_slot(table, hash);
     }
     const uint32_t ix = table->used++;
     table->entries[ix] = entry{key, value, hash};
-    table->index[empty_slot(table, hash)] = static_cast<int32_t>(ix);
+    table->index[slot] = static_cast<int32_t>(ix);
     ++table->size;
     return true;
 }
@@ -222,7 +231,8 @@ unsigned int pz_hash_table_size(const pz_hash_table_t *table) {
 
 void pz_hash_table_free(pz_hash_table_t *table) {
     if (table == nullptr) return;
-    release_all(table);
+    // A destructor may have stored new entries meanwhile; release those too.
+    while (table->entries != nullptr) release_all(table);
     HAL_Free(table);
 }
 

@@ -416,6 +416,121 @@ PZ_API void vdict_set_autoptr(pz_variant_t *v, const char *key, void *value, pz_
 PZ_API void vdict_set_sharedptr(pz_variant_t *v, const char *key, void *value, pz_ref_pt ref,
                                 pz_unref_pt unref);
 
+/* ---------------------------------------------------------------------- */
+/* Format-driven building and reading                                      */
+/* ---------------------------------------------------------------------- */
+
+/* A format is a string of type letters, one element per byte, no byte
+ * skipped. Appending reads each letter's arguments at their promoted widths
+ * (an int for b o y n q, a double for f, int32/uint32 for i u, int64/uint64
+ * for x t, const char* for c, void* for *) and makes one element of the
+ * letter's kind; "a" reads a void* and a pz_dtor_pt (an owned pointer), "s" a
+ * void* and a pz_ref_pt and a pz_unref_pt (a shared pointer, `ref` called
+ * once). Every other byte ("m", "[", "{" included) reads nothing and appends
+ * an empty slot, as does a letter whose element cannot be made (its
+ * arguments are read all the same). So letter n always matches the n-th
+ * element the call appended. */
+
+/** Appends one element per letter of `fmt` to the array `va`, made from the
+ * arguments that follow. Nothing happens (and nothing is read) when `va` is
+ * not an array with storage or `fmt` is null or empty. */
+PZ_API void pz_variant_array_append_vals(pz_variant_t *va, const char *fmt, ...);
+
+/** As pz_variant_array_append_vals, with the format as the first argument
+ * of `args`. Reads from a copy of `args`; the caller still ends its list. */
+PZ_API void pz_variant_array_append_args(pz_variant_t *va, va_list args);
+
+/** As pz_variant_array_append_vals, with the values in `args` (started by the
+ * caller, positioned at the first value). Reads from a copy of `args`. */
+PZ_API void pz_variant_array_append_vals_internal(pz_variant_t *va, const char *fmt,
+                                                  va_list args);
+
+/** A new array holding one element per letter of `fmt`, made from the
+ * arguments that follow as pz_variant_array_append_vals makes them. Null
+ * for a null or empty format or when out of memory. */
+PZ_API pz_variant_t *pz_variant_pack(const char *fmt, ...);
+
+/** As pz_variant_pack, with the format as the first argument of `args`.
+ * Reads from a copy of `args`; the caller still ends its list. */
+PZ_API pz_variant_t *pz_variant_pack_arg(va_list args);
+
+/** Copies element n of the array `v` to the n-th pointer argument, for each
+ * letter n of `fmt`, at the letter's width and without looking at the
+ * element's kind: bool* b, int8_t* o, uint8_t* y, int16_t* n, uint16_t* q,
+ * int32_t* i, uint32_t* u, int64_t* x, uint64_t* t, float* f, double* d,
+ * const char** c (the element's own text), void** for *, a and s. Other
+ * letters take no pointer and skip their element. At an empty slot a
+ * letter takes its pointer and writes nothing there. Returns the number of
+ * letters, or 0 when `v` is not an array, `fmt` is null or empty, or the
+ * array is shorter than `fmt` (the letters before the first missing element
+ * have been written). Takes no reference: the pointers written stay valid
+ * while the elements live. */
+PZ_API int32_t pz_variant_unpack(const pz_variant_t *v, const char *fmt, ...);
+
+/* ---------------------------------------------------------------------- */
+/* Copy and merge                                                          */
+/* ---------------------------------------------------------------------- */
+
+/** A deep copy of `v`: exactly pz_variant_concat(NULL, v). */
+PZ_API pz_variant_t *pz_variant_dup(pz_variant_t *v);
+
+/** Copies `other` deeply into `v` and returns the value that now holds the
+ * copy. Scalars, strings, byte buffers and pointers replace what `v` held;
+ * an array's elements are appended to `v` as copies (a `v` of another kind
+ * becomes an array first), a dictionary's entries merged into `v` as copies,
+ * replacing `v`'s values under the same keys. Texts and buffers get their
+ * own copies; owned pointers are shared, never copied; shared pointers are
+ * shared through their `ref` callback. Inside a copied container an element
+ * that cannot be copied is left out of an array and entered as an empty
+ * value into a dictionary.
+ *
+ * With a null `v` the result is a new value (an owned pointer: `other`
+ * itself with one more reference), or null when out of memory. With a
+ * non-null `v` the result is `v` (no reference added), except: null, with
+ * `v` untouched, for an owned-pointer `other`; and for a shared-pointer
+ * `other` into a `v` of another kind, the caller's reference to `v` is
+ * consumed and a new record returned (null when out of memory).
+ *
+ * Null when `other` is null, nests deeper than PZ_VARIANT_MAX_DEPTH or
+ * contains itself; `v` is then untouched. `v` may be `other` or live inside
+ * it. `other` is never changed. */
+PZ_API pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other);
+
+/* ---------------------------------------------------------------------- */
+/* Typed dump                                                              */
+/* ---------------------------------------------------------------------- */
+
+/* One line of JSON that records each value's kind beside it: every value is
+ * an object with one member named after its kind, {"int8":-1},
+ * {"array":[{"bool":true},{}]}, {"dict":{"key":{"string":"x"}}}. An empty
+ * array slot is written {}. Integers of every width are written and read
+ * exactly; doubles and floats as the shortest text that reads back to the
+ * same bits. JSON cannot spell NaN or the infinities: infinities are written
+ * 1e999 and -1e999 and read back as such; NaN is written null, and its
+ * element or member is left out when read. Pointer kinds are written as
+ * their address text and not read back. The value is only read. */
+
+/** The dump of `v` as a new HAL_Malloc block that the caller frees with
+ * HAL_Free. Null for a null `v`, a value nested deeper than
+ * PZ_VARIANT_MAX_DEPTH or containing itself, or when out of memory. */
+PZ_API char *pz_variant_dump(const pz_variant_t *v);
+
+/** Writes the dump of `v` and its terminating NUL into `buf` (`max_len`
+ * bytes) and returns its length. -1 for a null `v`. -2 when the dump cannot
+ * be made or does not fit: then "not enough buffer", cut to max_len - 1
+ * characters and terminated, is written instead (nothing when `max_len` is
+ * 0). A null `buf` writes nothing and returns the length, so that a caller
+ * can learn the size to pass (length + 1). */
+PZ_API int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t max_len);
+
+/** A new value (count 1) rebuilt from a dump text, with its kinds and
+ * widths. Integers are kept in their kind's width (the low bits); a text of
+ * the wrong kind, an unknown name or unreadable hex gives null for that
+ * value, and inside an array or dictionary it is left out. Duplicate keys:
+ * the last wins. Null for a null text, one that is not JSON, or one that
+ * describes no readable value. */
+PZ_API pz_variant_t *pz_variant_from_dump(const char *dump);
+
 #ifdef __cplusplus
 }
 #endif

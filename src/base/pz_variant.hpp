@@ -18,6 +18,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -96,6 +97,39 @@ pz_variant_t *make_scalar(T x) {
     if constexpr (k == kind::float32) return pz_variant_float_new(x);
     if constexpr (k == kind::float64) return pz_variant_double_new(x);
     if constexpr (k == kind::ptr) return pz_variant_ptr_new(x);
+}
+
+// The pack letter of a C++ argument type, and the argument as the variadic
+// call must receive it (small integers as int, float as double, texts as
+// NUL-terminated pointers).
+template <class T>
+inline constexpr bool is_text_v = std::is_same_v<T, const char *> || std::is_same_v<T, char *> ||
+                                  std::is_same_v<T, std::string>;
+
+template <class T>
+constexpr char pack_letter() {
+    if constexpr (is_text_v<T>) {
+        return vtype_string;
+    } else {
+        return static_cast<char>(kind_of<T>());
+    }
+}
+
+template <class T>
+auto promote(const T &x) {
+    if constexpr (std::is_same_v<T, std::string>) {
+        return x.c_str();
+    } else if constexpr (is_text_v<T>) {
+        return static_cast<const char *>(x);
+    } else if constexpr (std::is_same_v<T, void *>) {
+        return x;
+    } else if constexpr (std::is_same_v<T, float>) {
+        return static_cast<double>(x);
+    } else if constexpr (std::is_integral_v<T> && sizeof(T) < sizeof(int)) {
+        return static_cast<int>(x);
+    } else {
+        return x;
+    }
 }
 
 }  // namespace detail
@@ -226,11 +260,41 @@ public:
         return out;
     }
 
+    // A deep copy (an owned pointer is shared, not copied).
+    value copy() const { return value(v_ == nullptr ? nullptr : detail::check(pz_variant_dup(v_))); }
+
+    // Merges `other` into this value: arrays append copies of its elements,
+    // dictionaries take copies of its entries, other kinds are replaced by a
+    // copy. Throws std::bad_alloc when nothing could be merged.
+    value &merge(const value &other) {
+        if (v_ == nullptr) return *this = other.copy();
+        const bool replaces = other.kind() == pz::kind::sharedptr && kind() != pz::kind::sharedptr;
+        pz_variant_t *result = pz_variant_concat(v_, other.v_);
+        if (replaces) v_ = result;  // the C call consumed our reference
+        if (result == nullptr && other) throw std::bad_alloc();
+        return *this;
+    }
+
+    // The leading elements of an array as a tuple, when each has exactly the
+    // kind of its type (std::string_view for texts); otherwise nothing.
+    template <class... Ts>
+    std::optional<std::tuple<Ts...>> unpack() const noexcept {
+        return unpack_at<Ts...>(std::index_sequence_for<Ts...>{});
+    }
+
     friend bool operator==(const value &a, const value &b) noexcept { return pz_variant_equal(a.v_, b.v_); }
     friend bool operator!=(const value &a, const value &b) noexcept { return !(a == b); }
 
 private:
     explicit value(pz_variant_t *v) noexcept : v_(v) {}
+
+    template <class... Ts, size_t... I>
+    std::optional<std::tuple<Ts...>> unpack_at(std::index_sequence<I...>) const noexcept {
+        if (kind() != pz::kind::array || size() < sizeof...(Ts)) return std::nullopt;
+        std::tuple<std::optional<Ts>...> got{(*this)[static_cast<uint32_t>(I)].template get<Ts>()...};
+        if (!(std::get<I>(got).has_value() && ...)) return std::nullopt;
+        return std::tuple<Ts...>{*std::get<I>(got)...};
+    }
 
     static uint32_t checked_len(size_t size) {
         if (size >= UINT32_MAX) throw std::length_error("pzvariant: text or buffer too long");
@@ -250,6 +314,18 @@ private:
 
     pz_variant_t *v_ = nullptr;
 };
+
+// A new array packed from C++ values, the kind of each element given by its
+// type exactly: pz::pack(int32_t{7}, "text") packs "ic".
+template <class... Ts>
+value pack(const Ts &...xs) {
+    static constexpr char fmt[] = {detail::pack_letter<std::decay_t<const Ts &>>()..., '\0'};
+    value a = value::adopt(detail::check(pz_variant_pack(fmt, detail::promote<std::decay_t<const Ts &>>(xs)...)));
+    for (const value &e : a) {
+        if (!e) throw std::bad_alloc();  // an element could not be made
+    }
+    return a;
+}
 
 // A new array holding the given elements in order.
 inline value array(std::initializer_list<value> elements) {

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+#include <type_traits>
+
 #include "counting_hal.h"
 
 class LeakCheckedTest : public ::testing::Test {
@@ -76,3 +79,18 @@ struct CallbackLog {
         last_unref_arg = p;
     }
 };
+
+// A value of T far from zero, so that a copy at the wrong width shows: the
+// lowest signed value, the highest unsigned one, true, or `object`.
+template <class T>
+T far_from_zero(int *object) {
+    if constexpr (std::is_pointer_v<T>) {
+        return object;
+    } else if constexpr (std::is_same_v<T, bool>) {
+        return true;
+    } else if constexpr (std::is_signed_v<T>) {
+        return std::numeric_limits<T>::lowest();
+    } else {
+        return std::numeric_limits<T>::max();
+    }
+}

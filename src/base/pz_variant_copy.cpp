@@ -1,0 +1,140 @@
+// Deep copy and merge. The public entry checks the nesting of `other` once;
+// below it the copy recurses one level per level of nesting, which that
+// check has bounded.
+#include "pz_variant_internal.h"
+
+using namespace pz;
+
+namespace {
+
+pz_variant_t *copy_into(pz_variant_t *v, pz_variant_t *other);
+
+// Appends copies of `other`'s elements to the array `v`. The count is taken
+// once and each element read afresh, so an array appended to itself gets
+// copies of its first n elements, once. Empty slots and elements that cannot
+// be copied are left out.
+void pz_variant_array_dup(pz_variant_t *v, const pz_variant_t *other) {
+    const uint32_t n = pz_variant_array_size(other);
+    for (uint32_t i = 0; i < n; ++i) {
+        pz_variant_t *d = copy_into(nullptr, array_at(other, i));
+        if (d == nullptr) continue;
+        pz_variant_array_append(v, d);
+        pz_variant_unref(d);  // the array holds the copy alone (or it is dropped)
+    }
+}
+
+// Enters a copy of one entry into the dictionary `dup`, under a key string
+// of its own. A value that cannot be copied is entered as null; an entry
+// whose key cannot be made is left out.
+bool dict_dup_node(void *key, void *value, void *dup) {
+    const auto *k = static_cast<const pz_string_t *>(key);
+    pz_variant_t *d = copy_into(nullptr, static_cast<pz_variant_t *>(value));
+    pz_string_t *new_key = pz_string_new_len(k->cstr, k->len);
+    if (new_key == nullptr) {
+        pz_variant_unref(d);
+        return true;
+    }
+    // Takes over the key and the copy's reference, also when it fails.
+    pz_hash_table_insert(dict_of(static_cast<pz_variant_t *>(dup)), new_key, d);
+    return true;
+}
+
+// Merges copies of `other`'s entries into the dictionary `v`.
+void pz_variant_dict_dup(pz_variant_t *v, pz_variant_t *other) {
+    if (dict_of(v) == nullptr) return;  // no table to merge into
+    if (v != other) {
+        pz_hash_table_foreach(dict_of(other), dict_dup_node, v);
+        return;
+    }
+    // A table must not grow while it is walked: merging into itself goes
+    // through a copy.
+    pz_variant_t *copy = copy_into(nullptr, other);
+    pz_hash_table_foreach(dict_of(copy), dict_dup_node, v);
+    pz_variant_unref(copy);
+}
+
+// `v` turned into an empty container of kind `vt` (kept as it is when it
+// already is one), or a new one when `v` is null.
+pz_variant_t *container_target(pz_variant_t *v, pz_variant_type vt) {
+    if (v != nullptr) return pz_variant_change_type(v, vt);
+    return vt == vtype_array ? pz_variant_array_new() : pz_variant_dict_new();
+}
+
+pz_variant_t *copy_sharedptr(pz_variant_t *v, const pz_variant_t *other) {
+    const auto *rec = reinterpret_cast<const v_sharedptr_t *>(other);
+    if (v == nullptr) return pz_variant_sharedptr_new(other->ptr_val, rec->ref, rec->unref);
+    // A `v` of another kind is replaced by a record with room for the
+    // callbacks, consuming the caller's reference.
+    pz_variant_t *target = pz_variant_change_type(v, vtype_sharedptr);
+    return pz_variant_sharedptr_set(target, other->ptr_val, rec->ref, rec->unref);
+}
+
+// The kinds that live in the union, and codes outside the enumeration.
+pz_variant_t *copy_plain(pz_variant_t *v, const pz_variant_t *other) {
+    if (v == nullptr) {
+        v = new_record(other->vt);
+    } else if (v->vt != other->vt) {
+        // What pz_variant_change_type does for these kinds, without casting
+        // a code that may lie outside the enumeration to pz_variant_type.
+        pz_variant_clear(v);
+        v->vt = other->vt;
+    }
+    if (v != nullptr) v->uint64_val = other->uint64_val;
+    return v;
+}
+
+pz_variant_t *copy_into(pz_variant_t *v, pz_variant_t *other) {
+    if (other == nullptr) return nullptr;
+    switch (other->vt) {
+        case vtype_array:
+        case vtype_dict: {
+            const auto vt = static_cast<pz_variant_type>(other->vt);
+            pz_variant_t *target = container_target(v, vt);
+            if (target == nullptr) return nullptr;
+            if (vt == vtype_array) {
+                pz_variant_array_dup(target, other);
+            } else {
+                pz_variant_dict_dup(target, other);
+            }
+            return target;
+        }
+        case vtype_string:
+            // A new copy keeps all `len` bytes; setting stops at the first NUL.
+            return v == nullptr ? vstr_sized_new(other->str_val, other->len)
+                                : pz_variant_str_set(v, other->str_val);
+        case vtype_bytes: {
+            auto *bytes = static_cast<uint8_t *>(other->ptr_val);
+            return v == nullptr ? vstr_buf_new(bytes, other->len)
+                                : vstr_buf_set(v, bytes, other->len);
+        }
+        case vtype_autoptr:
+            // One owner only: a copy shares the record, and there is nothing
+            // to copy into an existing value.
+            return v == nullptr ? pz_variant_ref(other) : nullptr;
+        case vtype_sharedptr:
+            return copy_sharedptr(v, other);
+        default:
+            return copy_plain(v, other);
+    }
+}
+
+}  // namespace
+
+extern "C" {
+
+pz_variant_t *pz_variant_dup(pz_variant_t *v) { return pz_variant_concat(nullptr, v); }
+
+pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other) {
+    // A value nested too deep, or containing itself, cannot be copied; the
+    // check bounds the recursion below.
+    if (other == nullptr || !nesting_within(other, PZ_VARIANT_MAX_DEPTH)) return nullptr;
+    if (v == nullptr) return copy_into(nullptr, other);
+    // `other` may live inside `v`, whose old value a change of kind releases:
+    // hold it for the length of the copy.
+    pz_variant_ref(other);
+    pz_variant_t *result = copy_into(v, other);
+    pz_variant_unref(other);
+    return result;
+}
+
+}  // extern "C"

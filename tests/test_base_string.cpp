@@ -1,0 +1,167 @@
+// Counted strings, the byte hash, text helpers and hexadecimal conversion.
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <unordered_set>
+
+#include "pz_hex.h"
+#include "pz_memory.h"
+#include "pz_string.h"
+#include "pz_test.h"
+
+namespace {
+
+class StringTest : public LeakCheckedTest {};
+
+std::string text_of(const pz_string_t *s) { return std::string(s->cstr, static_cast<size_t>(s->len)); }
+
+TEST_F(StringTest, NewCopiesIntoOneCountedBlock) {
+    const long blocks = hal_live_blocks();
+    char src[] = "abc";
+    pz_string_t *s = pz_string_new(src);
+    src[0] = 'x';  // a copy, not a view
+    EXPECT_EQ(hal_live_blocks(), blocks + 1);
+    EXPECT_EQ(text_of(s), "abc");
+    EXPECT_EQ(s->cstr[3], '\0');
+    EXPECT_EQ(*pz_ref_count(s), 1);
+    EXPECT_EQ(pz_string_new(nullptr), nullptr);
+
+    EXPECT_EQ(pz_string_ref(s), s);
+    pz_string_unref(s);
+    EXPECT_EQ(hal_live_blocks(), blocks + 1);
+    pz_string_unref(s);
+    EXPECT_EQ(hal_live_blocks(), blocks);
+    pz_string_unref(nullptr);
+}
+
+TEST_F(StringTest, NewLenKeepsNulsAndTerminates) {
+    pz_string_t *s = pz_string_new_len("a\0b\0cdef", 5);
+    EXPECT_EQ(text_of(s), std::string("a\0b\0c", 5));
+    EXPECT_EQ(s->cstr[5], '\0');
+    pz_string_t *z = pz_string_new_len(nullptr, 4);
+    EXPECT_EQ(text_of(z), std::string(4, '\0'));
+    pz_string_unref(s);
+    pz_string_unref(z);
+}
+
+TEST_F(StringTest, FormatMatchesSnprintf) {
+    const std::string wide(3000, 'w');
+    char expect[4000];
+    std::snprintf(expect, sizeof expect, "%s|%d|%.2f|%s", "x", -42, 1.5, wide.c_str());
+    pz_string_t *s = pz_string_format("%s|%d|%.2f|%s", "x", -42, 1.5, wide.c_str());
+    EXPECT_EQ(text_of(s), expect);
+    pz_string_unref(s);
+    pz_string_t *e = pz_string_format("%s", "");
+    EXPECT_EQ(e->len, 0);
+    pz_string_unref(e);
+    EXPECT_GT(sweep_alloc_failures([] { pz_string_unref(pz_string_format("n=%d", 7)); }), 0);
+}
+
+TEST_F(StringTest, EqualAndHash) {
+    pz_string_t *a = pz_string_new("hello world, long key");
+    pz_string_t *b = pz_string_format("hello %s, long key", "world");
+    pz_string_t *prefix = pz_string_new("hello");
+    pz_string_t *nul = pz_string_new_len("hello\0", 6);
+    const pz_string_t borrowed = pz_string_borrow(a->cstr, static_cast<size_t>(a->len));
+    EXPECT_TRUE(pz_string_equal(a, b));
+    EXPECT_TRUE(pz_string_equal(a, &borrowed));
+    EXPECT_EQ(pz_string_hash(a), pz_string_hash(b));
+    EXPECT_EQ(pz_string_hash(a), pz_hash_bytes(a->cstr, static_cast<size_t>(a->len)));
+    EXPECT_FALSE(pz_string_equal(prefix, a));
+    EXPECT_FALSE(pz_string_equal(prefix, nul));
+    EXPECT_NE(pz_string_hash(prefix), pz_string_hash(nul));
+    for (pz_string_t *s : {a, b, prefix, nul}) pz_string_unref(s);
+}
+
+TEST_F(StringTest, HashSeesEveryByteAndSpreads) {
+    // Changing any one byte, at any length, changes the hash.
+    unsigned char buf[40] = {};
+    for (size_t len = 1; len <= sizeof buf; ++len) {
+        const uint32_t base = pz_hash_bytes(buf, len);
+        for (size_t i = 0; i < len; ++i) {
+            buf[i] = 1;
+            EXPECT_NE(pz_hash_bytes(buf, len), base) << "len " << len << " byte " << i;
+            buf[i] = 0;
+        }
+    }
+    // Sequential keys spread over the low bits a table masks with.
+    std::unordered_set<uint32_t> buckets;
+    char key[32];
+    for (int i = 0; i < 4096; ++i) {
+        const int n = std::snprintf(key, sizeof key, "key%d", i);
+        buckets.insert(pz_hash_bytes(key, static_cast<size_t>(n)) & 0xFFFF);
+    }
+    EXPECT_GT(buckets.size(), 3900u);
+}
+
+TEST_F(StringTest, CstrCmpTreatsNullAsEmpty) {
+    EXPECT_EQ(pz_cstr_cmp(nullptr, ""), 0);
+    EXPECT_EQ(pz_cstr_cmp(nullptr, nullptr), 0);
+    EXPECT_LT(pz_cstr_cmp(nullptr, "a"), 0);
+    EXPECT_GT(pz_cstr_cmp("a", nullptr), 0);
+    EXPECT_LT(pz_cstr_cmp("abc", "abd"), 0);
+    EXPECT_GT(pz_cstr_cmp("b", "abc"), 0);
+}
+
+TEST_F(StringTest, StrncpyNeverWritesPastCount) {
+    char buf[10];
+    std::memset(buf, 'X', sizeof buf);
+    EXPECT_EQ(pz_strncpy(buf, "hello", 3), buf);
+    EXPECT_EQ(std::string(buf, sizeof buf), "helXXXXXXX");
+    std::memset(buf, 'X', sizeof buf);
+    pz_strncpy(buf, "hi", 8);  // terminated, not padded
+    EXPECT_EQ(std::string(buf, sizeof buf), std::string("hi\0XXXXXXX", 10));
+    std::memset(buf, 'X', sizeof buf);
+    pz_strncpy(buf, "hi", 3);  // the terminator just fits
+    EXPECT_EQ(std::string(buf, 4), std::string("hi\0X", 4));
+    std::memset(buf, 'X', sizeof buf);
+    pz_strncpy(buf, "abc", 0);
+    EXPECT_EQ(buf[0], 'X');
+}
+
+// ---- hexadecimal ----
+
+TEST_F(StringTest, HexRoundTripsEveryByte) {
+    uint8_t all[256];
+    for (int i = 0; i < 256; ++i) all[i] = static_cast<uint8_t>(i);
+    pz_string_t *hex = pz_hex(all, 256);
+    ASSERT_EQ(hex->len, 512);
+    for (int i = 0; i < 256; ++i) {
+        char two[3];
+        std::snprintf(two, sizeof two, "%02x", i);
+        ASSERT_EQ(std::string(hex->cstr + 2 * i, 2), two);
+    }
+    uint8_t *back = pz_hex2bytes(hex->cstr, hex->len);
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(std::memcmp(back, all, 256), 0);
+    HAL_Free(back);
+    pz_string_unref(hex);
+
+    const uint8_t two[2] = {0x01, 0x23};
+    pz_string_t *s = pz_hex(two, 2);
+    EXPECT_STREQ(s->cstr, "0123");
+    pz_string_unref(s);
+    uint8_t *mixed = pz_hex2bytes("aBcD", 4);
+    EXPECT_EQ(mixed[0], 0xAB);
+    EXPECT_EQ(mixed[1], 0xCD);
+    HAL_Free(mixed);
+}
+
+TEST_F(StringTest, HexRejectsBadTextAndHandlesEmpty) {
+    for (const char *bad : {"0g", "g0", "0:", "/0", "@0", "0G", "`0", " 0", "0\0"}) {
+        EXPECT_EQ(pz_hex2bytes(bad, 2), nullptr) << bad;
+    }
+    EXPECT_EQ(pz_hex2bytes("012", 3), nullptr);
+    uint8_t *empty = pz_hex2bytes("", 0);
+    EXPECT_NE(empty, nullptr);
+    HAL_Free(empty);
+    pz_string_t *none = pz_hex(nullptr, 0);
+    ASSERT_NE(none, nullptr);
+    EXPECT_EQ(none->len, 0);
+    EXPECT_EQ(none->cstr[0], '\0');
+    pz_string_unref(none);
+    EXPECT_GT(sweep_alloc_failures([] { HAL_Free(pz_hex2bytes("00ff", 4)); }), 0);
+    EXPECT_GT(sweep_alloc_failures([] { pz_string_unref(pz_hex("\x01", 1)); }), 0);
+}
+
+}  // namespace
