@@ -1,11 +1,10 @@
-// Counted strings, the byte hash, text helpers and hexadecimal conversion.
-#include <algorithm>
+// Counted strings and the byte hash. The text helpers and hexadecimal
+// conversion are tested through the values and dumps that use them.
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <unordered_set>
 
-#include "pz_hex.h"
 #include "pz_memory.h"
 #include "pz_string.h"
 #include "pz_test.h"
@@ -89,71 +88,6 @@ TEST_F(StringTest, HashSeesEveryByteAndSpreads) {
         buckets.insert(pz_hash_bytes(key, static_cast<size_t>(n)) & 0xFFFF);
     }
     EXPECT_GT(buckets.size(), 3900u);
-}
-
-TEST_F(StringTest, CstrCmpTreatsNullAsEmpty) {
-    const struct {
-        const char *a, *b;
-        int sign;
-    } cases[] = {{nullptr, "", 0}, {nullptr, nullptr, 0}, {nullptr, "a", -1},
-                 {"a", nullptr, 1}, {"abc", "abd", -1},   {"b", "abc", 1}};
-    for (const auto &c : cases) {
-        const int r = pz_cstr_cmp(c.a, c.b);
-        EXPECT_EQ((r > 0) - (r < 0), c.sign) << (c.a ? c.a : "null") << " " << (c.b ? c.b : "null");
-    }
-}
-
-// Copies at most `count` bytes, the terminator included; never pads.
-TEST_F(StringTest, StrncpyNeverWritesPastCount) {
-    for (size_t count : {0, 3, 6, 8}) {
-        char buf[10];
-        std::memset(buf, 'X', sizeof buf);
-        EXPECT_EQ(pz_strncpy(buf, "hello", count), buf);
-        const size_t n = std::min<size_t>(count, 6);
-        EXPECT_EQ(std::string(buf, sizeof buf), std::string("hello", 6).substr(0, n) + std::string(10 - n, 'X'));
-    }
-}
-
-// ---- hexadecimal ----
-
-TEST_F(StringTest, HexRoundTripsEveryByte) {
-    uint8_t all[256];
-    for (int i = 0; i < 256; ++i) all[i] = static_cast<uint8_t>(i);
-    pz_string_t *hex = pz_hex(all, 256);
-    ASSERT_EQ(hex->len, 512);
-    for (int i = 0; i < 256; ++i) {
-        char two[3];
-        std::snprintf(two, sizeof two, "%02x", i);
-        ASSERT_EQ(std::string(hex->cstr + 2 * i, 2), two);
-    }
-    uint8_t *back = pz_hex2bytes(hex->cstr, hex->len);
-    ASSERT_NE(back, nullptr);
-    EXPECT_EQ(std::memcmp(back, all, 256), 0);
-    HAL_Free(back);
-    pz_string_unref(hex);
-
-    uint8_t *mixed = pz_hex2bytes("aBcD", 4);
-    EXPECT_EQ(mixed[0], 0xAB);
-    EXPECT_EQ(mixed[1], 0xCD);
-    HAL_Free(mixed);
-}
-
-TEST_F(StringTest, HexRejectsBadTextAndHandlesEmpty) {
-    for (const char *bad : {"0g", "g0", "0:", "/0", "@0", "0G", "`0", " 0", "0\0"}) {
-        EXPECT_EQ(pz_hex2bytes(bad, 2), nullptr) << bad;
-    }
-    EXPECT_EQ(pz_hex2bytes("012", 3), nullptr);
-    uint8_t *empty = pz_hex2bytes("", 0);
-    EXPECT_NE(empty, nullptr);
-    HAL_Free(empty);
-    pz_string_t *none = pz_hex(nullptr, 0);
-    EXPECT_EQ(text_of(none), std::string(1, '\0'));
-    pz_string_unref(none);
-    EXPECT_GT(sweep_alloc_failures([] {
-                  HAL_Free(pz_hex2bytes("00ff", 4));
-                  pz_string_unref(pz_hex("\x01", 1));
-              }),
-              1);
 }
 
 }  // namespace
