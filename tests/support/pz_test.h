@@ -5,8 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <limits>
+#include <string>
 #include <type_traits>
+#include <vector>
 
 #include "counting_hal.h"
 #include "pz_memory.h"
@@ -64,6 +67,29 @@ int sweep_alloc_failures(Op op) {
         ++failing_runs;
     }
 }
+
+#ifdef PZ_DUMP_CASES_DIR
+// Calls `check(fields)` for each line of dump_cases/`name` that is neither
+// blank nor a comment, its fields split at tabs, with the line traced.
+template <class Check>
+void for_each_case(const std::string &name, Check check) {
+    const std::string path = std::string(PZ_DUMP_CASES_DIR) + "/" + name;
+    std::ifstream in(path);
+    ASSERT_TRUE(in) << path;
+    std::string line;
+    for (int number = 1; std::getline(in, line); ++number) {
+        if (line.empty() || line[0] == '#') continue;
+        SCOPED_TRACE(path + ":" + std::to_string(number));
+        std::vector<std::string> fields;
+        for (size_t start = 0, tab;; start = tab + 1) {
+            tab = line.find('\t', start);
+            fields.push_back(line.substr(start, tab - start));
+            if (tab == std::string::npos) break;
+        }
+        check(fields);
+    }
+}
+#endif
 
 // The reference count of a live value.
 inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
