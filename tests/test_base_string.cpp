@@ -1,5 +1,6 @@
-// Counted strings and the byte hash. The text helpers and hexadecimal
-// conversion are tested through the values and dumps that use them.
+// Counted strings, the byte hash and text helpers. Hexadecimal conversion is
+// tested through the dumps that use it.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -88,6 +89,23 @@ TEST_F(StringTest, HashSeesEveryByteAndSpreads) {
         buckets.insert(pz_hash_bytes(key, static_cast<size_t>(n)) & 0xFFFF);
     }
     EXPECT_GT(buckets.size(), 3900u);
+}
+
+// Public text helpers: null reads as empty; a copy never writes past
+// `count`, terminates when there is room and never pads.
+TEST_F(StringTest, CstrCmpAndStrncpy) {
+    EXPECT_EQ(pz_cstr_cmp(nullptr, ""), 0);
+    EXPECT_EQ(pz_cstr_cmp("", nullptr), 0);
+    EXPECT_LT(pz_cstr_cmp(nullptr, "a"), 0);
+    EXPECT_GT(pz_cstr_cmp("a", nullptr), 0);
+    EXPECT_LT(pz_cstr_cmp("abc", "abd"), 0);
+    for (size_t count : {0, 3, 6, 8}) {
+        char buf[10];
+        std::memset(buf, 'X', sizeof buf);
+        EXPECT_EQ(pz_strncpy(buf, "hello", count), buf);
+        const size_t n = std::min<size_t>(count, 6);
+        EXPECT_EQ(std::string(buf, sizeof buf), std::string("hello", 6).substr(0, n) + std::string(10 - n, 'X'));
+    }
 }
 
 }  // namespace
