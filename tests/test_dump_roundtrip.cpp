@@ -17,24 +17,20 @@ public:
 
     pz_variant_t *value(int depth) {
         switch (below(depth > 0 ? 16 : 14)) {
-            case 0: return pz_variant_bool_new(below(2) != 0);
-            case 1: return pz_variant_int8_new(integer<int8_t>());
-            case 2: return pz_variant_uint8_new(integer<uint8_t>());
-            case 3: return pz_variant_int16_new(integer<int16_t>());
-            case 4: return pz_variant_uint16_new(integer<uint16_t>());
-            case 5: return pz_variant_int32_new(integer<int32_t>());
-            case 6: return pz_variant_uint32_new(integer<uint32_t>());
-            case 7: return pz_variant_int64_new(integer<int64_t>());
-            case 8: return pz_variant_uint64_new(integer<uint64_t>());
-            case 9: return pz_variant_float_new(finite<float, uint32_t>());
-            case 10: return pz_variant_double_new(finite<double, uint64_t>());
+            case 0: return pz_variant_bool_new(number<bool>());
+            case 1: return pz_variant_int8_new(number<int8_t>());
+            case 2: return pz_variant_uint8_new(number<uint8_t>());
+            case 3: return pz_variant_int16_new(number<int16_t>());
+            case 4: return pz_variant_uint16_new(number<uint16_t>());
+            case 5: return pz_variant_int32_new(number<int32_t>());
+            case 6: return pz_variant_uint32_new(number<uint32_t>());
+            case 7: return pz_variant_int64_new(number<int64_t>());
+            case 8: return pz_variant_uint64_new(number<uint64_t>());
+            case 9: return pz_variant_float_new(number<float>());
+            case 10: return pz_variant_double_new(number<double>());
             case 11: return pz_variant_str_new(text(0).c_str());
             case 12: return bytes();
-            case 13: {
-                pz_variant_t *v = pz_variant_str_new("");
-                pz_variant_clear(v);  // the null kind
-                return v;
-            }
+            case 13: return pz_variant_change_type(pz_variant_array_new(), vtype_null);
             case 14: return container(pz_variant_array_new(), depth);
             default: return container(pz_variant_dict_new(), depth);
         }
@@ -43,25 +39,25 @@ public:
 private:
     uint32_t below(uint32_t n) { return static_cast<uint32_t>(rng_() % n); }
 
-    // The extremes, small values and anything at all, equally often.
+    // Integers: the extremes, small values and anything at all, equally
+    // often. Floating point: any finite number, from random bit patterns.
     template <class T>
-    T integer() {
+    T number() {
         using limits = std::numeric_limits<T>;
-        switch (below(6)) {
-            case 0: return limits::min();
-            case 1: return limits::max();
-            case 2: return static_cast<T>(below(3)) - static_cast<T>(1);
-            case 3: return static_cast<T>(limits::max() - static_cast<T>(below(3)));
-            default: return static_cast<T>(rng_());
-        }
-    }
-
-    // Any finite number, from random bit patterns.
-    template <class F, class Bits>
-    F finite() {
-        for (;;) {
-            const F f = std::bit_cast<F>(static_cast<Bits>(rng_()));
-            if (std::isfinite(f)) return f;
+        if constexpr (std::is_floating_point_v<T>) {
+            using Bits = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
+            for (;;) {
+                const T f = std::bit_cast<T>(static_cast<Bits>(rng_()));
+                if (std::isfinite(f)) return f;
+            }
+        } else {
+            switch (below(6)) {
+                case 0: return limits::min();
+                case 1: return limits::max();
+                case 2: return static_cast<T>(static_cast<T>(below(3)) - static_cast<T>(1));
+                case 3: return static_cast<T>(limits::max() - static_cast<T>(below(3)));
+                default: return static_cast<T>(rng_());
+            }
         }
     }
 
@@ -86,12 +82,7 @@ private:
     pz_variant_t *container(pz_variant_t *c, int depth) {
         for (uint32_t n = below(6); n > 0; --n) {
             pz_variant_t *element = value(depth - 1);
-            if (c->vt == vtype_array) {
-                pz_variant_array_append(c, element);
-            } else {
-                pz_variant_dict_put(c, text(1).c_str(), element);
-            }
-            pz_variant_unref(element);
+            c->vt == vtype_array ? append_new(c, element) : put_new(c, text(1).c_str(), element);
         }
         return c;
     }

@@ -9,31 +9,25 @@
 
 namespace {
 
-std::atomic<long> live_blocks{0};
-std::atomic<long> live_bytes{0};
-std::atomic<long> malloc_calls{0};
-std::atomic<long> free_calls{0};
-std::atomic<long> failed_mallocs{0};
+std::atomic<long> live_blocks{0}, live_bytes{0}, malloc_calls{0}, free_calls{0},
+    failed_mallocs{0}, atomic_incs{0}, atomic_decs{0};
 std::atomic<unsigned long> last_size{0};
-std::atomic<long> atomic_incs{0};
-std::atomic<long> atomic_decs{0};
 
 // Allocations left before the failing one (0: no failure planned).
 std::atomic<long> fail_countdown{0};
-std::atomic<bool> fail_persist{false};
-std::atomic<bool> failing{false};
+std::atomic<bool> fail_persist{false}, failing{false};
 
 // Each block carries its size in a 16-byte prefix, which keeps the caller's
 // block aligned for a long followed by a double.
 constexpr std::size_t kPrefix = 16;
 
 bool should_fail() {
-    if (failing.load()) return true;
-    long left = fail_countdown.load();
+    if (failing) return true;
+    long left = fail_countdown;
     while (left > 0) {
         if (fail_countdown.compare_exchange_weak(left, left - 1)) {
             if (left != 1) return false;
-            if (fail_persist.load()) failing.store(true);
+            if (fail_persist) failing = true;
             return true;
         }
     }
@@ -45,12 +39,8 @@ bool should_fail() {
 extern "C" {
 
 void hal_counts_reset(void) {
-    malloc_calls = 0;
-    free_calls = 0;
-    failed_mallocs = 0;
+    malloc_calls = free_calls = failed_mallocs = atomic_incs = atomic_decs = 0;
     last_size = 0;
-    atomic_incs = 0;
-    atomic_decs = 0;
     hal_fail_nth(0, 0);
 }
 
@@ -72,10 +62,7 @@ void hal_fail_nth(long n, int persist) {
 void *HAL_Malloc(unsigned long size) {
     ++malloc_calls;
     last_size = size;
-    if (should_fail()) {
-        ++failed_mallocs;
-        return nullptr;
-    }
+    if (should_fail()) return ++failed_mallocs, nullptr;
     auto *block = static_cast<unsigned char *>(std::malloc(kPrefix + size));
     if (block == nullptr) return nullptr;
     std::memcpy(block, &size, sizeof size);

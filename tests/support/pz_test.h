@@ -1,19 +1,42 @@
-// Shared test fixture: every test starts with fresh HAL counters and ends by
-// checking that it leaked no block.
+// Shared test fixture: every test starts with fresh HAL counters and callback
+// counts and ends by checking that it leaked no block.
 #ifndef PZ_TEST_H
 #define PZ_TEST_H
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <limits>
+#include <string>
 #include <type_traits>
+#include <vector>
 
 #include "counting_hal.h"
+#include "pz_memory.h"
+#include "pz_variant.h"
+
+// Counts the callbacks of owned and shared pointers.
+struct CallbackLog {
+    static inline int dtor_calls = 0;
+    static inline int ref_calls = 0;
+    static inline int unref_calls = 0;
+    static inline void *last_dtor_arg = nullptr;
+    static inline void *last_unref_arg = nullptr;
+
+    static void reset() {
+        dtor_calls = ref_calls = unref_calls = 0;
+        last_dtor_arg = last_unref_arg = nullptr;
+    }
+    static void dtor(void *p) { ++dtor_calls, last_dtor_arg = p; }
+    static void *ref(void *p) { return ++ref_calls, p; }
+    static void unref(void *p) { ++unref_calls, last_unref_arg = p; }
+};
 
 class LeakCheckedTest : public ::testing::Test {
 protected:
     void SetUp() override {
         hal_counts_reset();
+        CallbackLog::reset();
         live_at_start_ = hal_live_blocks();
     }
     void TearDown() override {
@@ -40,45 +63,57 @@ int sweep_alloc_failures(Op op) {
         const bool failed = hal_failed_mallocs() != failed_before;
         hal_fail_nth(0, 0);
         EXPECT_EQ(hal_live_blocks(), live_before) << "leak when allocation " << n << " fails";
-        if (!failed) break;
+        if (!failed) return failing_runs;
         ++failing_runs;
     }
-    return failing_runs;
 }
 
-#endif  // PZ_TEST_H
-
-#include "pz_memory.h"
-#include "pz_variant.h"
+#ifdef PZ_DUMP_CASES_DIR
+// Calls `check(fields)` for each line of dump_cases/`name` that is neither
+// blank nor a comment, its fields split at tabs, with the line traced.
+template <class Check>
+void for_each_case(const std::string &name, Check check) {
+    const std::string path = std::string(PZ_DUMP_CASES_DIR) + "/" + name;
+    std::ifstream in(path);
+    ASSERT_TRUE(in) << path;
+    std::string line;
+    for (int number = 1; std::getline(in, line); ++number) {
+        if (line.empty() || line[0] == '#') continue;
+        SCOPED_TRACE(path + ":" + std::to_string(number));
+        std::vector<std::string> fields;
+        for (size_t start = 0, tab;; start = tab + 1) {
+            tab = line.find('\t', start);
+            fields.push_back(line.substr(start, tab - start));
+            if (tab == std::string::npos) break;
+        }
+        check(fields);
+    }
+}
+#endif
 
 // The reference count of a live value.
 inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
 
-// Counts the callbacks of owned and shared pointers. Tests reset it first.
-struct CallbackLog {
-    static inline int dtor_calls = 0;
-    static inline int ref_calls = 0;
-    static inline int unref_calls = 0;
-    static inline void *last_dtor_arg = nullptr;
-    static inline void *last_unref_arg = nullptr;
+// Stores a new value and drops the caller's reference to it.
+inline void put_new(pz_variant_t *dict, const char *key, pz_variant_t *value) {
+    pz_variant_dict_put(dict, key, value);
+    pz_variant_unref(value);
+}
+inline void append_new(pz_variant_t *va, pz_variant_t *value) {
+    pz_variant_array_append(va, value);
+    pz_variant_unref(value);
+}
 
-    static void reset() {
-        dtor_calls = ref_calls = unref_calls = 0;
-        last_dtor_arg = last_unref_arg = nullptr;
+// Dictionaries and arrays alternating around `inner` (taken over), `levels`
+// deep counting `inner`.
+inline pz_variant_t *chain(int levels, pz_variant_t *inner) {
+    for (int i = 1; i < levels; ++i) {
+        pz_variant_t *outer = i % 2 == 0 ? pz_variant_array_new() : pz_variant_dict_new();
+        outer->vt == vtype_array ? append_new(outer, inner) : put_new(outer, "k", inner);
+        inner = outer;
     }
-    static void dtor(void *p) {
-        ++dtor_calls;
-        last_dtor_arg = p;
-    }
-    static void *ref(void *p) {
-        ++ref_calls;
-        return p;
-    }
-    static void unref(void *p) {
-        ++unref_calls;
-        last_unref_arg = p;
-    }
-};
+    return inner;
+}
 
 // A value of T far from zero, so that a copy at the wrong width shows: the
 // lowest signed value, the highest unsigned one, true, or `object`.
@@ -94,3 +129,5 @@ T far_from_zero(int *object) {
         return std::numeric_limits<T>::max();
     }
 }
+
+#endif  // PZ_TEST_H
