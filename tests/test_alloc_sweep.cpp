@@ -135,13 +135,17 @@ pz_variant_t *sample() {
 struct FailurePoint {
     long n;
     bool fired = false;
+    // The failing allocation of the run in progress; 0 when none is armed.
+    static inline long failing = 0;
 
     template <class F>
     auto armed(F f) {
+        failing = n;
         const long failed_before = hal_failed_mallocs();
         hal_fail_nth(n, 0);
         auto result = f();
         hal_fail_nth(0, 0);
+        failing = 0;
         fired = hal_failed_mallocs() != failed_before;
         return result;
     }
@@ -249,6 +253,83 @@ pz_variant_t *sample_dump_text() {
 pz_variant_t *shared_value() {
     return pz_variant_sharedptr_new(&Tracked::object, Tracked::ref, Tracked::unref);
 }
+
+// A typed adder or setter that takes over `object` makes its value with its
+// first allocation; when that fails the object stays the caller's.
+bool value_not_made() { return FailurePoint::failing == 1; }
+
+uint8_t *owned_buffer = nullptr;
+const uint8_t owned_bytes[] = {1, 2, 3};
+
+#define PZ_ADDER(fn, ...)                                                             \
+    change(#fn, full_array, nullptr, returning_target([](pz_variant_t *a, pz_variant_t *) { \
+               fn(a, __VA_ARGS__);                                                    \
+           }))
+#define PZ_SETTER(fn, ...)                                                         \
+    change(#fn, sample, nullptr, returning_target([](pz_variant_t *d, pz_variant_t *) { \
+               fn(d, "new key", __VA_ARGS__);                                       \
+           }))
+
+// The kinds that have both a typed adder and a typed setter, with a value.
+#define PZ_TYPED_VALUES(X)                                      \
+    X(bool, true)                                               \
+    X(int8, -1)                                                 \
+    X(uint8, 255)                                               \
+    X(int16, -2)                                                \
+    X(uint16, 65535)                                            \
+    X(int32, -3)                                                \
+    X(uint32, 4)                                                \
+    X(int64, INT64_MIN)                                         \
+    X(uint64, UINT64_MAX)                                       \
+    X(float, 0.5f)                                              \
+    X(double, 0.25)                                             \
+    X(ptr, &Tracked::object)                                    \
+    X(str, "text")                                              \
+    X(sharedptr, &Tracked::object, Tracked::ref, Tracked::unref)
+#define PZ_ADDER_OF(kind, ...) PZ_ADDER(varray_add_##kind, __VA_ARGS__),
+#define PZ_SETTER_OF(kind, ...) PZ_SETTER(vdict_set_##kind, __VA_ARGS__),
+
+std::vector<SweepCase> typed_cases() {
+    return {
+        PZ_TYPED_VALUES(PZ_ADDER_OF)
+        PZ_ADDER(varray_add_sized_str, "te\0xt", 5),
+        change("varray_add_autoptr", full_array, nullptr,
+               returning_target([](pz_variant_t *a, pz_variant_t *) {
+                   ++Tracked::owned;
+                   varray_add_autoptr(a, &Tracked::object, Tracked::dtor);
+                   if (value_not_made()) Tracked::dtor(&Tracked::object);
+               })),
+        change("varray_add_dict", full_array, nullptr,
+               returning_target([](pz_variant_t *a, pz_variant_t *) { varray_add_dict(a); })),
+        change("varray_add_array", full_array, nullptr,
+               returning_target([](pz_variant_t *a, pz_variant_t *) { varray_add_array(a); })),
+        PZ_TYPED_VALUES(PZ_SETTER_OF)
+        PZ_SETTER(vdict_set_sized_ptr, &Tracked::object, 12),
+        PZ_SETTER(vdict_set_bytes, owned_bytes, sizeof owned_bytes),
+        change("vdict_set_autoptr", sample, nullptr,
+               returning_target([](pz_variant_t *d, pz_variant_t *) {
+                   ++Tracked::owned;
+                   vdict_set_autoptr(d, "new key", &Tracked::object, Tracked::dtor);
+                   if (value_not_made()) Tracked::dtor(&Tracked::object);
+               })),
+        // The buffer is made with the argument, before failures are armed.
+        change("vdict_set_bytes_owned", sample,
+               [] {
+                   owned_buffer = static_cast<uint8_t *>(pz_mem_dup(owned_bytes, sizeof owned_bytes));
+                   return static_cast<pz_variant_t *>(nullptr);
+               },
+               returning_target([](pz_variant_t *d, pz_variant_t *) {
+                   vdict_set_bytes_owned(d, "new key", owned_buffer, sizeof owned_bytes);
+                   if (value_not_made()) HAL_Free(owned_buffer);
+               })),
+    };
+}
+
+#undef PZ_ADDER_OF
+#undef PZ_SETTER_OF
+#undef PZ_TYPED_VALUES
+#undef PZ_ADDER
+#undef PZ_SETTER
 
 std::vector<SweepCase> cases() {
     std::vector<SweepCase> c = {
@@ -362,6 +443,7 @@ std::vector<SweepCase> cases() {
                   return new std::string(buf.data(), static_cast<size_t>(n));
               }),
     };
+    for (SweepCase &typed : typed_cases()) c.push_back(std::move(typed));
     return c;
 }
 
@@ -391,7 +473,7 @@ TEST_F(AllocSweep, EveryAllocatingFunctionFailsCleanlyAtEveryPoint) {
         EXPECT_GT(failing_runs, 0) << sweep.name << " allocated nothing";
         pairs += failing_runs;
     }
-    std::printf("allocation-failure sweep: %zu functions, %ld (function, failure point) pairs\n",
+    std::printf("allocation-failure sweep: %zu cases, %ld (function, failure point) pairs\n",
                 cases().size(), pairs);
     RecordProperty("pairs", static_cast<int>(pairs));
 }
