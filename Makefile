@@ -6,6 +6,12 @@ BUILD_DIR  ?= build
 ASAN_DIR   ?= build-asan
 TSAN_DIR   ?= build-tsan
 GRIND_DIR  ?= build-memcheck
+FUZZ_DIR   ?= build-fuzz
+# `make fuzz` runs each target this long; `make test` only replays the seeds
+# and a few thousand mutations of them.
+FUZZ_SECONDS ?= 600
+FUZZ_RUNS    ?= 2000
+FUZZ_TARGETS := fuzz_from_dump fuzz_format
 JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
 
@@ -13,11 +19,12 @@ BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev
 BENCH_PACKAGES := libbenchmark-dev
 GRIND_PACKAGES := valgrind
+FUZZ_PACKAGES  := clang libclang-rt-14-dev
 DOCS_PACKAGES  := doxygen
 
 PREFIX     ?= /usr/local
 
-.PHONY: all demo test memcheck bench install docs deps-base deps-test deps-bench deps-grind clean
+.PHONY: all demo test memcheck fuzz fuzz-build bench install docs deps-base deps-test deps-bench deps-grind deps-fuzz clean
 
 all: demo
 
@@ -46,6 +53,8 @@ deps-docs:
 	$(call ensure_packages,$(DOCS_PACKAGES))
 deps-grind: deps-test
 	$(call ensure_packages,$(GRIND_PACKAGES))
+deps-fuzz: deps-base
+	$(call ensure_packages,$(FUZZ_PACKAGES))
 
 demo: deps-base
 	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_TESTS=OFF
@@ -53,7 +62,7 @@ demo: deps-base
 	./$(BUILD_DIR)/examples/tour
 	./$(BUILD_DIR)/examples/tour_cpp
 
-test: deps-test
+test: deps-test fuzz-build
 	$(CMAKE) -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DPZ_SANITIZE=ON
 	$(CMAKE) --build $(ASAN_DIR) -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
@@ -61,6 +70,30 @@ test: deps-test
 	$(CMAKE) -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_TSAN=ON -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(TSAN_DIR) -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir $(TSAN_DIR) --output-on-failure
+	@for t in $(FUZZ_TARGETS); do \
+	  echo "== $$t: $(FUZZ_RUNS) runs over its seeds"; \
+	  rm -rf $(FUZZ_DIR)/quick/$$t && mkdir -p $(FUZZ_DIR)/quick/$$t && \
+	  ./$(FUZZ_DIR)/fuzz/$$t -runs=$(FUZZ_RUNS) -detect_leaks=1 -artifact_prefix=$(FUZZ_DIR)/ \
+	    $(FUZZ_DIR)/quick/$$t fuzz/corpus/$$t > $(FUZZ_DIR)/quick/$$t.log 2>&1 || \
+	    { tail -n 40 $(FUZZ_DIR)/quick/$$t.log; exit 1; }; \
+	  tail -n 1 $(FUZZ_DIR)/quick/$$t.log; \
+	done
+
+# The libFuzzer targets, built with clang under ASan and UBSan.
+fuzz-build: deps-fuzz
+	CC=clang CXX=clang++ $(CMAKE) -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+	  -DPZ_FUZZ=ON -DPZ_BUILD_TESTS=OFF -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) --build $(FUZZ_DIR) -j $(JOBS)
+
+# Each target for FUZZ_SECONDS, one after the other; new inputs go to
+# $(FUZZ_DIR)/corpus/<target>, the committed seeds are only read.
+fuzz: fuzz-build
+	@for t in $(FUZZ_TARGETS); do \
+	  mkdir -p $(FUZZ_DIR)/corpus/$$t; \
+	  echo "== $$t for $(FUZZ_SECONDS) s"; \
+	  ./$(FUZZ_DIR)/fuzz/$$t -max_total_time=$(FUZZ_SECONDS) -detect_leaks=1 \
+	    -artifact_prefix=$(FUZZ_DIR)/ $(FUZZ_DIR)/corpus/$$t fuzz/corpus/$$t || exit 1; \
+	done
 
 # The suite under valgrind's memcheck, which also sees inside Debian's cJSON.
 memcheck: deps-grind
@@ -88,4 +121,4 @@ install: deps-base
 	$(CMAKE) --install $(BUILD_DIR)
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR) build-docs
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR) $(FUZZ_DIR) build-docs

@@ -3,34 +3,13 @@
 #include <cstring>
 
 #include "pz_test.h"
+#include "va_entry.h"
 #include "pz_variant_internal.h"
 #include "pz_variant_kinds.h"
 
 namespace {
 
 using Format = LeakCheckedTest;
-
-void append_args_from(pz_variant_t *va, ...) {
-    va_list args;
-    va_start(args, va);
-    pz_variant_array_append_args(va, args);
-    va_end(args);
-}
-
-void append_internal_from(pz_variant_t *va, const char *fmt, ...) {
-    va_list args;
-    va_start(args, fmt);
-    pz_variant_array_append_vals_internal(va, fmt, args);
-    va_end(args);
-}
-
-pz_variant_t *pack_arg_from(int unused, ...) {
-    va_list args;
-    va_start(args, unused);
-    pz_variant_t *v = pz_variant_pack_arg(args);
-    va_end(args);
-    return v;
-}
 
 const pz_variant_t *at(const pz_variant_t *va, uint32_t i) { return pz::array_at(va, i); }
 
