@@ -17,7 +17,7 @@ DOCS_PACKAGES  := doxygen
 
 PREFIX     ?= /usr/local
 
-.PHONY: all demo test memcheck bench install docs deps-base deps-test deps-bench deps-grind clean
+.PHONY: all demo test test-slow memcheck bench install docs deps-base deps-test deps-bench deps-grind clean
 
 all: demo
 
@@ -62,12 +62,21 @@ test: deps-test
 	$(CMAKE) --build $(TSAN_DIR) -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir $(TSAN_DIR) --output-on-failure
 
-# The suite under valgrind's memcheck, which also sees inside Debian's cJSON.
+# The suite under valgrind's memcheck, which also sees inside Debian's cJSON,
+# then the concurrent readers under helgrind.
 memcheck: deps-grind
 	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(GRIND_DIR) --target pz_tests -j $(JOBS)
 	valgrind --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite,indirect \
-	  ./$(GRIND_DIR)/tests/pz_tests --gtest_brief=1
+	  ./$(GRIND_DIR)/tests/pz_tests --gtest_brief=1 --gtest_filter=-Slow*
+	valgrind --tool=helgrind --error-exitcode=1 \
+	  ./$(GRIND_DIR)/tests/pz_tests --gtest_brief=1 --gtest_filter=ConcurrentReaderThreads.*
+
+# Containers of ten million entries, optimised and without sanitizers.
+test-slow: deps-test
+	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) --build $(GRIND_DIR) --target pz_tests -j $(JOBS)
+	./$(GRIND_DIR)/tests/pz_tests --gtest_filter=Slow*
 
 bench: deps-bench
 	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF

@@ -51,6 +51,16 @@ int sweep_alloc_failures(Op op) {
 #include "pz_memory.h"
 #include "pz_variant.h"
 
+// Store a new value in a container and drop the caller's reference to it.
+inline void put_new(pz_variant_t *dict, const char *key, pz_variant_t *value) {
+    pz_variant_dict_put(dict, key, value);
+    pz_variant_unref(value);
+}
+inline void append_new(pz_variant_t *array, pz_variant_t *value) {
+    pz_variant_array_append(array, value);
+    pz_variant_unref(value);
+}
+
 // The reference count of a live value.
 inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
 
