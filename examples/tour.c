@@ -67,6 +67,50 @@ int main(void) {
            pz_variant_array_size(list), pz_variant_dict_size(record));
     pz_variant_dict_foreach(record, print_entry, NULL);
 
+    printf("Typed accessors: a nested record from plain values\n");
+    pz_variant_t *station = pz_variant_dict_new();
+    vdict_set_str(station, "name", "north-3");
+    vdict_set_double(station, "altitude", 412.5);
+    pz_variant_t *position = vdict_child(station, "position"); /* made and attached */
+    vdict_set_float(position, "lat", 59.33f);
+    vdict_set_float(position, "lon", 18.07f);
+    pz_variant_unref(position); /* the station keeps its own reference */
+    pz_variant_t *readings = pz_variant_array_new();
+    pz_variant_dict_put(station, "readings", readings);
+    pz_variant_unref(readings);
+    for (uint32_t hour = 0; hour < 3; ++hour) {
+        pz_variant_t *reading = varray_add_dict(readings); /* borrowed: filled in place */
+        vdict_set_uint32(reading, "hour", hour * 6);
+        vdict_set_int16(reading, "celsius", (int16_t)(4 - 3 * (int)hour));
+        pz_variant_t *tags = varray_add_array(readings);
+        varray_add_str(tags, hour == 0 ? "calibrated" : "routine");
+        varray_add_bool(tags, hour == 2);
+    }
+
+    printf("  built: a station of %u fields, position {lat, lon}, and %u readings,\n"
+           "  each a dictionary {hour, celsius} and an array [tag, alert]\n",
+           pz_variant_dict_size(station), pz_variant_array_size(readings) / 2);
+    printf("  read back with typed getters:\n");
+    pz_variant_t *pos = vdict_child(station, "position"); /* found this time */
+    printf("  %s at %.1f m, lat %.2f lon %.2f\n", vdict_str_default(station, "name", "?"),
+           vdict_double_default(station, "altitude", 0), vdict_float_default(pos, "lat", 0),
+           vdict_float_default(pos, "lon", 0));
+    pz_variant_unref(pos);
+    for (uint32_t i = 0; i + 1 < pz_variant_array_size(readings); i += 2) {
+        pz_variant_t *reading = pz_variant_array_index(readings, i);
+        pz_variant_t *tags = pz_variant_array_index(readings, i + 1);
+        printf("  hour %2u: %d C, tag \"%s\", alert %s\n",
+               vdict_uint32_default(reading, "hour", 0), vdict_int16_default(reading, "celsius", 0),
+               varray_str(tags, 0), varray_bool(tags, 1) ? "yes" : "no");
+        pz_variant_unref(reading);
+        pz_variant_unref(tags);
+    }
+    printf("  a missing field gives the default: %d\n", vdict_int32_default(station, "wind", -1));
+    vdict_set_int8(station, "trend", -1);
+    printf("  no conversion between kinds: int8 -1 read as uint32 gives %u\n",
+           vdict_uint32_default(station, "trend", 0));
+    pz_variant_unref(station);
+
     printf("Packing by letters: \"ic\" is an int32 and a text\n");
     pz_variant_t *packed = pz_variant_pack("ic", (int32_t)7, "seven");
     int32_t number = 0;

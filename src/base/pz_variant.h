@@ -272,6 +272,57 @@ PZ_API pz_variant_t *pz_variant_array_index(const pz_variant_t *va, uint32_t ind
  * returns `va` (no reference added). */
 PZ_API pz_variant_t *pz_variant_array_clear(pz_variant_t *va);
 
+/** Typed getters: the element at `index` read through the named type, as
+ * raw bits with no conversion between kinds (varray_int64 of an int8 -1
+ * gives 255; varray_bool is true when the first byte is non-zero). Zero,
+ * false or null when `v` is not an array with storage, `index` is at or
+ * past the end or the slot is empty. varray_str borrows the element's text
+ * (null for an empty string), valid while the element lives. */
+PZ_API bool varray_bool(const pz_variant_t *v, uint32_t index);
+PZ_API int8_t varray_int8(const pz_variant_t *v, uint32_t index);
+PZ_API uint8_t varray_uint8(const pz_variant_t *v, uint32_t index);
+PZ_API int16_t varray_int16(const pz_variant_t *v, uint32_t index);
+PZ_API uint16_t varray_uint16(const pz_variant_t *v, uint32_t index);
+PZ_API int32_t varray_int32(const pz_variant_t *v, uint32_t index);
+PZ_API uint32_t varray_uint32(const pz_variant_t *v, uint32_t index);
+PZ_API int64_t varray_int64(const pz_variant_t *v, uint32_t index);
+PZ_API uint64_t varray_uint64(const pz_variant_t *v, uint32_t index);
+PZ_API float varray_float(const pz_variant_t *v, uint32_t index);
+PZ_API double varray_double(const pz_variant_t *v, uint32_t index);
+PZ_API void *varray_ptr(const pz_variant_t *v, uint32_t index);
+PZ_API const char *varray_str(const pz_variant_t *v, uint32_t index);
+
+/** Typed adders: make a new element of the named kind from `value`, as its
+ * constructor does, and append it; the array holds its only reference. When
+ * the element cannot be made, an empty slot is appended. When `v` is not an
+ * array with storage, or cannot grow, nothing is appended and the element
+ * is released at once: varray_add_autoptr then destroys `value` with
+ * `dtor`, and varray_add_sharedptr balances its `ref` with one `unref`. */
+PZ_API void varray_add_bool(pz_variant_t *v, bool value);
+PZ_API void varray_add_int8(pz_variant_t *v, int8_t value);
+PZ_API void varray_add_uint8(pz_variant_t *v, uint8_t value);
+PZ_API void varray_add_int16(pz_variant_t *v, int16_t value);
+PZ_API void varray_add_uint16(pz_variant_t *v, uint16_t value);
+PZ_API void varray_add_int32(pz_variant_t *v, int32_t value);
+PZ_API void varray_add_uint32(pz_variant_t *v, uint32_t value);
+PZ_API void varray_add_int64(pz_variant_t *v, int64_t value);
+PZ_API void varray_add_uint64(pz_variant_t *v, uint64_t value);
+PZ_API void varray_add_float(pz_variant_t *v, float value);
+PZ_API void varray_add_double(pz_variant_t *v, double value);
+PZ_API void varray_add_ptr(pz_variant_t *v, void *value);
+PZ_API void varray_add_str(pz_variant_t *v, const char *value);
+PZ_API void varray_add_sized_str(pz_variant_t *v, const char *value, uint32_t len);
+PZ_API void varray_add_autoptr(pz_variant_t *v, void *value, pz_dtor_pt dtor);
+PZ_API void varray_add_sharedptr(pz_variant_t *v, void *value, pz_ref_pt ref, pz_unref_pt unref);
+
+/** Appends a new, empty dictionary (or array) and returns it borrowed: the
+ * array holds its only reference, and the caller fills it in place without
+ * releasing it. Null when `va` is not an array (nothing is made), when out
+ * of memory (an empty slot is appended if the child could not be made), or
+ * when the array cannot grow. */
+PZ_API pz_variant_t *varray_add_dict(pz_variant_t *va);
+PZ_API pz_variant_t *varray_add_array(pz_variant_t *va);
+
 /* ---------------------------------------------------------------------- */
 /* Dictionaries                                                            */
 /* ---------------------------------------------------------------------- */
@@ -316,6 +367,60 @@ PZ_API pz_variant_t *pz_variant_dict_clear(pz_variant_t *dict);
  * stays stored) or when out of memory. When `dict` or `key` is unusable, a
  * new dictionary attached to nothing is returned. */
 PZ_API pz_variant_t *vdict_child(pz_variant_t *dict, const char *key);
+
+/** Typed getters: the value under `key` read through the named type, as
+ * raw bits with no conversion between kinds (a stored int8 -1 read as int32
+ * gives 255; bool is true when the first byte is non-zero); `def` when the
+ * dictionary or key is unusable or the key is absent. They allocate nothing
+ * and take no reference. vdict_str_default borrows the stored text, valid
+ * while the entry stays: null for an empty string, whatever `def` is. */
+PZ_API bool vdict_bool_default(const pz_variant_t *v, const char *key, bool def);
+PZ_API int8_t vdict_int8_default(const pz_variant_t *v, const char *key, int8_t def);
+PZ_API uint8_t vdict_uint8_default(const pz_variant_t *v, const char *key, uint8_t def);
+PZ_API int16_t vdict_int16_default(const pz_variant_t *v, const char *key, int16_t def);
+PZ_API uint16_t vdict_uint16_default(const pz_variant_t *v, const char *key, uint16_t def);
+PZ_API int32_t vdict_int32_default(const pz_variant_t *v, const char *key, int32_t def);
+PZ_API uint32_t vdict_uint32_default(const pz_variant_t *v, const char *key, uint32_t def);
+PZ_API int64_t vdict_int64_default(const pz_variant_t *v, const char *key, int64_t def);
+PZ_API uint64_t vdict_uint64_default(const pz_variant_t *v, const char *key, uint64_t def);
+PZ_API float vdict_float_default(const pz_variant_t *v, const char *key, float def);
+PZ_API double vdict_double_default(const pz_variant_t *v, const char *key, double def);
+PZ_API void *vdict_ptr_default(const pz_variant_t *v, const char *key, void *def);
+PZ_API const char *vdict_str_default(const pz_variant_t *v, const char *key, const char *def);
+
+/** The data pointer of the value under `key`, borrowed while the entry
+ * stays; null when there is none. No length: read it from the value. */
+PZ_API const uint8_t *vdict_bytes(pz_variant_t *v, const char *key);
+
+/** Typed setters: make a new value of the named kind, as its constructor
+ * does, and store it under `key`, replacing any entry there whatever its
+ * kind; the dictionary holds the value's only reference. vdict_set_sized_ptr
+ * stores a raw pointer with `len` beside it; vdict_set_bytes copies,
+ * vdict_set_bytes_owned takes over a HAL_Malloc buffer (when `value` is
+ * non-null and `len` non-zero) and vdict_set_autoptr the object.
+ * When the value cannot be made, nothing is stored and nothing of the
+ * caller's is taken over or called. When it cannot be stored (unusable
+ * dictionary or key, out of memory), it is released at once: a taken-over
+ * buffer is freed, `dtor` destroys the object, and `unref` balances `ref`. */
+PZ_API void vdict_set_bool(pz_variant_t *v, const char *key, bool value);
+PZ_API void vdict_set_int8(pz_variant_t *v, const char *key, int8_t value);
+PZ_API void vdict_set_uint8(pz_variant_t *v, const char *key, uint8_t value);
+PZ_API void vdict_set_int16(pz_variant_t *v, const char *key, int16_t value);
+PZ_API void vdict_set_uint16(pz_variant_t *v, const char *key, uint16_t value);
+PZ_API void vdict_set_int32(pz_variant_t *v, const char *key, int32_t value);
+PZ_API void vdict_set_uint32(pz_variant_t *v, const char *key, uint32_t value);
+PZ_API void vdict_set_int64(pz_variant_t *v, const char *key, int64_t value);
+PZ_API void vdict_set_uint64(pz_variant_t *v, const char *key, uint64_t value);
+PZ_API void vdict_set_float(pz_variant_t *v, const char *key, float value);
+PZ_API void vdict_set_double(pz_variant_t *v, const char *key, double value);
+PZ_API void vdict_set_ptr(pz_variant_t *v, const char *key, void *value);
+PZ_API void vdict_set_sized_ptr(pz_variant_t *v, const char *key, void *ptr, uint32_t len);
+PZ_API void vdict_set_str(pz_variant_t *v, const char *key, const char *value);
+PZ_API void vdict_set_bytes(pz_variant_t *v, const char *key, const uint8_t *value, uint32_t len);
+PZ_API void vdict_set_bytes_owned(pz_variant_t *v, const char *key, uint8_t *value, uint32_t len);
+PZ_API void vdict_set_autoptr(pz_variant_t *v, const char *key, void *value, pz_dtor_pt dtor);
+PZ_API void vdict_set_sharedptr(pz_variant_t *v, const char *key, void *value, pz_ref_pt ref,
+                                pz_unref_pt unref);
 
 /* ---------------------------------------------------------------------- */
 /* Format-driven building and reading                                      */

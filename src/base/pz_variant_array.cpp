@@ -7,19 +7,29 @@ using namespace pz;
 
 namespace {
 
-// Runs a storage call that adds one slot holding `value`; the array takes
-// its reference only when the slot was really added.
+// Runs a storage call that adds one slot; true when the slot was really
+// added, so that the array holds a reference only on what it stores.
 template <class Grow>
-void add_slot(pz_variant_t *va, pz_variant_t *value, Grow grow) {
+bool add_slot(pz_variant_t *va, Grow grow) {
     pz_array_t *a = array_of(va);
-    if (a == nullptr) return;
+    if (a == nullptr) return false;
     const size_t before = a->len;
     a = grow(a);
     va->ptr_val = a;
-    if (a->len != before) pz_variant_ref(value);
+    return a->len != before;
+}
+
+bool append_slot(pz_variant_t *va, pz_variant_t *value) {
+    return add_slot(va, [&](pz_array_t *a) { return pz_array_append_vals(a, &value, 1); });
 }
 
 }  // namespace
+
+bool pz::array_append_moved(pz_variant_t *va, pz_variant_t *value) {
+    if (append_slot(va, value)) return true;
+    pz_variant_unref(value);
+    return false;
+}
 
 extern "C" {
 
@@ -35,15 +45,19 @@ uint32_t pz_variant_array_size(const pz_variant_t *va) {
 }
 
 void pz_variant_array_append(pz_variant_t *va, pz_variant_t *value) {
-    add_slot(va, value, [&](pz_array_t *a) { return pz_array_append_vals(a, &value, 1); });
+    if (append_slot(va, value)) pz_variant_ref(value);
 }
 
 void pz_variant_array_prepend(pz_variant_t *va, pz_variant_t *value) {
-    add_slot(va, value, [&](pz_array_t *a) { return pz_array_prepend_vals(a, &value, 1); });
+    if (add_slot(va, [&](pz_array_t *a) { return pz_array_prepend_vals(a, &value, 1); })) {
+        pz_variant_ref(value);
+    }
 }
 
 void pz_variant_array_insert(pz_variant_t *va, uint32_t index, pz_variant_t *value) {
-    add_slot(va, value, [&](pz_array_t *a) { return pz_array_insert_vals(a, index, &value, 1); });
+    if (add_slot(va, [&](pz_array_t *a) { return pz_array_insert_vals(a, index, &value, 1); })) {
+        pz_variant_ref(value);
+    }
 }
 
 void pz_variant_array_remove(pz_variant_t *va, uint32_t index) {
@@ -71,10 +85,15 @@ pz_variant_t *pz_variant_array_index(const pz_variant_t *va, uint32_t index) {
 pz_variant_t *pz_variant_array_clear(pz_variant_t *va) {
     pz_array_t *a = array_of(va);
     if (a == nullptr) return va;
-    in_release_scope([a] {
-        for (size_t i = 0; i < a->len; ++i) pz_variant_unref(array_slots(a)[i]);
-    });
+    // Emptied first (shrinking never moves the block, so the slots stay
+    // readable): the destructors that the release scope defers then find
+    // the array empty instead of slots whose elements are gone.
+    const size_t count = a->len;
     va->ptr_val = pz_array_set_size(a, 0);
+    pz_variant_t *const *slots = array_slots(a);
+    in_release_scope([slots, count] {
+        for (size_t i = 0; i < count; ++i) pz_variant_unref(slots[i]);
+    });
     return va;
 }
 

@@ -9,18 +9,24 @@ namespace {
 
 void unref_value(void *value) { pz_variant_unref(static_cast<pz_variant_t *>(value)); }
 
-// The value under `key`, borrowed; the dictionary test must have passed.
-pz_variant_t *find(const pz_variant_t *dict, const char *key) {
-    const pz_string_t lookup = pz_string_borrow(key, std::strlen(key));
-    return static_cast<pz_variant_t *>(pz_hash_table_find(dict_of(dict), &lookup));
-}
-
 }  // namespace
 
 pz_hash_table_t *pz::dict_table_new() {
     pz_hash_table_t *table = pz_hash_table_new(pz_string_equal, pz_string_hash);
     pz_hash_table_set_dtor(table, pz_string_unref, unref_value);
     return table;
+}
+
+void pz::dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value) {
+    const bool usable = dict_test(dict, key) && value != nullptr;
+    pz_string_t *stored_key = usable ? pz_string_new(key) : nullptr;
+    if (stored_key == nullptr) {
+        pz_variant_unref(value);
+        return;
+    }
+    // The table takes over the key and the reference even when it cannot
+    // grow, releasing both.
+    pz_hash_table_insert(dict_of(dict), stored_key, value);
 }
 
 extern "C" {
@@ -33,20 +39,17 @@ pz_variant_t *pz_variant_dict_new(void) {
 
 void pz_variant_dict_put(pz_variant_t *dict, const char *key, pz_variant_t *value) {
     if (!dict_test(dict, key) || value == nullptr) return;
-    pz_string_t *stored_key = pz_string_new(key);
-    if (stored_key == nullptr) return;  // out of memory: nothing stored
     // The reference is taken before the table sees the value, so putting the
-    // value already stored under the key never frees it. The table takes
-    // over the key and the reference even when it cannot grow.
-    pz_hash_table_insert(dict_of(dict), stored_key, pz_variant_ref(value));
+    // value already stored under the key never frees it.
+    dict_put_moved(dict, key, pz_variant_ref(value));
 }
 
 pz_variant_t *pz_variant_dict_get(const pz_variant_t *dict, const char *key) {
-    return dict_test(dict, key) ? pz_variant_ref(find(dict, key)) : nullptr;
+    return pz_variant_ref(dict_find(dict, key));
 }
 
 bool pz_variant_dict_contains(const pz_variant_t *dict, const char *key) {
-    return dict_test(dict, key) && find(dict, key) != nullptr;
+    return dict_find(dict, key) != nullptr;
 }
 
 void pz_variant_dict_foreach(pz_variant_t *dict, pz_key_value_pt foreach, void *data) {
@@ -71,10 +74,8 @@ pz_variant_t *pz_variant_dict_clear(pz_variant_t *dict) {
 }
 
 pz_variant_t *vdict_child(pz_variant_t *dict, const char *key) {
-    if (dict_test(dict, key)) {
-        pz_variant_t *found = find(dict, key);
-        if (found != nullptr) return found->vt == vtype_dict ? pz_variant_ref(found) : nullptr;
-    }
+    pz_variant_t *found = dict_find(dict, key);
+    if (found != nullptr) return found->vt == vtype_dict ? pz_variant_ref(found) : nullptr;
     pz_variant_t *child = pz_variant_dict_new();
     pz_variant_dict_put(dict, key, child);
     return child;

@@ -99,6 +99,11 @@ inline pz_variant_t *array_at(const pz_variant_t *va, uint32_t index) {
     return a != nullptr && index < a->len ? array_slots(a)[index] : nullptr;
 }
 
+// Appends `value` (null: an empty slot) handing the caller's reference to
+// the array instead of taking another; the reference is dropped when nothing
+// can be appended. True when the slot was added.
+bool array_append_moved(pz_variant_t *va, pz_variant_t *value);
+
 // --- dictionaries -----------------------------------------------------------
 
 // The table of a dictionary value, or null for anything else.
@@ -111,6 +116,20 @@ inline pz_hash_table_t *dict_of(const pz_variant_t *v) {
 inline bool dict_test(const pz_variant_t *dict, const char *key) {
     return dict_of(dict) != nullptr && !pz_cstr_empty(key);
 }
+
+// The value under `key`, borrowed (no reference taken); null when absent or
+// when the dictionary test fails. The key is wrapped, not copied, so a
+// lookup allocates nothing.
+inline pz_variant_t *dict_find(const pz_variant_t *dict, const char *key) {
+    if (!dict_test(dict, key)) return nullptr;
+    const pz_string_t lookup = pz_string_borrow(key, std::strlen(key));
+    return static_cast<pz_variant_t *>(pz_hash_table_find(dict_of(dict), &lookup));
+}
+
+// Puts `value` under `key` handing the caller's reference to the table
+// instead of taking another; the reference is dropped when nothing can be
+// stored (dictionary test failed, null value, out of memory).
+void dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value);
 
 // A new table made the one way every dictionary table is made: string keys
 // released with pz_string_unref, values with pz_variant_unref. Null when out

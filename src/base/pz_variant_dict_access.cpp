@@ -1,0 +1,74 @@
+// Typed dictionary accessors: a dictionary used as a record of plain
+// fields. Getters read the stored value's raw bits through the asked type,
+// never converting between kinds, and fall back to the caller's default.
+#include "pz_variant_internal.h"
+#include "pz_variant_kinds.h"
+
+using namespace pz;
+
+namespace {
+
+// A borrowed read: no reference is taken for the moment of reading, so a
+// getter neither allocates nor touches the count.
+template <class T>
+T entry_value(const pz_variant_t *dict, const char *key, T def) {
+    const pz_variant_t *found = dict_find(dict, key);
+    return found != nullptr ? load<T>(found) : def;
+}
+
+}  // namespace
+
+extern "C" {
+
+// A setter's new value goes into the dictionary with the maker's reference,
+// so the dictionary is its only holder. A null value (out of memory) stores
+// nothing and has taken nothing of the caller's; a value that cannot be
+// stored is released at once, and with it what it took over.
+
+#define PZ_DEFINE_DICT_ACCESS(name, ctype, code, va_type)                         \
+    ctype vdict_##name##_default(const pz_variant_t *v, const char *key, ctype def) { \
+        return entry_value<ctype>(v, key, def);                                   \
+    }                                                                             \
+    void vdict_set_##name(pz_variant_t *v, const char *key, ctype value) {        \
+        dict_put_moved(v, key, pz_variant_##name##_new(value));                         \
+    }
+PZ_SCALAR_KINDS(PZ_DEFINE_DICT_ACCESS)
+#undef PZ_DEFINE_DICT_ACCESS
+
+// A string value without text gives null, not `def`: the entry exists.
+const char *vdict_str_default(const pz_variant_t *v, const char *key, const char *def) {
+    return entry_value<const char *>(v, key, def);
+}
+
+const uint8_t *vdict_bytes(pz_variant_t *v, const char *key) {
+    return entry_value<const uint8_t *>(v, key, nullptr);
+}
+
+void vdict_set_sized_ptr(pz_variant_t *v, const char *key, void *ptr, uint32_t len) {
+    pz_variant_t *value = pz_variant_ptr_new(ptr);
+    if (value != nullptr) value->len = len;
+    dict_put_moved(v, key, value);
+}
+
+void vdict_set_str(pz_variant_t *v, const char *key, const char *value) {
+    dict_put_moved(v, key, pz_variant_str_new(value));
+}
+
+void vdict_set_bytes(pz_variant_t *v, const char *key, const uint8_t *value, uint32_t len) {
+    dict_put_moved(v, key, vstr_buf_new(value, len));
+}
+
+void vdict_set_bytes_owned(pz_variant_t *v, const char *key, uint8_t *value, uint32_t len) {
+    dict_put_moved(v, key, vstr_buf_new_owned(value, len));
+}
+
+void vdict_set_autoptr(pz_variant_t *v, const char *key, void *value, pz_dtor_pt dtor) {
+    dict_put_moved(v, key, pz_variant_autoptr_new(value, dtor));
+}
+
+void vdict_set_sharedptr(pz_variant_t *v, const char *key, void *value, pz_ref_pt ref,
+                         pz_unref_pt unref) {
+    dict_put_moved(v, key, pz_variant_sharedptr_new(value, ref, unref));
+}
+
+}  // extern "C"
