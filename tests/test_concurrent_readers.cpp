@@ -55,16 +55,17 @@ void read_shared(pz_variant_t *shared, const std::string &expected, int rounds, 
         pz_variant_t *copy = pz_variant_dup(shared);
         out->copy_differs += !pz_variant_equal(copy, shared) || !pz_variant_equal(shared, copy);
 
-        // Getters take references on the shared children from every thread.
+        // The plain getters take references on the shared children from
+        // every thread; the typed ones only read.
         pz_variant_t *readings = pz_variant_dict_get(shared, "readings");
-        pz_variant_t *third = pz_variant_array_index(readings, 3);
         pz_variant_t *inner = pz_variant_array_index(readings, 50);
-        pz_variant_t *gain = pz_variant_dict_get(inner, "gain");
-        pz_variant_t *name = pz_variant_dict_get(shared, "name");
-        out->getter_differs += third == nullptr || third->int32_val != 3 * 7 - 100 ||
-                               gain == nullptr || gain->float_val != -2.5f ||
-                               pz_variant_str_cmp(name, "sensor-7") != 0;
-        for (pz_variant_t *v : {name, gain, inner, third, readings}) pz_variant_unref(v);
+        const char *name = vdict_str_default(shared, "name", nullptr);
+        out->getter_differs += varray_int32(readings, 3) != 3 * 7 - 100 ||
+                               vdict_float_default(inner, "gain", 0) != -2.5f ||
+                               vdict_uint64_default(shared, "id", 0) != UINT64_MAX ||
+                               name == nullptr || std::strcmp(name, "sensor-7") != 0;
+        pz_variant_unref(inner);
+        pz_variant_unref(readings);
 
         // Each thread parses its own text while the others parse theirs.
         pz_variant_t *back = pz_variant_from_dump(text);
