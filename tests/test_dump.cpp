@@ -163,10 +163,8 @@ std::string repeat(const std::string &s, int times) {
 // `levels` deep counting the scalar.
 std::string nested_text(int levels) {
     std::string open, close;
-    for (int i = 1; i < levels; ++i) {
-        open += i % 2 != 0 ? R"({"array":[)" : R"({"dict":{"k":)";
-        close = (i % 2 != 0 ? "]}" : "}}") + close;
-    }
+    for (int i = 1; i < levels; ++i) open += i % 2 != 0 ? R"({"array":[)" : R"({"dict":{"k":)";
+    for (int i = levels - 1; i >= 1; --i) close += i % 2 != 0 ? "]}" : "}}";  // appending: linear
     return open + R"({"uint64":18446744073709551615})" + close;
 }
 
