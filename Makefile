@@ -24,7 +24,7 @@ DOCS_PACKAGES  := doxygen
 
 PREFIX     ?= /usr/local
 
-.PHONY: all demo test memcheck fuzz fuzz-build bench install docs deps-base deps-test deps-bench deps-grind deps-fuzz clean
+.PHONY: all demo test test-slow memcheck fuzz fuzz-build bench install docs deps-base deps-test deps-bench deps-grind deps-fuzz clean
 
 all: demo
 
@@ -95,12 +95,21 @@ fuzz: fuzz-build
 	    -artifact_prefix=$(FUZZ_DIR)/ $(FUZZ_DIR)/corpus/$$t fuzz/corpus/$$t || exit 1; \
 	done
 
-# The suite under valgrind's memcheck, which also sees inside Debian's cJSON.
+# The suite under valgrind's memcheck, which also sees inside Debian's cJSON,
+# then the concurrent readers under helgrind.
 memcheck: deps-grind
 	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(GRIND_DIR) --target pz_tests -j $(JOBS)
 	valgrind --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite,indirect \
-	  ./$(GRIND_DIR)/tests/pz_tests --gtest_brief=1
+	  ./$(GRIND_DIR)/tests/pz_tests --gtest_brief=1 --gtest_filter=-Slow*
+	valgrind --tool=helgrind --error-exitcode=1 \
+	  ./$(GRIND_DIR)/tests/pz_tests --gtest_brief=1 --gtest_filter=ConcurrentReaderThreads.*
+
+# Containers of ten million entries, optimised and without sanitizers.
+test-slow: deps-test
+	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) --build $(GRIND_DIR) --target pz_tests -j $(JOBS)
+	./$(GRIND_DIR)/tests/pz_tests --gtest_filter=Slow*
 
 bench: deps-bench
 	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF

@@ -5,8 +5,6 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "pz_test.h"
 
@@ -109,10 +107,8 @@ TEST_F(Dump, BufferGetsTheDumpOrTheMessageAndNothingPastMaxLen) {
 // `levels` deep counting the scalar.
 std::string nested_text(int levels) {
     std::string open, close;
-    for (int i = 1; i < levels; ++i) {
-        open += i % 2 != 0 ? R"({"array":[)" : R"({"dict":{"k":)";
-        close = (i % 2 != 0 ? "]}" : "}}") + close;
-    }
+    for (int i = 1; i < levels; ++i) open += i % 2 != 0 ? R"({"array":[)" : R"({"dict":{"k":)";
+    for (int i = levels - 1; i >= 1; --i) close += i % 2 != 0 ? "]}" : "}}";  // appending: linear
     return open + R"({"uint64":18446744073709551615})" + close;
 }
 
@@ -130,12 +126,6 @@ TEST_F(Dump, DeepestValueRoundTripsAndDeeperOnesAreRefused) {
     EXPECT_STREQ(buf, "not enough buffer");
     EXPECT_EQ(pz_variant_dump_buf(too_deep, nullptr, 0), -2);
     EXPECT_EQ(reread(nested_text(PZ_VARIANT_MAX_DEPTH + 1).c_str()), "NULL");
-
-    pz_variant_t *loop = pz_variant_array_new();
-    pz_variant_array_append(loop, loop);
-    EXPECT_EQ(pz_variant_dump(loop), nullptr);
-    pz_variant_array_remove(loop, 0);
-    pz_variant_unref(loop);
     pz_variant_unref(too_deep);
     pz_variant_unref(deepest);
 }
@@ -195,21 +185,6 @@ TEST_F(Dump, AllocationFailuresLeaveOutPartsAndLeakNothing) {
               10);
     EXPECT_EQ(reread(readable.c_str()), readable) << "once allocations succeed again";
     pz_variant_unref(v);
-}
-
-TEST_F(Dump, ThreadsReadingAtOnceAgree) {
-    pz_variant_t *v = busy_value(false);
-    const std::string full = dump_text(v);
-    pz_variant_unref(v);
-    std::vector<std::thread> readers;
-    std::vector<int> mismatches(4, 0);
-    for (int t = 0; t < 4; ++t) {
-        readers.emplace_back([&, t] {
-            for (int i = 0; i < 200; ++i) mismatches[t] += reread(full.c_str()) != full;
-        });
-    }
-    for (std::thread &r : readers) r.join();
-    EXPECT_EQ(mismatches, std::vector<int>(4, 0));
 }
 
 }  // namespace

@@ -2,10 +2,13 @@
 // the dump gives an equal value (kinds, widths and bits), and dumping that
 // gives the same text again.
 #include <bit>
+#include <charconv>
+#include <cfloat>
 #include <cmath>
 #include <limits>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "pz_test.h"
 
@@ -108,6 +111,83 @@ TEST_F(DumpRoundTrip, RandomValuesReadBackEqualAndDumpTheSame) {
         pz_variant_unref(back);
         pz_variant_unref(v);
     }
+}
+
+// The number in a dump of one scalar, {"<kind>":<number>}.
+std::string number_in(const char *dump) {
+    const std::string text = dump;
+    const size_t colon = text.find(':');
+    return text.substr(colon + 1, text.size() - colon - 2);
+}
+
+template <class F>
+std::string shortest(F f) {
+    char text[64];
+    return std::string(text, std::to_chars(text, text + sizeof text, f).ptr);
+}
+
+// Writes `f` as the kind F, reads it back: the same bits, and a text no
+// longer than the shortest that reads back to them (the double's, also for
+// a float, which is written as the double it widens to).
+template <class F, class Bits>
+bool exact_and_shortest(F f, std::string *why) {
+    pz_variant_t *v = std::is_same_v<F, float> ? pz_variant_float_new(static_cast<float>(f))
+                                               : pz_variant_double_new(static_cast<double>(f));
+    char *text = pz_variant_dump(v);
+    pz_variant_t *back = pz_variant_from_dump(text);
+    const std::string number = text != nullptr ? number_in(text) : "";
+    bool ok = back != nullptr && back->vt == v->vt;
+    if (ok) {
+        const F got = std::is_same_v<F, float> ? static_cast<F>(back->float_val) : static_cast<F>(back->double_val);
+        ok = std::bit_cast<Bits>(got) == std::bit_cast<Bits>(f) &&
+             number.size() <= shortest(static_cast<double>(f)).size();
+    }
+    if (!ok) *why = text != nullptr ? text : "no dump";
+    HAL_Free(text);
+    pz_variant_unref(back);
+    pz_variant_unref(v);
+    return ok;
+}
+
+TEST_F(DumpRoundTrip, FiniteDoublesAndFloatsComeBackBitForBitInTheShortestText) {
+    std::vector<double> doubles = {0.0, -0.0, 0.1 + 0.2, 1e23, 5e-324, -5e-324,
+                                   std::bit_cast<double>(uint64_t{0x000fffffffffffff}),  // largest subnormal
+                                   DBL_MIN, -DBL_MIN, DBL_MAX, -DBL_MAX, 9007199254740993.0, 1e21, 1e-7};
+    std::vector<float> floats = {0.0f, -0.0f, 0.1f, FLT_TRUE_MIN, -FLT_TRUE_MIN, FLT_MIN, FLT_MAX, -FLT_MAX,
+                                 std::bit_cast<float>(uint32_t{0x007fffff}), 16777217.0f};
+    std::mt19937_64 rng(7);
+    while (doubles.size() < 100000) {
+        const double d = std::bit_cast<double>(rng());
+        if (std::isfinite(d)) doubles.push_back(d);
+    }
+    while (floats.size() < 100000) {
+        const float f = std::bit_cast<float>(static_cast<uint32_t>(rng()));
+        if (std::isfinite(f)) floats.push_back(f);
+    }
+    std::string why;
+    int wrong = 0;
+    for (double d : doubles) wrong += !exact_and_shortest<double, uint64_t>(d, &why);
+    EXPECT_EQ(wrong, 0) << "e.g. " << why;
+    wrong = 0;
+    for (float f : floats) wrong += !exact_and_shortest<float, uint32_t>(f, &why);
+    EXPECT_EQ(wrong, 0) << "e.g. " << why;
+}
+
+// The texts of NaN and the infinities are in the dump cases; here, in a list.
+TEST_F(DumpRoundTrip, NanIsLeftOutAndInfinitiesComeBack) {
+    pz_variant_t *list = pz_variant_array_new();
+    for (double d : {double{NAN}, double{INFINITY}, -double{INFINITY}, 1.0}) append_new(list, pz_variant_double_new(d));
+    append_new(list, pz_variant_float_new(-NAN));
+    char *text = pz_variant_dump(list);
+    ASSERT_NE(text, nullptr);
+    pz_variant_t *back = pz_variant_from_dump(text);
+    ASSERT_EQ(pz_variant_array_size(back), 3u) << "the NaN slots are left out";
+    pz_variant_t *pos = pz_variant_array_index(back, 0);
+    pz_variant_t *neg = pz_variant_array_index(back, 1);
+    EXPECT_EQ(pos->double_val, INFINITY);
+    EXPECT_EQ(neg->double_val, -INFINITY);
+    for (pz_variant_t *v : {neg, pos, back, list}) pz_variant_unref(v);
+    HAL_Free(text);
 }
 
 }  // namespace

@@ -45,11 +45,6 @@ TEST_F(Equal, UnreadableValuesAndNulls) {
         pz_variant_unref(c.a);
         pz_variant_unref(c.b);
     }
-    // A value that contains itself equals nothing, itself included.
-    pz_variant_array_append(hole, hole);
-    EXPECT_FALSE(pz_variant_equal(hole, hole));
-    pz_variant_array_clear(hole);
-    EXPECT_TRUE(pz_variant_equal(hole, hole));
     pz_variant_unref(hole);
     pz_variant_unref(one);
 }

@@ -6,9 +6,15 @@
  * pz_variant_unref; a function handed a value borrows it, and a container
  * that keeps it takes its own reference.
  *
- * Threads: the library has no threads and no locks. References to one value
- * may be taken and dropped from several threads at once; every other
- * operation on a value or container must be serialised by the callers.
+ * Threads: the library starts no threads. References to one value may be
+ * taken and dropped from any thread. A value that no thread changes may be
+ * read by several threads at once: getters, pz_variant_equal, dup, dumps,
+ * and concat into a value of the reader's own. pz_variant_from_dump calls
+ * may run at once (they take one lock around cJSON's parser, whose error
+ * position is process-wide; a host calling cJSON_Parse itself from other
+ * threads races with them on it). Everything that changes a value must be
+ * serialised by the callers with every other use of that value. cJSON's
+ * allocation hooks are left as the host set them.
  *
  * Valid C11 and C++. */
 #ifndef PZ_VARIANT_H
@@ -505,7 +511,8 @@ PZ_API pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other);
  * {"array":[{"bool":true},{}]}, {"dict":{"key":{"string":"x"}}}. An empty
  * array slot is written {}. Integers of every width are written and read
  * exactly; doubles and floats as the shortest text that reads back to the
- * same bits. JSON cannot spell NaN or the infinities: infinities are written
+ * same bits (a float as the double it widens to, so it too reads back
+ * exactly). JSON cannot spell NaN or the infinities: infinities are written
  * 1e999 and -1e999 and read back as such; NaN is written null, and its
  * element or member is left out when read. Pointer kinds are written as
  * their address text and not read back. The value is only read. */

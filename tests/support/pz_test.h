@@ -91,18 +91,18 @@ void for_each_case(const std::string &name, Check check) {
 }
 #endif
 
-// The reference count of a live value.
-inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
-
-// Stores a new value and drops the caller's reference to it.
+// Store a new value in a container and drop the caller's reference to it.
 inline void put_new(pz_variant_t *dict, const char *key, pz_variant_t *value) {
     pz_variant_dict_put(dict, key, value);
     pz_variant_unref(value);
 }
-inline void append_new(pz_variant_t *va, pz_variant_t *value) {
-    pz_variant_array_append(va, value);
+inline void append_new(pz_variant_t *array, pz_variant_t *value) {
+    pz_variant_array_append(array, value);
     pz_variant_unref(value);
 }
+
+// The reference count of a live value.
+inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
 
 // Dictionaries and arrays alternating around `inner` (taken over), `levels`
 // deep counting `inner`.
