@@ -11,7 +11,7 @@ CMAKE      ?= cmake
 
 BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev
-BENCH_PACKAGES := libbenchmark-dev
+BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev
 GRIND_PACKAGES := valgrind
 DOCS_PACKAGES  := doxygen
 
