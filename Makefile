@@ -17,7 +17,7 @@ CMAKE      ?= cmake
 
 BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev
-BENCH_PACKAGES := libbenchmark-dev
+BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev
 GRIND_PACKAGES := valgrind
 FUZZ_PACKAGES  := clang libclang-rt-14-dev
 DOCS_PACKAGES  := doxygen

@@ -166,6 +166,49 @@ pz_variant_t *busy_value(bool with_pointer) {
     return top;
 }
 
+// A top-level container is written one element at a time; the result must
+// be the text its elements give on their own, joined as a container would
+// be: commas between, escaped keys, nested containers whole.
+TEST_F(Dump, TopLevelContainersJoinTheirElementsDumps) {
+    pz_variant_t *inner = pz_variant_dict_new();
+    pz_variant_t *n = pz_variant_int64_new(INT64_MIN);
+    pz_variant_dict_put(inner, "tab\there", n);
+    pz_variant_unref(n);
+    pz_variant_t *elements[] = {pz_variant_str_new("quote \" back \\ bell \a nl \n"),
+                                pz_variant_double_new(0.1), pz_variant_uint64_new(UINT64_MAX),
+                                pz_variant_bool_new(false), pz_variant_bool_new(true), inner};
+    pz_variant_clear(elements[4]);  // the null kind
+    const char *keys[] = {"a", "\"q\"", "\x01ctl", "\xc3\xa9", "e", "nest"};
+    pz_variant_t *list = pz_variant_array_new();
+    pz_variant_t *dict = pz_variant_dict_new();
+    std::string list_text = "{\"array\":[";
+    std::string dict_text = "{\"dict\":{";
+    for (size_t i = 0; i < std::size(elements); ++i) {
+        pz_variant_array_append(list, elements[i]);
+        pz_variant_dict_put(dict, keys[i], elements[i]);
+        const std::string sep = i == 0 ? "" : ",";
+        list_text += sep + dump_text(elements[i]);
+        // A key is escaped as a string value is: take it from a string's dump.
+        pz_variant_t *key = pz_variant_str_new(keys[i]);
+        const std::string key_dump = dump_text(key);  // {"string":"..."}
+        pz_variant_unref(key);
+        dict_text += sep + key_dump.substr(10, key_dump.size() - 11) + ":" + dump_text(elements[i]);
+        pz_variant_unref(elements[i]);
+    }
+    EXPECT_EQ(dump_text(list), list_text + "]}");
+    EXPECT_EQ(dump_text(dict), dict_text + "}}");
+    EXPECT_EQ(reread(dump_text(dict).c_str()), dump_text(dict));
+
+    pz_variant_t *empty_list = pz_variant_array_new();
+    pz_variant_t *empty_dict = pz_variant_dict_new();
+    EXPECT_EQ(dump_text(empty_list), R"({"array":[]})");
+    EXPECT_EQ(dump_text(empty_dict), R"({"dict":{}})");
+    pz_variant_unref(empty_list);
+    pz_variant_unref(empty_dict);
+    pz_variant_unref(list);
+    pz_variant_unref(dict);
+}
+
 TEST_F(Dump, AllocationFailuresLeaveOutPartsAndLeakNothing) {
     pz_variant_t *v = busy_value(true);
     const size_t full = dump_text(v).size();

@@ -7,6 +7,17 @@
 
 namespace pz::cjson64 {
 
+char *integer_text(char (&text)[kIntegerText], bool negative, uint64_t magnitude) {
+    char *p = text + kIntegerText;
+    *--p = '\0';
+    do {
+        *--p = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (negative) *--p = '-';
+    return p;
+}
+
 namespace {
 
 // Doubles hold every integer below this exactly.
@@ -17,15 +28,8 @@ constexpr double kTwoTo64 = 0x1p64;
 // <charconv>: its templates would be instantiated with default visibility
 // and exported from the shared library.
 cJSON *create_integer(bool negative, uint64_t magnitude) {
-    char text[24];
-    char *p = text + sizeof text;
-    *--p = '\0';
-    do {
-        *--p = static_cast<char>('0' + magnitude % 10);
-        magnitude /= 10;
-    } while (magnitude != 0);
-    if (negative) *--p = '-';
-    return cJSON_CreateRaw(p);
+    char text[kIntegerText];
+    return cJSON_CreateRaw(integer_text(text, negative, magnitude));
 }
 
 // Plain decimal digits with an optional minus, magnitude below 2^64.

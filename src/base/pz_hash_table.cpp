@@ -76,8 +76,8 @@ uint32_t empty_slot(const pz_hash_table_t *t, uint32_t hash) {
 
 // Moves the live entries, in order, into new storage sized for about half
 // again as many; false (the table untouched) when out of memory.
-bool resize(pz_hash_table_t *t) {
-    const uint64_t wanted = static_cast<uint64_t>(t->size) + t->size / 2 + 1;
+// Rebuilds the table with room for `wanted` live entries.
+bool resize(pz_hash_table_t *t, uint64_t wanted) {
     uint64_t slots = kMinSlots;
     while (usable_for(slots) < wanted) {
         slots *= 2;
@@ -172,7 +172,7 @@ bool pz_hash_table_insert(pz_hash_table_t *table, void *key, void *value) {
         slot = p.slot;
     }
     if (table->used == table->usable) {
-        if (!resize(table)) {
+        if (!resize(table, static_cast<uint64_t>(table->size) + table->size / 2 + 1)) {
             release(table, key, value);
             return false;
         }
@@ -183,6 +183,12 @@ bool pz_hash_table_insert(pz_hash_table_t *table, void *key, void *value) {
     table->index[slot] = static_cast<int32_t>(ix);
     ++table->size;
     return true;
+}
+
+bool pz_hash_table_reserve(pz_hash_table_t *table, uint32_t count) {
+    if (table == nullptr) return false;
+    if (table->usable - table->used >= count) return true;
+    return resize(table, static_cast<uint64_t>(table->size) + count);
 }
 
 void *pz_hash_table_find(const pz_hash_table_t *table, const void *key) {

@@ -30,6 +30,10 @@ void pz_hash_table_set_dtor(pz_hash_table_t *table, pz_dtor_pt key_dtor, pz_dtor
  * released through the destructors) or is null. */
 bool pz_hash_table_insert(pz_hash_table_t *table, void *key, void *value);
 
+/* Makes room for `count` more entries, so that inserting them never grows
+ * the table; false when it cannot (the table is unchanged) or is null. */
+bool pz_hash_table_reserve(pz_hash_table_t *table, uint32_t count);
+
 /* The value stored under `key`, or null; nothing is kept or allocated. */
 void *pz_hash_table_find(const pz_hash_table_t *table, const void *key);
 

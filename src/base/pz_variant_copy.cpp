@@ -15,11 +15,18 @@ pz_variant_t *copy_into(pz_variant_t *v, pz_variant_t *other);
 // be copied are left out.
 void pz_variant_array_dup(pz_variant_t *v, const pz_variant_t *other) {
     const uint32_t n = pz_variant_array_size(other);
+    if (array_of(v) == nullptr) return;
+    // Room for all at once; if it cannot be had, each append tries again.
+    v->ptr_val = pz_array_reserve(array_of(v), array_of(v)->len + n);
     for (uint32_t i = 0; i < n; ++i) {
         pz_variant_t *d = copy_into(nullptr, array_at(other, i));
         if (d == nullptr) continue;
-        pz_variant_array_append(v, d);
-        pz_variant_unref(d);  // the array holds the copy alone (or it is dropped)
+        // The array takes over the copy's single reference.
+        pz_array_t *a = array_of(v);
+        const size_t before = a->len;
+        a = pz_array_append_vals(a, &d, 1);
+        v->ptr_val = a;
+        if (a->len == before) pz_variant_unref(d);  // no room: dropped
     }
 }
 
@@ -43,6 +50,8 @@ bool dict_dup_node(void *key, void *value, void *dup) {
 void pz_variant_dict_dup(pz_variant_t *v, pz_variant_t *other) {
     if (dict_of(v) == nullptr) return;  // no table to merge into
     if (v != other) {
+        // Growing once beats growing by steps; failing here costs nothing.
+        pz_hash_table_reserve(dict_of(v), pz_hash_table_size(dict_of(other)));
         pz_hash_table_foreach(dict_of(other), dict_dup_node, v);
         return;
     }

@@ -1,7 +1,12 @@
 // The typed dump writer: one typed object per value, {"<kind>": value},
-// built as a cJSON tree and printed unformatted.
+// built as a cJSON tree and printed unformatted. The tree and its number
+// texts live in one arena freed in a few blocks, and the text is printed
+// straight into the block returned: a 10 MB document makes a million nodes.
 #include <algorithm>
+#include <charconv>
 #include <climits>
+#include <cmath>
+#include <cstdio>
 
 #include "pz_cjson64.h"
 #include "pz_hex.h"
@@ -9,114 +14,361 @@
 #include "pz_variant_internal.h"
 
 using namespace pz;
-using namespace pz::cjson64;
 
 namespace {
 
-void vtype_dump(cJSON *node, const pz_variant_t *v);
-
-// cJSON_CreateString copies, so the temporary text goes right after.
-cJSON *string_item(pz_string_t *text) {
-    if (text == nullptr) return nullptr;
-    cJSON *item = cJSON_CreateString(text->cstr);
-    pz_string_unref(text);
-    return item;
-}
-
-cJSON *pointer_item(void *ptr) { return string_item(pz_string_format("%p", ptr)); }
-
-template <class T>
-cJSON *scalar_item(T value) {
-    if constexpr (std::is_same_v<T, bool>) {
-        return cJSON_CreateBool(value);
-    } else if constexpr (std::is_floating_point_v<T>) {
-        return cJSON_CreateDouble(static_cast<double>(value));
-    } else if constexpr (std::is_pointer_v<T>) {
-        return pointer_item(value);
-    } else if constexpr (std::is_signed_v<T>) {
-        return cJSON_CreateInt64(value);
-    } else {
-        return cJSON_CreateUInt64(value);
+// cJSON's unformatted text of a string: quotes, two-character escapes for
+// the common controls and the quote and backslash, \uXXXX for the other
+// controls, every other byte as it is.
+size_t printed_string_size(const char *text) {
+    size_t n = 2;
+    for (const auto *p = reinterpret_cast<const unsigned char *>(text); *p != 0; ++p) {
+        switch (*p) {
+            case '"': case '\\': case '\b': case '\f': case '\n': case '\r': case '\t':
+                n += 2;
+                break;
+            default:
+                n += *p < 32 ? 6 : 1;
+        }
     }
+    return n;
 }
 
-cJSON *bytes_item(const pz_variant_t *v) {
-    if (v->len > INT_MAX / 2) return nullptr;  // its text would not fit an int
-    return string_item(pz_hex(v->ptr_val, static_cast<int>(v->len)));
-}
+// Builds the tree in the arena: nodes, number and hex texts. Names and
+// string values are borrowed from `v` and the kind table. Alongside, it
+// counts the bytes cJSON will print, so that the text can be printed into a
+// block of the right size at once.
+class tree_builder {
+public:
+    explicit tree_builder(dump_arena &arena) : arena_(arena) {}
 
-cJSON *array_item(const pz_variant_t *v) {
-    cJSON *items = cJSON_CreateArray();
-    const pz_array_t *a = array_of(v);
-    if (items == nullptr || a == nullptr) return items;
-    for (size_t i = 0; i < a->len; ++i) {
-        cJSON *element = cJSON_CreateObject();
-        if (element == nullptr) continue;
-        vtype_dump(element, array_slots(a)[i]);
-        cJSON_AddItemToArray(items, element);
+    size_t printed_size() const { return size_; }
+
+    // The empty object at the top, or null when out of memory.
+    cJSON *root() {
+        cJSON *top = object();
+        if (top != nullptr) size_ += 2;
+        return top;
     }
-    return items;
-}
 
-bool dump_entry(void *key, void *value, void *members) {
-    cJSON *element = cJSON_CreateObject();
-    if (element != nullptr) {
-        vtype_dump(element, static_cast<const pz_variant_t *>(value));
-        // Keys outlive the tree, which lives only through the dump.
-        cJSON_SetObjectItem(static_cast<cJSON *>(members), static_cast<pz_string_t *>(key)->cstr,
-                            element);
+    // Writes the typed object of `v` into `node`; a null value leaves it empty.
+    void vtype_dump(cJSON *node, const pz_variant_t *v) {
+        if (v == nullptr) return;
+        const char *name = kDumpNameOf[static_cast<unsigned char>(v->vt)];
+        if (name != nullptr) add_member(node, name, member_value(v));
     }
-    return true;
-}
 
-cJSON *dict_item(const pz_variant_t *v) {
-    cJSON *members = cJSON_CreateObject();
-    pz_hash_table_t *table = dict_of(v);
-    if (members != nullptr && table != nullptr) pz_hash_table_foreach(table, dump_entry, members);
-    return members;
-}
+    // An array holding only the element object of `element`, or an object
+    // holding only `element`'s object under `key`: one piece of a large
+    // container, printed on its own. Null when out of memory.
+    cJSON *piece(const pz_variant_t *element, const char *key) {
+        cJSON *holder = node(key == nullptr ? cJSON_Array : cJSON_Object);
+        cJSON *inner = object();
+        if (holder == nullptr || inner == nullptr) return nullptr;
+        size_ += 2;
+        if (key != nullptr) {
+            inner->string = const_cast<char *>(key);
+            inner->type |= cJSON_StringIsConst;
+        }
+        link(holder, inner, 2 + (key != nullptr ? printed_string_size(key) + 1 : 0));
+        vtype_dump(inner, element);
+        return holder;
+    }
 
-cJSON *member_value(const pz_variant_t *v) {
-    switch (v->vt) {
+    void restart() { size_ = 0; }
+
+private:
+    // Counts nothing: a node counts once it is sure to be printed.
+    cJSON *node(int type) {
+        auto *item = static_cast<cJSON *>(arena_.alloc(sizeof(cJSON)));
+        if (item == nullptr) return nullptr;
+        std::memset(item, 0, sizeof *item);
+        item->type = type;
+        return item;
+    }
+
+    cJSON *object() { return node(cJSON_Object); }
+
+    // Links `item` last under `parent`, as cJSON does, and counts it.
+    void link(cJSON *parent, cJSON *item, size_t extra) {
+        cJSON *first = parent->child;
+        if (first == nullptr) {
+            parent->child = item;
+            item->prev = item;
+        } else {
+            cJSON *last = first->prev;
+            last->next = item;
+            item->prev = last;
+            first->prev = item;
+            ++size_;  // the comma
+        }
+        size_ += extra;
+    }
+
+    // `item` counts the bytes of itself and of what was added below it.
+    void add_member(cJSON *object, const char *name, cJSON *item) {
+        if (item == nullptr) return;
+        item->string = const_cast<char *>(name);
+        item->type |= cJSON_StringIsConst;  // the key outlives the tree
+        link(object, item, printed_string_size(name) + 1);
+    }
+
+    cJSON *leaf(int type, char *text, size_t printed) {
+        cJSON *item = node(type | cJSON_IsReference);
+        if (item == nullptr) return nullptr;
+        item->valuestring = text;
+        size_ += printed;
+        return item;
+    }
+
+    cJSON *raw(const char *first, const char *last) {
+        const auto n = static_cast<size_t>(last - first);
+        auto *text = static_cast<char *>(arena_.alloc(n + 1));
+        if (text == nullptr) return nullptr;
+        std::memcpy(text, first, n);
+        text[n] = '\0';
+        return leaf(cJSON_Raw, text, n);
+    }
+
+    cJSON *string(const char *text) {
+        return leaf(cJSON_String, const_cast<char *>(text), printed_string_size(text));
+    }
+
+    // A copy in the arena of a text made by the base library.
+    cJSON *string_copy(pz_string_t *text) {
+        if (text == nullptr) return nullptr;
+        auto *copy = static_cast<char *>(arena_.alloc(static_cast<size_t>(text->len) + 1));
+        cJSON *item = nullptr;
+        if (copy != nullptr) {
+            std::memcpy(copy, text->cstr, static_cast<size_t>(text->len) + 1);
+            item = string(copy);
+        }
+        pz_string_unref(text);
+        return item;
+    }
+
+    cJSON *pointer(void *ptr) { return string_copy(pz_string_format("%p", ptr)); }
+
+    cJSON *keyword(int type, size_t printed) {
+        cJSON *item = node(type);
+        if (item != nullptr) size_ += printed;
+        return item;
+    }
+
+    template <class T>
+    cJSON *scalar(T value) {
+        char text[32];
+        if constexpr (std::is_same_v<T, bool>) {
+            return value ? keyword(cJSON_True, 4) : keyword(cJSON_False, 5);
+        } else if constexpr (std::is_floating_point_v<T>) {
+            const auto d = static_cast<double>(value);
+            if (std::isnan(d)) return keyword(cJSON_NULL, 4);
+            if (std::isinf(d)) {
+                const char *inf = d > 0 ? "1e999" : "-1e999";
+                return raw(inf, inf + std::strlen(inf));
+            }
+            const auto [end, ec] = std::to_chars(text, text + sizeof text, d);
+            return ec == std::errc() ? raw(text, end) : nullptr;
+        } else if constexpr (std::is_pointer_v<T>) {
+            return pointer(value);
+        } else {
+            // Exact decimal integers of every width.
+            char digits[cjson64::kIntegerText];
+            bool negative = false;
+            auto magnitude = static_cast<uint64_t>(value);
+            if constexpr (std::is_signed_v<T>) {
+                negative = value < 0;
+                if (negative) magnitude = 0 - magnitude;
+            }
+            const char *first = cjson64::integer_text(digits, negative, magnitude);
+            return raw(first, digits + cjson64::kIntegerText - 1);
+        }
+    }
+
+    cJSON *bytes(const pz_variant_t *v) {
+        if (v->len > INT_MAX / 2) return nullptr;  // its text would not fit an int
+        return string_copy(pz_hex(v->ptr_val, static_cast<int>(v->len)));
+    }
+
+    cJSON *array(const pz_variant_t *v) {
+        cJSON *items = node(cJSON_Array);
+        const pz_array_t *a = array_of(v);
+        if (items == nullptr) return nullptr;
+        size_ += 2;
+        if (a == nullptr) return items;
+        for (size_t i = 0; i < a->len; ++i) {
+            cJSON *element = object();
+            if (element == nullptr) continue;
+            link(items, element, 2);
+            vtype_dump(element, array_slots(a)[i]);
+        }
+        return items;
+    }
+
+    static bool dump_entry(void *key, void *value, void *self) {
+        auto *b = static_cast<tree_builder *>(self);
+        cJSON *element = b->object();
+        if (element != nullptr) {
+            // Keys outlive the tree, which lives only through the dump.
+            const char *name = static_cast<pz_string_t *>(key)->cstr;
+            element->string = const_cast<char *>(name);
+            element->type |= cJSON_StringIsConst;
+            b->link(b->members_, element, printed_string_size(name) + 1 + 2);
+            b->vtype_dump(element, static_cast<const pz_variant_t *>(value));
+        }
+        return true;
+    }
+
+    cJSON *dict(const pz_variant_t *v) {
+        cJSON *members = node(cJSON_Object);
+        if (members == nullptr) return nullptr;
+        size_ += 2;
+        pz_hash_table_t *table = dict_of(v);
+        if (table != nullptr) {
+            cJSON *outer = members_;
+            members_ = members;
+            pz_hash_table_foreach(table, dump_entry, this);
+            members_ = outer;
+        }
+        return members;
+    }
+
+    cJSON *member_value(const pz_variant_t *v) {
+        switch (v->vt) {
 #define PZ_DUMP_SCALAR(name, ctype, code, va_type) \
     case code:                                     \
-        return scalar_item(load<ctype>(v));
-        PZ_SCALAR_KINDS(PZ_DUMP_SCALAR)
+        return scalar(load<ctype>(v));
+            PZ_SCALAR_KINDS(PZ_DUMP_SCALAR)
 #undef PZ_DUMP_SCALAR
-        case vtype_null:
-            return cJSON_CreateNull();
-        case vtype_string:
-            // The value outlives the tree, so its text is borrowed, not
-            // copied. The empty string (a null text) is written "" so that
-            // it reads back as itself.
-            return cJSON_CreateStringReference(v->str_val != nullptr ? v->str_val : "");
-        case vtype_bytes:
-            return bytes_item(v);
-        case vtype_autoptr:
-        case vtype_sharedptr:
-            return pointer_item(v->ptr_val);
-        case vtype_array:
-            return array_item(v);
-        case vtype_dict:
-            return dict_item(v);
-        default:
-            return nullptr;
+            case vtype_null:
+                return keyword(cJSON_NULL, 4);
+            case vtype_string:
+                // The value outlives the tree, so its text is borrowed. The
+                // empty string (a null text) is written "" so that it reads
+                // back as itself.
+                return string(v->str_val != nullptr ? v->str_val : "");
+            case vtype_bytes:
+                return bytes(v);
+            case vtype_autoptr:
+            case vtype_sharedptr:
+                return pointer(v->ptr_val);
+            case vtype_array:
+                return array(v);
+            case vtype_dict:
+                return dict(v);
+            default:
+                return nullptr;
+        }
     }
-}
 
-void vtype_dump(cJSON *node, const pz_variant_t *v) {
-    if (v == nullptr) return;
-    const char *name = kDumpNameOf[static_cast<unsigned char>(v->vt)];
-    if (name != nullptr) cJSON_SetObjectItem(node, name, member_value(v));
-}
+    dump_arena &arena_;
+    size_t size_ = 0;
+    cJSON *members_ = nullptr;  // the dictionary whose entries are being added
+};
 
-// The printed dump, from cJSON's allocator; null when it cannot be made.
-char *print(const pz_variant_t *v) {
-    cJSON *tree = dump_tree(v);
+// The whole dump printed from one tree, in a new HAL block.
+char *print_whole(const pz_variant_t *v) {
+    dump_arena arena;
+    size_t size = 0;
+    cJSON *tree = dump_tree(v, arena, &size);
     if (tree == nullptr) return nullptr;
-    char *text = cJSON_PrintUnformatted(tree);
-    cJSON_Delete(tree);
-    return text;
+    // The counted size, plus room for cJSON's look-ahead and the terminator.
+    const size_t room = size + 16;
+    if (room <= INT_MAX) {
+        auto *text = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(room)));
+        if (text == nullptr) return nullptr;
+        if (cJSON_PrintPreallocated(tree, text, static_cast<int>(room), false)) return text;
+        HAL_Free(text);
+    }
+    // Not expected: the count fell short. Let cJSON size the text itself.
+    char *printed = cJSON_PrintUnformatted(tree);
+    if (printed == nullptr) return nullptr;
+    char *copy = static_cast<char *>(pz_mem_dup(printed, std::strlen(printed) + 1));
+    cJSON_free(printed);
+    return copy;
+}
+
+// A top-level array or dictionary is printed one element or entry at a
+// time, each from a small tree in an arena that is reused: a tree of the
+// whole would be tens of bytes per node for every value, in fresh memory.
+// The first pass counts, the second prints. Each piece prints as its own
+// holder, "[{...}]" or "{"key":{...}}"; the holders' brackets become the
+// container's brackets and the commas between the pieces.
+class piecewise_printer {
+public:
+    explicit piecewise_printer(const pz_variant_t *v) : v_(v), builder_(arena_) {}
+
+    char *print() {
+        const char *name = kDumpNameOf[static_cast<unsigned char>(v_->vt)];
+        head_ = std::strlen(name) + 4;  // {"name":
+        size_t size = head_ + 2;        // and the closing bracket and brace
+        for_each_piece([&](cJSON *, size_t printed) {
+            size += printed - 1;
+            return true;
+        });
+        size += 16;  // cJSON's look-ahead and the terminator
+        if (size > INT_MAX) return print_whole(v_);
+        text_ = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(size)));
+        if (text_ == nullptr) return nullptr;
+        const int n = std::snprintf(text_, size, "{\"%s\":", name);
+        pos_ = static_cast<size_t>(n);
+        size_t written = 0;
+        for_each_piece([&](cJSON *piece, size_t) {
+            const char open = text_[pos_];  // the comma written by the piece before
+            // Two bytes always stay free for the closing bracket and brace.
+            if (pos_ + 4 > size ||
+                !cJSON_PrintPreallocated(piece, text_ + pos_, static_cast<int>(size - pos_ - 2), false)) {
+                text_[pos_] = open;
+                return true;  // no room left: the piece is left out
+            }
+            if (written++ != 0) text_[pos_] = ',';
+            pos_ += std::strlen(text_ + pos_) - 1;  // its closing bracket goes
+            return true;
+        });
+        if (written == 0) text_[pos_++] = v_->vt == vtype_array ? '[' : '{';
+        text_[pos_++] = v_->vt == vtype_array ? ']' : '}';
+        text_[pos_++] = '}';
+        text_[pos_] = '\0';
+        return text_;
+    }
+
+private:
+    // Calls fn(piece tree, its printed size) for each element or entry that
+    // could be made, with the arena emptied before each.
+    template <class Fn>
+    void for_each_piece(Fn fn) {
+        auto one = [&](const pz_variant_t *element, const char *key) {
+            arena_.reset();
+            builder_.restart();
+            cJSON *piece = builder_.piece(element, key);
+            return piece == nullptr || fn(piece, builder_.printed_size());
+        };
+        if (v_->vt == vtype_array) {
+            const pz_array_t *a = array_of(v_);
+            for (size_t i = 0; a != nullptr && i < a->len; ++i) one(array_slots(a)[i], nullptr);
+            return;
+        }
+        auto entry = [](void *key, void *value, void *ctx) {
+            return (*static_cast<decltype(one) *>(ctx))(static_cast<const pz_variant_t *>(value),
+                                                       static_cast<pz_string_t *>(key)->cstr);
+        };
+        pz_hash_table_foreach(dict_of(v_), entry, &one);
+    }
+
+    const pz_variant_t *v_;
+    dump_arena arena_;
+    tree_builder builder_;
+    char *text_ = nullptr;
+    size_t head_ = 0;
+    size_t pos_ = 0;
+};
+
+// The printed dump in a new HAL block; null when it cannot be made.
+char *print(const pz_variant_t *v) {
+    if (!nesting_within(v, PZ_VARIANT_MAX_DEPTH)) return nullptr;
+    const bool container = (v->vt == vtype_array && array_of(v) != nullptr) ||
+                           (v->vt == vtype_dict && dict_of(v) != nullptr);
+    return container ? piecewise_printer(v).print() : print_whole(v);
 }
 
 // The one message, cut to fit and always terminated within `max_len`.
@@ -130,25 +382,62 @@ void write_message(char *buf, uint32_t max_len) {
 
 }  // namespace
 
-cJSON *pz::dump_tree(const pz_variant_t *v) {
+void *pz::dump_arena::alloc(size_t size) {
+    size = (size + 7) & ~size_t{7};
+    if (size > left_) {
+        // Blocks double up to 1 MB, and a larger request gets its own.
+        const size_t want = std::max(size, next_);
+        auto *block = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(want + sizeof(void *))));
+        if (block == nullptr) return nullptr;
+        std::memcpy(block, &blocks_, sizeof(void *));
+        blocks_ = block;
+        cursor_ = block + sizeof(void *);
+        left_ = want;
+        next_ = std::min<size_t>(next_ * 2, size_t{1} << 20);
+    }
+    void *out = cursor_;
+    cursor_ += size;
+    left_ -= size;
+    return out;
+}
+
+void pz::dump_arena::reset() {
+    // Keeps the newest block, the largest, and frees the others.
+    if (blocks_ == nullptr) return;
+    char *older;
+    std::memcpy(&older, blocks_, sizeof older);
+    while (older != nullptr) {
+        char *next;
+        std::memcpy(&next, older, sizeof next);
+        HAL_Free(older);
+        older = next;
+    }
+    std::memset(blocks_, 0, sizeof(void *));
+    left_ += static_cast<size_t>(cursor_ - (blocks_ + sizeof(void *)));
+    cursor_ = blocks_ + sizeof(void *);
+}
+
+pz::dump_arena::~dump_arena() {
+    while (blocks_ != nullptr) {
+        char *next;
+        std::memcpy(&next, blocks_, sizeof next);
+        HAL_Free(blocks_);
+        blocks_ = next;
+    }
+}
+
+cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size) {
     if (!nesting_within(v, PZ_VARIANT_MAX_DEPTH)) return nullptr;
-    cJSON *root = cJSON_CreateObject();
-    if (root != nullptr) vtype_dump(root, v);
+    tree_builder builder(arena);
+    cJSON *root = builder.root();
+    if (root != nullptr) builder.vtype_dump(root, v);
+    if (printed_size != nullptr) *printed_size = builder.printed_size();
     return root;
 }
 
 extern "C" {
 
-char *pz_variant_dump(const pz_variant_t *v) {
-    if (v == nullptr) return nullptr;
-    char *text = print(v);
-    if (text == nullptr) return nullptr;
-    const size_t size = std::strlen(text) + 1;
-    auto *copy = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(size)));
-    if (copy != nullptr) std::memcpy(copy, text, size);
-    cJSON_free(text);
-    return copy;
-}
+char *pz_variant_dump(const pz_variant_t *v) { return v != nullptr ? print(v) : nullptr; }
 
 int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t max_len) {
     if (v == nullptr) return -1;
@@ -161,7 +450,7 @@ int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t max_len) 
     } else {
         write_message(buf, max_len);
     }
-    cJSON_free(text);
+    HAL_Free(text);
     return result;
 }
 

@@ -42,11 +42,34 @@ inline constexpr std::array<const char *, 256> kDumpNameOf = [] {
     return by_code;
 }();
 
+// Blocks that a dump's tree is carved from, all freed together.
+class dump_arena {
+public:
+    dump_arena() = default;
+    dump_arena(const dump_arena &) = delete;
+    dump_arena &operator=(const dump_arena &) = delete;
+    ~dump_arena();
+
+    // `size` bytes aligned for a pointer; null when out of memory.
+    void *alloc(size_t size);
+
+    // Makes every byte handed out available again.
+    void reset();
+
+private:
+    char *blocks_ = nullptr;  // each block starts with the previous one's address
+    char *cursor_ = nullptr;
+    size_t left_ = 0;
+    size_t next_ = 4096;
+};
+
 // The typed object of `v` as the dump prints it; null when `v` nests deeper
 // than PZ_VARIANT_MAX_DEPTH, contains itself, or the root cannot be made.
-// The tree borrows the texts and keys of `v`: delete it with cJSON_Delete
-// before `v` changes.
-cJSON *dump_tree(const pz_variant_t *v);
+// Nodes and number texts live in `arena`; texts and keys are borrowed from
+// `v`. The tree is never given to cJSON_Delete: it goes with the arena,
+// which must go before `v` changes. `printed_size`, when not null, receives
+// the length of its unformatted text.
+cJSON *dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size = nullptr);
 
 }  // namespace pz
 
