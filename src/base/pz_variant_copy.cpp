@@ -20,13 +20,7 @@ void pz_variant_array_dup(pz_variant_t *v, const pz_variant_t *other) {
     v->ptr_val = pz_array_reserve(array_of(v), array_of(v)->len + n);
     for (uint32_t i = 0; i < n; ++i) {
         pz_variant_t *d = copy_into(nullptr, array_at(other, i));
-        if (d == nullptr) continue;
-        // The array takes over the copy's single reference.
-        pz_array_t *a = array_of(v);
-        const size_t before = a->len;
-        a = pz_array_append_vals(a, &d, 1);
-        v->ptr_val = a;
-        if (a->len == before) pz_variant_unref(d);  // no room: dropped
+        if (d != nullptr) array_append_moved(v, d);  // dropped when there is no room
     }
 }
 
