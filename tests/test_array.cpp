@@ -31,12 +31,11 @@ TEST_F(Arrays, EditsKeepOrderAndOneReferencePerSlot) {
     EXPECT_EQ(refcount(v[3]), 3);
 
     const long mallocs = hal_malloc_calls();
-    pz_variant_t *got = pz_variant_array_index(arr, 0);
-    EXPECT_EQ(refcount(got), 3) << "ours, the array's and the index's";
-    pz_variant_unref(got);
+    pz_variant_unref(pz_variant_array_index(arr, 0));
     EXPECT_EQ(pz_variant_array_index(arr, 5), nullptr);
     EXPECT_EQ(pz_variant_array_index(arr, UINT32_MAX), nullptr);
     EXPECT_EQ(hal_malloc_calls(), mallocs) << "reading allocates nothing";
+    EXPECT_EQ(refcount(v[0]), 2);
 
     pz_variant_array_remove(arr, 5);  // out of range: nothing
     pz_variant_array_remove(arr, 0);
@@ -70,9 +69,8 @@ TEST_F(Arrays, ClearReleasesElementsFirstAndKeepsStorage) {
     EXPECT_EQ(pz_variant_array_clear(arr), arr);
     EXPECT_EQ(size_seen, 0u);
     EXPECT_EQ(hal_live_blocks(), blocks - 3) << "the elements and the text go, the storage stays";
-    EXPECT_EQ(arr->vt, vtype_array);
     varray_add_int8(arr, 1);
-    EXPECT_EQ(pz_variant_array_size(arr), 1u);
+    EXPECT_EQ(varray_int8(arr, 0), 1);
     pz_variant_unref(arr);
 }
 

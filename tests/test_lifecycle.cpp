@@ -10,9 +10,8 @@ using Lifecycle = LeakCheckedTest;
 TEST_F(Lifecycle, CountStartsAtOneAndLastUnrefFrees) {
     pz_variant_t *v = pz_variant_int32_new(5);
     EXPECT_EQ(refcount(v), 1);
-    EXPECT_EQ(pz_variant_ref(v), v);
-    pz_variant_unref(v);
-    EXPECT_EQ(hal_live_blocks(), 1);
+    pz_variant_unref(pz_variant_ref(v));
+    EXPECT_EQ(refcount(v), 1);
     pz_variant_unref(v);
     EXPECT_EQ(hal_live_blocks(), 0);
     EXPECT_EQ(pz_variant_ref(nullptr), nullptr);
@@ -66,7 +65,6 @@ TEST_F(Lifecycle, ChangeTypeToAPointerKindReplacesTheRecord) {
         EXPECT_NE(rep, v);
         EXPECT_EQ(rep->vt, vtype_null);
         EXPECT_EQ(refcount(other_holder), 1) << "the caller's reference was consumed";
-        EXPECT_EQ(other_holder->vt, vtype_null);
         EXPECT_EQ(kind == vtype_autoptr
                       ? pz_variant_autoptr_set(rep, &object, CallbackLog::dtor)
                       : pz_variant_sharedptr_set(rep, &object, nullptr, CallbackLog::unref),
