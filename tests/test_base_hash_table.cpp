@@ -1,6 +1,6 @@
 // Ordered hash table, where the dictionary API cannot reach: order and
-// holes through removal, colliding hashes, lookups that never allocate,
-// failed growth and destructors that look back.
+// holes through removal, colliding hashes, lookups that never allocate and
+// destructors that look back.
 #include <algorithm>
 #include <cstdint>
 #include <vector>
@@ -87,17 +87,6 @@ TEST_F(HashTableTest, ChurnReusesHoles) {
     std::vector<intptr_t> expect(50);
     for (intptr_t i = 0; i < 50; ++i) expect[i] = 100000 - 49 + i;
     EXPECT_EQ(keys_in_order(), expect);
-}
-
-TEST_F(HashTableTest, FailedGrowthReleasesTheNewEntryAndKeepsTheOthers) {
-    pz_hash_table_insert(table, P(1), P(1));
-    hal_fail_nth(1, 1);
-    intptr_t k = 2;
-    while (pz_hash_table_insert(table, P(k), P(k))) ++k;  // until the storage is full
-    hal_fail_nth(0, 0);
-    EXPECT_EQ(released, std::vector<intptr_t>{k});
-    EXPECT_EQ(pz_hash_table_size(table), static_cast<unsigned>(k - 1));
-    for (intptr_t i = 1; i < k; ++i) EXPECT_EQ(pz_hash_table_find(table, P(i)), P(i));
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // Deep copy and merge: independence of the copy, pointer rules, self-copies
 // and what a copied container does with an element it cannot copy.
-#include <cstring>
+#include <string>
 #include <vector>
 
 #include "pz_test.h"
@@ -19,8 +19,7 @@ TEST_F(Copy, TextsAndBuffersGetTheirOwnBytesAndRawPointersNoLength) {
     EXPECT_EQ(pz_variant_dup(nullptr), nullptr);
     EXPECT_EQ(pz_variant_concat(sized, nullptr), nullptr);
     pz_variant_t *d = pz_variant_dup(sized);
-    EXPECT_EQ(d->ptr_val, &object);
-    EXPECT_EQ(d->len, 0u) << "a copy is a bare address";
+    EXPECT_TRUE(d->ptr_val == &object && d->len == 0u) << "a copy is a bare address";
     pz_variant_unref(d);
     pz_variant_unref(sized);
 
@@ -31,8 +30,7 @@ TEST_F(Copy, TextsAndBuffersGetTheirOwnBytesAndRawPointersNoLength) {
     EXPECT_TRUE(pz_variant_equal(d, s));
     pz_variant_t *target = pz_variant_int32_new(1);
     EXPECT_EQ(pz_variant_concat(target, s), target);
-    EXPECT_EQ(target->len, 2u);
-    EXPECT_STREQ(target->str_val, "ab");
+    EXPECT_EQ(std::string(target->str_val, target->len + 1), std::string("ab", 3));
     pz_variant_t *bytes = vstr_buf_new(reinterpret_cast<const uint8_t *>("\1\0\2"), 3);
     EXPECT_EQ(pz_variant_concat(target, bytes), target);
     EXPECT_NE(target->ptr_val, bytes->ptr_val);
