@@ -1,5 +1,8 @@
-// Scalar constructors, setters and copies, checked across the whole family.
+// The scalar kinds, each through the whole family the kinds table generates:
+// constructor, setter, copy, typed adder and getter, typed setter and
+// getter with its default, and the pack letter with unpack.
 #include <cstring>
+#include <type_traits>
 
 #include "pz_test.h"
 #include "pz_variant_internal.h"
@@ -9,40 +12,90 @@ namespace {
 
 using Scalars = LeakCheckedTest;
 
-// Holds `sample` as kind `code`: union bytes past its width zero, len 0.
+int object, other_object;
+
+// A default that is neither zero nor far_from_zero, so that a getter
+// ignoring it or reading the wrong entry shows.
 template <class T>
-void expect_holds(const pz_variant_t *v, char code, T sample) {
+T other() {
+    if constexpr (std::is_pointer_v<T>) return &other_object;
+    else return static_cast<T>(42);
+}
+
+// Holds `value` as kind `code`: union bytes past its width zero, len 0.
+template <class T>
+void expect_holds(const pz_variant_t *v, char code, T value) {
+    ASSERT_NE(v, nullptr);
     const unsigned char zero[8] = {};
     EXPECT_EQ(v->vt, code);
-    EXPECT_EQ(pz::load<T>(v), sample);
+    EXPECT_EQ(pz::load<T>(v), value);
     EXPECT_EQ(std::memcmp(reinterpret_cast<const char *>(v) + sizeof(T), zero, 8 - sizeof(T)), 0)
         << "stale union bytes";
     EXPECT_EQ(v->len, 0u);
 }
 
-// Each kind with an extreme value of its type: made, set over a string
-// (keeping address and count) and copied.
-TEST_F(Scalars, EveryKindStoresCopiesAndMergesItsValueAtItsWidth) {
-    int object = 0;
-#define CHECK_KIND(name, ctype, code, va_type)                            \
-    {                                                                     \
-        SCOPED_TRACE(#name);                                              \
-        using T = ctype;                                                  \
-        const T sample = far_from_zero<T>(&object);                       \
-        pz_variant_t *v = pz_variant_##name##_new(sample);                \
-        EXPECT_EQ(refcount(v), 1);                                        \
-        expect_holds(v, code, sample);                                    \
-        pz_variant_t *s = pz_variant_ref(pz_variant_str_new("previous")); \
-        EXPECT_EQ(pz_variant_##name##_set(s, sample), s);                 \
-        EXPECT_EQ(refcount(s), 2);                                        \
-        expect_holds(s, code, sample);                                    \
-        EXPECT_EQ(pz_variant_##name##_set(nullptr, sample), nullptr);     \
-        pz_variant_t *d = pz_variant_dup(v);                              \
-        expect_holds(d, code, sample);                                    \
-        for (pz_variant_t *x : {d, s, s, v}) pz_variant_unref(x);         \
+TEST_F(Scalars, EveryKindThroughItsWholeFamily) {
+    pz_variant_t *arr = pz_variant_array_new(), *dict = pz_variant_dict_new();
+    pz_variant_array_append(arr, nullptr);
+#define CHECK_KIND(name, ctype, code, va_type)                                                \
+    {                                                                                         \
+        SCOPED_TRACE(#name);                                                                  \
+        using T = ctype;                                                                      \
+        const T value = far_from_zero<T>(&object), def = other<T>();                          \
+        pz_variant_t *v = pz_variant_##name##_new(value);                                     \
+        expect_holds(v, code, value);                                                         \
+        pz_variant_t *s = pz_variant_ref(pz_variant_str_new("previous"));                     \
+        EXPECT_EQ(pz_variant_##name##_set(s, value), s);                                      \
+        EXPECT_EQ(refcount(s), 2) << "the same record";                                       \
+        expect_holds(s, code, value);                                                         \
+        EXPECT_EQ(pz_variant_##name##_set(nullptr, value), nullptr);                          \
+        pz_variant_t *d = pz_variant_dup(v);                                                  \
+        expect_holds(d, code, value);                                                         \
+        for (pz_variant_t *x : {d, s, s, v}) pz_variant_unref(x);                             \
+                                                                                              \
+        const uint32_t at = pz_variant_array_size(arr);                                       \
+        varray_add_##name(arr, value);                                                        \
+        expect_holds(pz::array_at(arr, at), code, value);                                     \
+        EXPECT_EQ(refcount(pz::array_at(arr, at)), 1) << "the array holds the only reference"; \
+        EXPECT_EQ(varray_##name(arr, at), value);                                             \
+        EXPECT_TRUE(varray_##name(arr, 0) == T{} && varray_##name(arr, at + 1) == T{} &&      \
+                    varray_##name(nullptr, 0) == T{} && varray_##name(dict, 0) == T{});         \
+        varray_add_##name(dict, value);                                                       \
+        hal_fail_nth(1, 0);                                                                   \
+        varray_add_##name(arr, value);                                                        \
+        EXPECT_EQ(pz_variant_array_size(arr), at + 2) << "an empty slot for a lost value";     \
+                                                                                              \
+        vdict_set_str(dict, #name, "replaced by any kind");                                   \
+        vdict_set_##name(dict, #name, value);                                                 \
+        expect_holds(pz::dict_find(dict, #name), code, value);                                \
+        EXPECT_EQ(refcount(pz::dict_find(dict, #name)), 1);                                   \
+        EXPECT_EQ(vdict_##name##_default(dict, #name, def), value);                           \
+        for (const char *key : {"absent", "", static_cast<const char *>(nullptr)})            \
+            EXPECT_EQ(vdict_##name##_default(dict, key, def), def);                           \
+        EXPECT_EQ(vdict_##name##_default(nullptr, #name, def), def);                          \
+        EXPECT_EQ(vdict_##name##_default(arr, #name, def), def);                              \
+        vdict_set_##name(arr, #name, value);                                                  \
+        vdict_set_##name(dict, "", value);                                                    \
+        hal_fail_nth(1, 0);                                                                   \
+        vdict_set_##name(dict, #name, def);                                                   \
+        EXPECT_EQ(vdict_##name##_default(dict, #name, def), value) << "replaced by nothing";  \
+                                                                                              \
+        const char fmt[] = {static_cast<char>(code), 'i', '\0'};                              \
+        pz_variant_t *va = pz_variant_pack(fmt, static_cast<va_type>(value), int32_t{77});    \
+        expect_holds(pz::array_at(va, 0), code, value);                                       \
+        T back{};                                                                             \
+        int32_t tail = 0;                                                                     \
+        EXPECT_EQ(pz_variant_unpack(va, fmt, &back, &tail), 2);                               \
+        EXPECT_EQ(back, value);                                                               \
+        EXPECT_EQ(tail, 77) << "the next letter got its own argument";                        \
+        pz_variant_unref(va);                                                                 \
     }
     PZ_SCALAR_KINDS(CHECK_KIND)
 #undef CHECK_KIND
+    EXPECT_EQ(pz_variant_dict_size(dict), 12u);
+    EXPECT_EQ(pz_variant_array_size(arr), 25u);
+    pz_variant_unref(arr);
+    pz_variant_unref(dict);
 }
 
 }  // namespace
