@@ -7,22 +7,12 @@ namespace {
 
 using Lifecycle = LeakCheckedTest;
 
-TEST_F(Lifecycle, CountStartsAtOneAndLastUnrefFrees) {
-    pz_variant_t *v = pz_variant_int32_new(5);
-    EXPECT_EQ(refcount(v), 1);
-    pz_variant_unref(pz_variant_ref(v));
-    EXPECT_EQ(refcount(v), 1);
-    pz_variant_unref(v);
-    EXPECT_EQ(hal_live_blocks(), 0);
+TEST_F(Lifecycle, ClearReleasesEachElementOnceAndNullIsIgnored) {
     EXPECT_EQ(pz_variant_ref(nullptr), nullptr);
     pz_variant_unref(nullptr);
     pz_variant_clear(nullptr);
     EXPECT_EQ(pz_variant_change_type(nullptr, vtype_array), nullptr);
-}
-
-TEST_F(Lifecycle, ClearReleasesEachElementOnce) {
-    pz_variant_t *arr = pz_variant_array_new();
-    pz_variant_t *kept = pz_variant_int32_new(1);
+    pz_variant_t *arr = pz_variant_array_new(), *kept = pz_variant_int32_new(1);
     pz_variant_array_append(arr, kept);
     append_new(arr, pz_variant_autoptr_new(&kept, CallbackLog::dtor));
     pz_variant_array_append(arr, nullptr);
@@ -42,8 +32,7 @@ TEST_F(Lifecycle, ChangeTypeKeepsTheSameKindAndEmptiesOthers) {
     EXPECT_EQ(pz_variant_change_type(v, vtype_int32), v);
     EXPECT_EQ(v->int32_val, 5);
     EXPECT_EQ(pz_variant_change_type(v, vtype_int64), v);
-    EXPECT_EQ(v->vt, vtype_int64);
-    EXPECT_EQ(v->int64_val, 0);
+    EXPECT_TRUE(v->vt == vtype_int64 && v->int64_val == 0);
     pz_variant_t *elem = pz_variant_int8_new(1);
     ASSERT_EQ(pz_variant_change_type(v, vtype_array), v);
     pz_variant_array_append(v, elem);
