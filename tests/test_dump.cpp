@@ -43,27 +43,22 @@ TEST_F(Dump, CaseFilesComeBackAsListed) {
 TEST_F(Dump, ValuesNoTextReadsBackAreWrittenToo) {
     static int target;
     char at[32];
-    std::snprintf(at, sizeof at, "%p", static_cast<void *>(&target));
-    pz_variant_t *holes = pz_variant_array_new();
+    std::snprintf(at, sizeof at, "\":\"%p\"}", static_cast<void *>(&target));
+    pz_variant_t *holes = pz_variant_array_new(), *cleared = pz_variant_str_new("x");
     pz_variant_array_append(holes, nullptr);
     append_new(holes, pz_variant_float_new(-NAN));
     append_new(holes, pz_variant_double_new(NAN));
-    pz_variant_t *cleared = pz_variant_str_new("x");
     pz_variant_clear(cleared);
-    const std::string a = at;
-    const struct {
-        pz_variant_t *v;
-        std::string text;
-    } cases[] = {
+    const std::pair<pz_variant_t *, std::string> cases[] = {
         {holes, R"({"array":[{},{"float":null},{"double":null}]})"},
         {cleared, R"({"null":null})"},
-        {pz_variant_ptr_new(&target), R"({"ptr":")" + a + "\"}"},
-        {pz_variant_autoptr_new(&target, nullptr), R"({"autoptr":")" + a + "\"}"},
-        {pz_variant_sharedptr_new(&target, nullptr, nullptr), R"({"sharedptr":")" + a + "\"}"},
+        {pz_variant_ptr_new(&target), R"({"ptr)" + std::string(at)},
+        {pz_variant_autoptr_new(&target, nullptr), R"({"autoptr)" + std::string(at)},
+        {pz_variant_sharedptr_new(&target, nullptr, nullptr), R"({"sharedptr)" + std::string(at)},
     };
-    for (const auto &c : cases) {
-        EXPECT_EQ(dump_text(c.v), c.text);
-        pz_variant_unref(c.v);
+    for (const auto &[v, text] : cases) {
+        EXPECT_EQ(dump_text(v), text);
+        pz_variant_unref(v);
     }
     EXPECT_EQ(pz_variant_dump(nullptr), nullptr);
 }
