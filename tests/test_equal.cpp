@@ -1,6 +1,7 @@
 // Deep equality: the cases readable from dump texts in dump_cases/, then
 // what no text reads back to.
 #include <cmath>
+#include <tuple>
 
 #include "pz_test.h"
 
@@ -25,10 +26,7 @@ TEST_F(Equal, UnreadableValuesAndNulls) {
     int object = 0;
     pz_variant_t *hole = pz_variant_array_new(), *one = pz_variant_pack("i", int32_t{1});
     pz_variant_array_append(hole, nullptr);
-    const struct {
-        pz_variant_t *a, *b;
-        bool equal;
-    } cases[] = {
+    const std::tuple<pz_variant_t *, pz_variant_t *, bool> cases[] = {
         {pz_variant_double_new(std::nan("")), pz_variant_double_new(std::nan("")), true},
         {pz_variant_str_new(nullptr), pz_variant_str_set(pz_variant_int8_new(0), ""), true},
         {pz_variant_ptr_new(&object), pz_variant_ptr_new(&object), true},
@@ -39,11 +37,11 @@ TEST_F(Equal, UnreadableValuesAndNulls) {
         {pz_variant_int8_new(0), nullptr, false},
         {nullptr, nullptr, true},
     };
-    for (const auto &c : cases) {
-        EXPECT_EQ(pz_variant_equal(c.a, c.b), c.equal) << (c.a ? c.a->vt : '0');
-        EXPECT_EQ(pz_variant_equal(c.b, c.a), c.equal) << (c.a ? c.a->vt : '0');
-        pz_variant_unref(c.a);
-        pz_variant_unref(c.b);
+    for (const auto &[a, b, equal] : cases) {
+        EXPECT_EQ(pz_variant_equal(a, b), equal) << (a ? a->vt : '0');
+        EXPECT_EQ(pz_variant_equal(b, a), equal) << (a ? a->vt : '0');
+        pz_variant_unref(a);
+        pz_variant_unref(b);
     }
     pz_variant_unref(hole);
     pz_variant_unref(one);
