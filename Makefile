@@ -3,6 +3,7 @@
 # (installing them when run as root, otherwise naming them and stopping).
 
 BUILD_DIR  ?= build
+BENCH_DIR  ?= build-bench
 ASAN_DIR   ?= build-asan
 TSAN_DIR   ?= build-tsan
 GRIND_DIR  ?= build-memcheck
@@ -112,9 +113,10 @@ test-slow: deps-test
 	./$(GRIND_DIR)/tests/pz_tests --gtest_filter=Slow*
 
 bench: deps-bench
-	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF
-	$(CMAKE) --build $(BUILD_DIR) -j $(JOBS)
-	./$(BUILD_DIR)/bench/pz_bench
+	$(CMAKE) -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF \
+	  -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) --build $(BENCH_DIR) -j $(JOBS)
+	./$(BENCH_DIR)/bench/pz_bench
 
 # HTML API reference of the public headers in build-docs/html.
 docs: deps-docs
@@ -130,4 +132,4 @@ install: deps-base
 	$(CMAKE) --install $(BUILD_DIR)
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR) $(FUZZ_DIR) build-docs
+	rm -rf $(BUILD_DIR) $(BENCH_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR) $(FUZZ_DIR) build-docs

@@ -21,11 +21,11 @@ static inline void *pz_zalloc(size_t size) {
 }
 
 /* A zero-filled counted block of `size` bytes after its count, with the count
- * taken from 0 to 1. Returns the address after the count, or null. */
+ * set to 1. Returns the address after the count, or null. */
 static inline void *pz_zalloc_ref(size_t size) {
     char *block = (char *)pz_zalloc(size + sizeof(long));
     if (block == NULL) return NULL;
-    pz_atomic_ref((volatile long *)block);
+    *(long *)block = 1; /* nobody else sees the block yet: no atomic needed */
     return block + sizeof(long);
 }
 
