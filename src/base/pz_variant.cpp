@@ -131,7 +131,9 @@ void pz_variant_unref(pz_variant_t *v) {
     // Only the exact drop to zero frees; a count driven below zero by
     // unbalanced calls frees nothing more.
     if (pz_atomic_unref(pz_ref_count(v)) != 0) return;
-    if (!releases_others(v->vt)) {
+    if (v->vt != vtype_string && v->vt != vtype_bytes && !releases_others(v->vt)) {
+        pz_free_ref(v);  // the value lives in the record alone
+    } else if (!releases_others(v->vt)) {
         destroy(v);
     } else if (queue.active) {
         enqueue(v);
