@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <malloc.h>
 #include <map>
 #include <string>
 #include <vector>
@@ -128,6 +129,13 @@ void print_table(const table_reporter &r) {
 }  // namespace
 
 int main(int argc, char **argv) {
+    // Every library here takes its memory from glibc's malloc. Left to its
+    // defaults, malloc hands large frees back to the kernel and the next run
+    // faults the pages in again, which on a virtual machine costs more than
+    // the work measured and varies from run to run. Keeping the memory makes
+    // the numbers the libraries' own, for us and the peers alike.
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    mallopt(M_MMAP_THRESHOLD, 1 << 30);
     // Medians of a few repetitions unless the caller asks otherwise.
     std::vector<char *> args(argv, argv + argc);
     bool reps = false;
