@@ -1,5 +1,5 @@
-// Shared test fixture: every test starts with fresh HAL counters and callback
-// counts and ends by checking that it leaked no block.
+// Shared test fixture: every test starts with no allocation set to fail and
+// fresh callback counts, and ends by checking that it leaked no block.
 #ifndef PZ_TEST_H
 #define PZ_TEST_H
 
@@ -7,6 +7,7 @@
 
 #include <fstream>
 #include <limits>
+#include <sstream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -35,7 +36,7 @@ struct CallbackLog {
 class LeakCheckedTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        hal_counts_reset();
+        hal_fail_nth(0, 0);
         CallbackLog::reset();
         live_at_start_ = hal_live_blocks();
     }
@@ -81,11 +82,8 @@ void for_each_case(const std::string &name, Check check) {
         if (line.empty() || line[0] == '#') continue;
         SCOPED_TRACE(path + ":" + std::to_string(number));
         std::vector<std::string> fields;
-        for (size_t start = 0, tab;; start = tab + 1) {
-            tab = line.find('\t', start);
-            fields.push_back(line.substr(start, tab - start));
-            if (tab == std::string::npos) break;
-        }
+        std::istringstream split(line);
+        for (std::string field; std::getline(split, field, '\t');) fields.push_back(field);
         check(fields);
     }
 }
