@@ -11,6 +11,7 @@
 #include <string>
 
 #include "pz_test.h"
+#include "pz_variant_kinds.h"
 
 namespace {
 
@@ -102,12 +103,10 @@ std::string nested_text(int levels) {
     return open + R"({"uint64":18446744073709551615})" + close;
 }
 
-// The deepest value's dump reads back (checked with the other shapes in
-// test_nesting.cpp); one level more, or far past the parser's own limit,
-// closed or not, gives no value. The text ends at its first NUL.
+// One level past the deepest value (which test_nesting.cpp reads back), or
+// far past the parser's own limit, closed or not, gives no value. The text
+// ends at its first NUL.
 TEST_F(Dump, ReaderRefusesTooDeepAndOddTexts) {
-    const std::string deepest = nested_text(PZ_VARIANT_MAX_DEPTH);
-    EXPECT_EQ(reread(deepest.c_str()), deepest);
     for (const std::string &text : {nested_text(PZ_VARIANT_MAX_DEPTH + 1), nested_text(100000),
                                     std::string(100000, '['), nested_text(100000).substr(0, 1000000)}) {
         EXPECT_EQ(reread(text.c_str()), "NULL") << text.size();
@@ -121,27 +120,20 @@ class generator {
 public:
     explicit generator(uint64_t seed) : rng_(seed) {}
 
+    // The scalar kinds but the raw pointer (the last in the table), texts,
+    // buffers, the null kind and, above depth 0, containers.
     pz_variant_t *value(int depth) {
-        switch (below(depth > 0 ? 16 : 14)) {
-            case 0: return pz_variant_bool_new(number<bool>());
-            case 1: return pz_variant_int8_new(number<int8_t>());
-            case 2: return pz_variant_uint8_new(number<uint8_t>());
-            case 3: return pz_variant_int16_new(number<int16_t>());
-            case 4: return pz_variant_uint16_new(number<uint16_t>());
-            case 5: return pz_variant_int32_new(number<int32_t>());
-            case 6: return pz_variant_uint32_new(number<uint32_t>());
-            case 7: return pz_variant_int64_new(number<int64_t>());
-            case 8: return pz_variant_uint64_new(number<uint64_t>());
-            case 9: return pz_variant_float_new(number<float>());
-            case 10: return pz_variant_double_new(number<double>());
-            case 11: return pz_variant_str_new(text(0).c_str());
-            case 12: {  // a text, a NUL and any byte
-                const std::string raw = text(0) + '\0' + static_cast<char>(rng_());
-                return vstr_buf_new(reinterpret_cast<const uint8_t *>(raw.data()), static_cast<uint32_t>(raw.size()));
-            }
-            case 13: return pz_variant_change_type(pz_variant_array_new(), vtype_null);
-            default: return container(depth);
+#define MAKER(name, ctype, code, va_type) [](generator &g) { return pz_variant_##name##_new(g.number<ctype>()); },
+        static pz_variant_t *(*const scalars[])(generator &) = {PZ_SCALAR_KINDS(MAKER)};
+#undef MAKER
+        const uint32_t n = std::size(scalars) - 1, pick = below(n + (depth > 0 ? 5 : 3));
+        if (pick < n) return scalars[pick](*this);
+        if (pick == n) return pz_variant_str_new(text(0).c_str());
+        if (pick == n + 1) {  // a text, a NUL and any byte
+            const std::string raw = text(0) + '\0' + static_cast<char>(rng_());
+            return vstr_buf_new(reinterpret_cast<const uint8_t *>(raw.data()), static_cast<uint32_t>(raw.size()));
         }
+        return pick == n + 2 ? pz_variant_change_type(pz_variant_array_new(), vtype_null) : container(depth);
     }
 
     // Integers: the extremes, near them, near zero or anything. Floating
@@ -150,7 +142,9 @@ public:
     template <class T>
     T number() {
         using limits = std::numeric_limits<T>;
-        if constexpr (std::is_floating_point_v<T>) {
+        if constexpr (std::is_pointer_v<T>) {
+            return nullptr;
+        } else if constexpr (std::is_floating_point_v<T>) {
             using Bits = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
             const T special[] = {T(0), -T(0), T(0.1) + T(0.2), limits::denorm_min(), -limits::denorm_min(),
                                  std::nextafter(limits::min(), T(0)), limits::min(), limits::max(),

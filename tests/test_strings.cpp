@@ -73,9 +73,8 @@ TEST_F(Strings, CompareFollowsStrcmpAndTreatsEmptyAsEqual) {
         const char *text;
         int sign;
     } cases[] = {
-        {abc, "abc", 0},     {abc, "abd", -1},       {abc, "", 1},       {empty, "", 0},
-        {empty, nullptr, 0}, {empty, "a", -1},       {null_kind, "", 0}, {nullptr, nullptr, 0},
-        {number, "a", 1},    {number, nullptr, 1},   {nullptr, "a", 1},  // a number is never text
+        {abc, "abd", -1},  {abc, "", 1},         {empty, nullptr, 0}, {empty, "a", -1}, {null_kind, "", 0},
+        {nullptr, nullptr, 0}, {number, "a", 1}, {number, nullptr, 1}, {nullptr, "a", 1},  // a number is never text
     };
     for (const auto &c : cases) {
         const int32_t r = pz_variant_str_cmp(c.v, c.text);
