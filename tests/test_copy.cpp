@@ -21,8 +21,10 @@ TEST_F(Copy, CopiesShareNothingAndDropWhatCannotBeWritten) {
     pz_variant_t *src = pz_variant_pack("i-c", int32_t{7}, "t");
     pz_variant_array_append(src, sized);
     append_new(src, pz_variant_pack("i", int32_t{1}));
+    pz_variant_array_append(src, text);
     pz_variant_t *d = pz_variant_dup(src);
-    ASSERT_EQ(pz_variant_array_size(d), 4u) << "the empty slot is left out";
+    ASSERT_EQ(pz_variant_array_size(d), 5u) << "the empty slot is left out";
+    EXPECT_TRUE(pz_variant_equal(array_at(d, 4), text)) << "every byte, past the NUL too";
     EXPECT_STREQ(array_at(d, 1)->str_val, "t");
     EXPECT_NE(array_at(d, 1)->str_val, array_at(src, 2)->str_val);
     EXPECT_TRUE(array_at(d, 2)->ptr_val == &object && array_at(d, 2)->len == 0u);
