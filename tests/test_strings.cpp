@@ -19,6 +19,10 @@ std::string shape(const pz_variant_t *v) {
 TEST_F(Strings, ConstructorsAndSettersCopyExactly) {
     uint8_t bytes[5] = {1, 2, 0, 4, 5};
     pz_variant_t *self = pz_variant_str_new("self");
+    EXPECT_EQ(hal_last_size(), 5u);
+    pz_variant_t *b = vstr_buf_new(bytes, 5);
+    EXPECT_EQ(hal_last_size(), 5u) << "no terminator is added to bytes";
+    pz_variant_unref(b);
     pz_variant_str_set(self, self->str_val + 1);  // copying from the value itself
     pz_variant_t *self_bytes = pz_variant_str_new("self");
     vstr_buf_set(self_bytes, reinterpret_cast<uint8_t *>(self_bytes->str_val) + 1, 2);

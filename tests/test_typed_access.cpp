@@ -14,12 +14,13 @@ int object;
 // Both families read through the same raw load; the array's is checked here.
 TEST_F(TypedAccess, GettersReadRawBitsWithoutConversionOrAllocation) {
     pz_variant_t *arr = pz_variant_pack("oofi", -1, 2, 0.1, int32_t{256});
-    const long mallocs = hal_malloc_calls();
+    const long mallocs = hal_malloc_calls(), incs = hal_atomic_incs();
     EXPECT_EQ(varray_int64(arr, 0), 255);
     EXPECT_TRUE(varray_bool(arr, 1));
     EXPECT_EQ(varray_float(arr, 2), 0.1f) << "kept in single precision";
     EXPECT_FALSE(varray_bool(arr, 3)) << "only the first byte counts";
     EXPECT_EQ(hal_malloc_calls(), mallocs);
+    EXPECT_EQ(hal_atomic_incs(), incs) << "getters take no reference";
     pz_variant_unref(arr);
 }
 

@@ -1,4 +1,4 @@
-/* A platform layer for tests: counts allocations, tracks live blocks and
+/* A platform layer for tests: counts every call, tracks live blocks and
  * bytes, and can make chosen allocations fail. Linked into the test programs
  * in place of the library's own platform layer. Thread-safe. */
 #ifndef PZ_COUNTING_HAL_H
@@ -8,10 +8,17 @@
 extern "C" {
 #endif
 
+/* Zeroes every counter and stops failing. Blocks still live stay counted. */
+void hal_counts_reset(void);
+
 long hal_live_blocks(void);          /* HAL_Malloc blocks not yet freed */
 long hal_live_bytes(void);           /* their sizes added up */
-long hal_malloc_calls(void);         /* HAL_Malloc calls so far, failed ones included */
+long hal_malloc_calls(void);         /* HAL_Malloc calls, failed ones included */
+long hal_free_calls(void);           /* HAL_Free calls, null ones included */
 long hal_failed_mallocs(void);       /* HAL_Malloc calls made to fail */
+unsigned long hal_last_size(void);   /* size asked by the latest HAL_Malloc */
+long hal_atomic_incs(void);
+long hal_atomic_decs(void);
 
 /* The n-th HAL_Malloc from now fails (1: the next one); 0 stops failing.
  * With `persist`, every allocation from the n-th on fails. */
