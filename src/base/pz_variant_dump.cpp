@@ -51,8 +51,17 @@ public:
         return top;
     }
 
+    // Whether the value met a container nested too deep or holding itself;
+    // the tree is then incomplete and must not be printed.
+    bool refused() const { return refused_; }
+
     // Writes the typed object of `v` into `node`; a null value leaves it empty.
     void vtype_dump(cJSON *node, const pz_variant_t *v) {
+        // A value `open_` containers down sits at level open_ + 1.
+        if (refused_ || open_ >= PZ_VARIANT_MAX_DEPTH) {
+            refused_ = true;
+            return;
+        }
         if (v == nullptr) return;
         const char *name = kDumpNameOf[static_cast<unsigned char>(v->vt)];
         if (name != nullptr) add_member(node, name, member_value(v));
@@ -75,7 +84,12 @@ public:
         return holder;
     }
 
-    void restart() { size_ = 0; }
+    // Starts a new piece, whose element sits inside `container`.
+    void restart(const pz_variant_t *container) {
+        size_ = 0;
+        open_ = 1;
+        path_[0] = container;
+    }
 
 private:
     // Counts nothing: a node counts once it is sure to be printed.
@@ -190,13 +204,32 @@ private:
         return string_copy(pz_hex(v->ptr_val, static_cast<int>(v->len)));
     }
 
+    // Opens the container `v` below the ones open; false, and the tree
+    // refused, when `v` is one of them (it contains itself). The depth was
+    // checked by vtype_dump, so the path has room.
+    bool open(const pz_variant_t *v) {
+        for (int i = 0; i < open_; ++i) {
+            if (path_[i] == v) {
+                refused_ = true;
+                return false;
+            }
+        }
+        path_[open_++] = v;
+        return true;
+    }
+
     cJSON *array(const pz_variant_t *v) {
+        if (!open(v)) return nullptr;
+        struct closer {
+            int &open;
+            ~closer() { --open; }
+        } close{open_};
         cJSON *items = node(cJSON_Array);
         const pz_array_t *a = array_of(v);
         if (items == nullptr) return nullptr;
         size_ += 2;
         if (a == nullptr) return items;
-        for (size_t i = 0; i < a->len; ++i) {
+        for (size_t i = 0; i < a->len && !refused_; ++i) {
             cJSON *element = object();
             if (element == nullptr) continue;
             link(items, element, 2);
@@ -216,10 +249,15 @@ private:
             b->link(b->members_, element, printed_string_size(name) + 1 + 2);
             b->vtype_dump(element, static_cast<const pz_variant_t *>(value));
         }
-        return true;
+        return !b->refused_;
     }
 
     cJSON *dict(const pz_variant_t *v) {
+        if (!open(v)) return nullptr;
+        struct closer {
+            int &open;
+            ~closer() { --open; }
+        } close{open_};
         cJSON *members = node(cJSON_Object);
         if (members == nullptr) return nullptr;
         size_ += 2;
@@ -263,6 +301,10 @@ private:
 
     dump_arena &arena_;
     size_t size_ = 0;
+    // The containers open on the way down, which bounds the recursion.
+    const pz_variant_t *path_[PZ_VARIANT_MAX_DEPTH];
+    int open_ = 0;
+    bool refused_ = false;
     cJSON *members_ = nullptr;  // the dictionary whose entries are being added
 };
 
@@ -291,81 +333,105 @@ char *print_whole(const pz_variant_t *v) {
 // A top-level array or dictionary is printed one element or entry at a
 // time, each from a small tree in an arena that is reused: a tree of the
 // whole would be tens of bytes per node for every value, in fresh memory.
-// The first pass counts, the second prints. Each piece prints as its own
-// holder, "[{...}]" or "{"key":{...}}"; the holders' brackets become the
-// container's brackets and the commas between the pieces.
+// Each piece is built once and printed straight into the text, which grows
+// by doubling. Each piece prints as its own holder, "[{...}]" or
+// "{"key":{...}}"; the holders' brackets become the container's brackets
+// and the commas between the pieces.
 class piecewise_printer {
 public:
     explicit piecewise_printer(const pz_variant_t *v) : v_(v), builder_(arena_) {}
+    ~piecewise_printer() { HAL_Free(text_); }
 
     char *print() {
         const char *name = kDumpNameOf[static_cast<unsigned char>(v_->vt)];
-        head_ = std::strlen(name) + 4;  // {"name":
-        size_t size = head_ + 2;        // and the closing bracket and brace
-        for_each_piece([&](cJSON *, size_t printed) {
-            size += printed - 1;
-            return true;
-        });
-        size += 16;  // cJSON's look-ahead and the terminator
-        if (size > INT_MAX) return print_whole(v_);
-        text_ = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(size)));
-        if (text_ == nullptr) return nullptr;
-        const int n = std::snprintf(text_, size, "{\"%s\":", name);
-        pos_ = static_cast<size_t>(n);
+        if (!reserve(std::strlen(name) + 8)) return nullptr;
+        pos_ = static_cast<size_t>(std::snprintf(text_, cap_, "{\"%s\":", name));
         size_t written = 0;
-        for_each_piece([&](cJSON *piece, size_t) {
+        const bool whole = for_each_piece([&](cJSON *piece, size_t printed) {
+            // The piece, cJSON's look-ahead, and the closing bracket, brace
+            // and terminator after it; a text past what an int counts goes
+            // to the one-tree printer, which has the same limit.
+            too_long_ = pos_ + printed + 16 > INT_MAX / 2;
+            if (too_long_ || !reserve(pos_ + printed + 16)) return false;
             const char open = text_[pos_];  // the comma written by the piece before
-            // Two bytes always stay free for the closing bracket and brace.
-            if (pos_ + 4 > size ||
-                !cJSON_PrintPreallocated(piece, text_ + pos_, static_cast<int>(size - pos_ - 2), false)) {
+            text_[pos_ + printed] = 1;      // becomes the terminator if the count was exact
+            if (!cJSON_PrintPreallocated(piece, text_ + pos_, static_cast<int>(cap_ - pos_ - 2), false)) {
                 text_[pos_] = open;
-                return true;  // no room left: the piece is left out
+                return true;  // not expected, as the size was counted: the piece is left out
             }
             if (written++ != 0) text_[pos_] = ',';
-            pos_ += std::strlen(text_ + pos_) - 1;  // its closing bracket goes
+            // The counted size ends at the holder's closing bracket, which
+            // the next piece or the container's own bracket replaces.
+            const bool exact = text_[pos_ + printed] == '\0';
+            pos_ += (exact ? printed : std::strlen(text_ + pos_)) - 1;
             return true;
         });
+        if (!whole) return too_long_ && !refused_ ? print_whole(v_) : nullptr;
         if (written == 0) text_[pos_++] = v_->vt == vtype_array ? '[' : '{';
         text_[pos_++] = v_->vt == vtype_array ? ']' : '}';
         text_[pos_++] = '}';
         text_[pos_] = '\0';
-        return text_;
+        char *out = text_;
+        text_ = nullptr;
+        return out;
     }
 
 private:
+    // Room for `size` bytes in all; false when out of memory.
+    bool reserve(size_t size) {
+        if (size <= cap_) return true;
+        const size_t cap = std::max(size, std::max<size_t>(cap_ * 2, 4096));
+        auto *grown = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(cap)));
+        if (grown == nullptr) return false;
+        if (text_ != nullptr) std::memcpy(grown, text_, pos_ + 1);
+        HAL_Free(text_);
+        text_ = grown;
+        cap_ = cap;
+        return true;
+    }
+
     // Calls fn(piece tree, its printed size) for each element or entry that
-    // could be made, with the arena emptied before each.
+    // could be made, with the arena emptied before each; false as soon as fn
+    // gives false.
     template <class Fn>
-    void for_each_piece(Fn fn) {
+    bool for_each_piece(Fn fn) {
+        bool go_on = true;
         auto one = [&](const pz_variant_t *element, const char *key) {
             arena_.reset();
-            builder_.restart();
+            builder_.restart(v_);
             cJSON *piece = builder_.piece(element, key);
-            return piece == nullptr || fn(piece, builder_.printed_size());
+            if (builder_.refused()) {
+                refused_ = true;
+                return go_on = false;
+            }
+            go_on = piece == nullptr || fn(piece, builder_.printed_size());
+            return go_on;
         };
         if (v_->vt == vtype_array) {
             const pz_array_t *a = array_of(v_);
-            for (size_t i = 0; a != nullptr && i < a->len; ++i) one(array_slots(a)[i], nullptr);
-            return;
+            for (size_t i = 0; go_on && a != nullptr && i < a->len; ++i) one(array_slots(a)[i], nullptr);
+            return go_on;
         }
         auto entry = [](void *key, void *value, void *ctx) {
             return (*static_cast<decltype(one) *>(ctx))(static_cast<const pz_variant_t *>(value),
                                                        static_cast<pz_string_t *>(key)->cstr);
         };
         pz_hash_table_foreach(dict_of(v_), entry, &one);
+        return go_on;
     }
 
     const pz_variant_t *v_;
     dump_arena arena_;
     tree_builder builder_;
     char *text_ = nullptr;
-    size_t head_ = 0;
+    size_t cap_ = 0;
     size_t pos_ = 0;
+    bool too_long_ = false;
+    bool refused_ = false;  // too deep, or containing itself
 };
 
 // The printed dump in a new HAL block; null when it cannot be made.
 char *print(const pz_variant_t *v) {
-    if (!nesting_within(v, PZ_VARIANT_MAX_DEPTH)) return nullptr;
     const bool container = (v->vt == vtype_array && array_of(v) != nullptr) ||
                            (v->vt == vtype_dict && dict_of(v) != nullptr);
     return container ? piecewise_printer(v).print() : print_whole(v);
@@ -427,10 +493,10 @@ pz::dump_arena::~dump_arena() {
 }
 
 cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size) {
-    if (!nesting_within(v, PZ_VARIANT_MAX_DEPTH)) return nullptr;
     tree_builder builder(arena);
     cJSON *root = builder.root();
     if (root != nullptr) builder.vtype_dump(root, v);
+    if (builder.refused()) return nullptr;
     if (printed_size != nullptr) *printed_size = builder.printed_size();
     return root;
 }
