@@ -94,7 +94,10 @@ void release_contents(pz_variant_t *v) {
 }
 
 void destroy(pz_variant_t *v) {
-    release_contents(v);
+    // A value that lives in its record alone has nothing to release.
+    if (v->vt == vtype_string || v->vt == vtype_bytes || releases_others(v->vt)) {
+        release_contents(v);
+    }
     pz_free_ref(v);
 }
 
@@ -131,9 +134,7 @@ void pz_variant_unref(pz_variant_t *v) {
     // Only the exact drop to zero frees; a count driven below zero by
     // unbalanced calls frees nothing more.
     if (pz_atomic_unref(pz_ref_count(v)) != 0) return;
-    if (v->vt != vtype_string && v->vt != vtype_bytes && !releases_others(v->vt)) {
-        pz_free_ref(v);  // the value lives in the record alone
-    } else if (!releases_others(v->vt)) {
+    if (!releases_others(v->vt)) {
         destroy(v);
     } else if (queue.active) {
         enqueue(v);
