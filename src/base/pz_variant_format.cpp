@@ -48,12 +48,10 @@ pz_variant_t *element_from_args(char letter, va_list *args) {
 }
 
 void append_from_list(pz_variant_t *va, const char *fmt, va_list *args) {
+    // Each element goes in with the maker's reference, so the array is its
+    // only holder; an element that cannot be added is released at once.
     for (const char *letter = fmt; *letter != '\0'; ++letter) {
-        pz_variant_t *element = element_from_args(*letter, args);
-        // The array takes its own reference only when the slot was added;
-        // dropping ours then leaves the array the element's only holder.
-        pz_variant_array_append(va, element);
-        pz_variant_unref(element);
+        array_append_moved(va, element_from_args(*letter, args));
     }
 }
 

@@ -114,9 +114,7 @@ pz_variant_t *array_value(const cJSON *item, exact_numbers &exact) {
     // Along `next` rather than by index, which would rescan the list.
     for (const cJSON *element = item->child; element != nullptr; element = element->next) {
         pz_variant_t *value = dump_to_variant(element, exact);
-        if (value == nullptr) continue;
-        pz_variant_array_append(va, value);
-        pz_variant_unref(value);
+        if (value != nullptr) array_append_moved(va, value);
     }
     return va;
 }
@@ -130,10 +128,8 @@ pz_variant_t *dict_value(const cJSON *item, exact_numbers &exact) {
     }
     for (const cJSON *member = item->child; member != nullptr; member = member->next) {
         if (member->string == nullptr) continue;
-        pz_variant_t *value = dump_to_variant(member, exact);
-        if (value == nullptr) continue;
-        pz_variant_dict_put(dict, member->string, value);  // a later duplicate wins
-        pz_variant_unref(value);
+        // A later duplicate wins.
+        dict_put_moved(dict, member->string, dump_to_variant(member, exact));
     }
     return dict;
 }
