@@ -49,34 +49,43 @@ struct probe {
     int32_t ix;     // its entry, or kEmpty
 };
 
+// The slots a hash visits, in order: its home slot, then steps that mix in
+// its higher bits. Lookups and inserts must walk the same sequence.
+class probe_sequence {
+public:
+    probe_sequence(uint32_t hash, uint32_t mask) : slot_(hash & mask), perturb_(hash), mask_(mask) {}
+    uint32_t slot() const { return slot_; }
+    void next() {
+        perturb_ >>= 5;
+        slot_ = (slot_ * 5 + perturb_ + 1) & mask_;
+    }
+
+private:
+    uint32_t slot_;
+    uint32_t perturb_;
+    uint32_t mask_;
+};
+
 probe lookup(const pz_hash_table_t *t, const void *key, uint32_t hash) {
-    uint32_t i = hash & t->mask;
-    uint32_t perturb = hash;
-    for (;;) {
+    for (probe_sequence seq(hash, t->mask);; seq.next()) {
+        const uint32_t i = seq.slot();
         const int32_t ix = t->index[i];
         if (ix == kEmpty) return {i, kEmpty};
         if (ix >= 0) {
             const entry &e = t->entries[ix];
             if (e.hash == hash && (e.key == key || t->equal(e.key, key))) return {i, ix};
         }
-        perturb >>= 5;
-        i = (i * 5 + perturb + 1) & t->mask;
     }
 }
 
 uint32_t empty_slot(const pz_hash_table_t *t, uint32_t hash) {
-    uint32_t i = hash & t->mask;
-    uint32_t perturb = hash;
-    while (t->index[i] != kEmpty) {
-        perturb >>= 5;
-        i = (i * 5 + perturb + 1) & t->mask;
-    }
-    return i;
+    probe_sequence seq(hash, t->mask);
+    while (t->index[seq.slot()] != kEmpty) seq.next();
+    return seq.slot();
 }
 
-// Moves the live entries, in order, into new storage sized for about half
-// again as many; false (the table untouched) when out of memory.
-// Rebuilds the table with room for `wanted` live entries.
+// Rebuilds the table with room for `wanted` live entries, moving them over
+// in order; false (the table untouched) when out of memory.
 bool resize(pz_hash_table_t *t, uint64_t wanted) {
     uint64_t slots = kMinSlots;
     while (usable_for(slots) < wanted) {
