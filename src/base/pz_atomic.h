@@ -8,11 +8,8 @@
 extern "C" {
 #endif
 
-static inline long pz_atomic_inc_long(volatile long *val) { return HAL_AtomicIncLong(val); }
-static inline long pz_atomic_dec_long(volatile long *val) { return HAL_AtomicDecLong(val); }
-
 /* Takes one reference; returns the new count. */
-static inline long pz_atomic_ref(volatile long *val) { return pz_atomic_inc_long(val); }
+static inline long pz_atomic_ref(volatile long *val) { return HAL_AtomicIncLong(val); }
 /* Drops one reference; returns the new count (0: the caller frees). A holder
  * of the only reference skips the locked decrement: nobody else can take one
  * from it, and the acquiring load orders the free after every other holder's
@@ -21,7 +18,7 @@ static inline long pz_atomic_unref(volatile long *val) {
 #if defined(__GNUC__)
     if (__atomic_load_n(val, __ATOMIC_ACQUIRE) == 1) return 0;
 #endif
-    return pz_atomic_dec_long(val);
+    return HAL_AtomicDecLong(val);
 }
 
 #ifdef __cplusplus
