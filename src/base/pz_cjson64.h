@@ -14,8 +14,6 @@
 
 namespace pz::cjson64 {
 
-// Written items are raw items holding the exact decimal text (cJSON prints
-// raw text verbatim); null when out of memory.
 // Room for any 64-bit integer in decimal, its sign and terminator.
 inline constexpr int kIntegerText = 24;
 
@@ -23,6 +21,8 @@ inline constexpr int kIntegerText = 24;
 // end of `text`; returns where it starts.
 char *integer_text(char (&text)[kIntegerText], bool negative, uint64_t magnitude);
 
+// Written items are raw items holding the exact decimal text (cJSON prints
+// raw text verbatim); null when out of memory.
 cJSON *cJSON_CreateInt64(int64_t value);
 cJSON *cJSON_CreateUInt64(uint64_t value);
 
