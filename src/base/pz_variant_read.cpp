@@ -60,8 +60,9 @@ float nearest_float(double d) {
     return static_cast<float>(d);
 }
 
+// The value of `item` in the kind that `make` constructs.
 template <class T>
-pz_variant_t *scalar_value(char vt, const cJSON *item, exact_numbers &exact) {
+pz_variant_t *scalar_value(pz_variant_t *(*make)(T), const cJSON *item, exact_numbers &exact) {
     if constexpr (std::is_pointer_v<T>) {
         return nullptr;  // an address read back would point at nothing
     } else {
@@ -85,9 +86,7 @@ pz_variant_t *scalar_value(char vt, const cJSON *item, exact_numbers &exact) {
         } else {
             value = static_cast<T>(cJSON_GetUInt64Value(item, &exact));
         }
-        pz_variant_t *v = new_record(vt);
-        if (v != nullptr) store(v, value);
-        return v;
+        return make(value);
     }
 }
 
@@ -149,7 +148,7 @@ pz_variant_t *dump_to_variant(const cJSON *jobj, exact_numbers &exact) {
     switch (vt) {
 #define PZ_READ_SCALAR(name, ctype, code, va_type) \
     case code:                                     \
-        return scalar_value<ctype>(code, item, exact);
+        return scalar_value<ctype>(pz_variant_##name##_new, item, exact);
         PZ_SCALAR_KINDS(PZ_READ_SCALAR)
 #undef PZ_READ_SCALAR
         case vtype_null:
