@@ -42,8 +42,7 @@ pz_variant_t *take_over(char vt, void *buf, uint32_t len) {
 extern "C" {
 
 pz_variant_t *pz_variant_str_new(const char *value) {
-    if (pz_cstr_empty(value)) return new_record(vtype_string);
-    const size_t len = std::strlen(value);
+    const size_t len = pz_strlen(value);
     return len > kMaxTextLen ? nullptr : vstr_sized_new(value, static_cast<uint32_t>(len));
 }
 
