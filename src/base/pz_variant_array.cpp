@@ -7,26 +7,22 @@ using namespace pz;
 
 namespace {
 
-// Runs a storage call that adds one slot; true when the slot was really
-// added, so that the array holds a reference only on what it stores.
-template <class Grow>
-bool add_slot(pz_variant_t *va, Grow grow) {
+// Puts `value` in a new slot at `index` (past the end: appended); true when
+// the slot was really added, so that the array holds a reference only on
+// what it stores.
+bool insert_slot(pz_variant_t *va, size_t index, pz_variant_t *value) {
     pz_array_t *a = array_of(va);
     if (a == nullptr) return false;
     const size_t before = a->len;
-    a = grow(a);
+    a = pz_array_insert_vals(a, index, &value, 1);
     va->ptr_val = a;
     return a->len != before;
-}
-
-bool append_slot(pz_variant_t *va, pz_variant_t *value) {
-    return add_slot(va, [&](pz_array_t *a) { return pz_array_append_vals(a, &value, 1); });
 }
 
 }  // namespace
 
 bool pz::array_append_moved(pz_variant_t *va, pz_variant_t *value) {
-    if (append_slot(va, value)) return true;
+    if (insert_slot(va, SIZE_MAX, value)) return true;
     pz_variant_unref(value);
     return false;
 }
@@ -45,19 +41,15 @@ uint32_t pz_variant_array_size(const pz_variant_t *va) {
 }
 
 void pz_variant_array_append(pz_variant_t *va, pz_variant_t *value) {
-    if (append_slot(va, value)) pz_variant_ref(value);
+    if (insert_slot(va, SIZE_MAX, value)) pz_variant_ref(value);
 }
 
 void pz_variant_array_prepend(pz_variant_t *va, pz_variant_t *value) {
-    if (add_slot(va, [&](pz_array_t *a) { return pz_array_prepend_vals(a, &value, 1); })) {
-        pz_variant_ref(value);
-    }
+    if (insert_slot(va, 0, value)) pz_variant_ref(value);
 }
 
 void pz_variant_array_insert(pz_variant_t *va, uint32_t index, pz_variant_t *value) {
-    if (add_slot(va, [&](pz_array_t *a) { return pz_array_insert_vals(a, index, &value, 1); })) {
-        pz_variant_ref(value);
-    }
+    if (insert_slot(va, index, value)) pz_variant_ref(value);
 }
 
 void pz_variant_array_remove(pz_variant_t *va, uint32_t index) {
