@@ -80,9 +80,15 @@ uint32_t pz_hash_bytes(const void *data, size_t len) {
         p += 8;
         len -= 8;
     }
-    if (len != 0) {
-        uint64_t w = 0;
-        std::memcpy(&w, p, len);
+    // The last 1-7 bytes in two fixed-size loads (overlapping when short),
+    // which compile to moves where a copy of variable length is a call.
+    if (len >= 4) {
+        uint32_t a, b;
+        std::memcpy(&a, p, 4);
+        std::memcpy(&b, p + len - 4, 4);
+        h = (h ^ (static_cast<uint64_t>(a) << 32 | b)) * kMul;
+    } else if (len != 0) {
+        const uint64_t w = p[0] | static_cast<uint64_t>(p[len / 2]) << 8 | static_cast<uint64_t>(p[len - 1]) << 16;
         h = (h ^ w) * kMul;
     }
     h ^= h >> 33;
