@@ -54,6 +54,24 @@ enum class kind : char {
     dict = vtype_dict,
 };
 
+// Bad input or misuse (an empty handle, a value that cannot be written, a
+// text that cannot be read). std::bad_alloc stays reserved for memory.
+class error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// A text that could not be read: what() says why, offset() where (the byte
+// offset in the text at which reading stopped).
+class parse_error : public error {
+public:
+    parse_error(const std::string &reason, size_t offset) : error(reason), offset_(offset) {}
+    size_t offset() const noexcept { return offset_; }
+
+private:
+    size_t offset_;
+};
+
 namespace detail {
 
 inline pz_variant_t *check(pz_variant_t *v) {
