@@ -104,6 +104,21 @@ pz_variant_t *sample_plus() {
     return d;
 }
 
+// The samples one level down, so that merging one into the other merges a
+// nested dictionary.
+pz_variant_t *nested(pz_variant_t *inner) {
+    pz_variant_t *d = pz_variant_dict_new();
+    put_new(d, "inner", inner);
+    return d;
+}
+pz_variant_t *nested_sample() { return nested(sample()); }
+// Without the null, which a merge would take as removing its key.
+pz_variant_t *nested_patch() {
+    pz_variant_t *patch = sample_plus();
+    pz_variant_dict_erase(patch, "null");
+    return nested(patch);
+}
+
 pz_variant_t *none() { return nullptr; }
 pz_variant_t *int_value() { return pz_variant_int32_new(5); }
 pz_variant_t *string_value() { return pz_variant_str_new("text"); }
@@ -216,6 +231,8 @@ const std::vector<Case> cases = {
     // Into another kind a shared pointer takes a new record, consuming the
     // caller's reference to the target even when it cannot be made.
     CALL(int_value, shared_value, pz_variant_concat(t, a)),
+    // All or nothing: a failed merge leaves the target as it was.
+    CALL(nested_sample, nested_patch, (pz_variant_merge_patch(t, a), t)),
     Case{"pz_variant_from_dump", [] {
              pz_variant_t *v = sample();
              char *text = pz_variant_dump(v);

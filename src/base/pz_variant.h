@@ -484,7 +484,8 @@ PZ_API pz_variant_t *pz_variant_dup(pz_variant_t *v);
  * copy. Scalars, strings, byte buffers and pointers replace what `v` held;
  * an array's elements are appended to `v` as copies (a `v` of another kind
  * becomes an array first), a dictionary's entries merged into `v` as copies,
- * replacing `v`'s values under the same keys. Texts and buffers get their
+ * replacing `v`'s values under the same keys: one level only, a nested
+ * dictionary is replaced whole (pz_variant_merge_patch merges it). Texts and buffers get their
  * own copies; owned pointers are shared, never copied; shared pointers are
  * shared through their `ref` callback. Inside a copied container an element
  * that cannot be copied is left out of an array and entered as an empty
@@ -501,6 +502,27 @@ PZ_API pz_variant_t *pz_variant_dup(pz_variant_t *v);
  * contains itself; `v` is then untouched. `v` may be `other` or live inside
  * it. `other` is never changed. */
 PZ_API pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other);
+
+/** Merges `patch` into `target` recursively, in the manner of a JSON merge
+ * patch, and returns true; unlike pz_variant_concat, nested dictionaries are
+ * merged rather than replaced, and arrays are replaced rather than appended
+ * to. When `patch` is a dictionary, `target` becomes a dictionary (a
+ * `target` of another kind is emptied first) and, for each entry of `patch`:
+ * a null value (kind vtype_null, or an empty entry) removes the key from
+ * `target`; a dictionary merged into a dictionary already under the key is
+ * merged the same way, keeping that dictionary's record; any other value
+ * replaces the key's value with a copy (a dictionary copied so has its
+ * nulls left out). Keys of `target` that `patch` lacks keep their values;
+ * new keys follow the old ones. When `patch` is not a dictionary, `target`
+ * is replaced by a copy of it, keeping its address and count.
+ *
+ * All or nothing: false, with `target` as it was, when either is null, when
+ * `patch` nests deeper than PZ_VARIANT_MAX_DEPTH or contains itself, when
+ * `patch` is an owned or shared pointer (it cannot replace a record in
+ * place), or when out of memory. `patch` may be `target` or live inside it;
+ * it is only read. Copies follow pz_variant_dup: owned pointers are shared,
+ * shared pointers shared through `ref`. */
+PZ_API bool pz_variant_merge_patch(pz_variant_t *target, pz_variant_t *patch);
 
 /* ---------------------------------------------------------------------- */
 /* Typed dump                                                              */
