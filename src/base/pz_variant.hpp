@@ -1,18 +1,24 @@
-// C++ interface to pzvariant (C++17 and later): a handle that owns one
-// reference, so that no caller writes pz_variant_unref by hand.
-//
-//   pz::value record = pz::dict({{"name", "sensor-7"}, {"readings", pz::array({21, 22})}});
-//   std::optional<int32_t> first = record["readings"][0].get<int32_t>();
-//
-// Every member is one call of the C API or a few. Allocation failure throws
-// std::bad_alloc; no destructor throws. Reading never converts between
-// kinds: get<int64_t>() of an int32 value is empty.
+/** @file pz_variant.hpp
+ * C++ interface to pzvariant (C++17 and later): a handle that owns one
+ * reference, so that no caller writes pz_variant_unref by hand.
+ *
+ *     pz::value cfg = pz::dict({{"name", "sensor-7"}, {"readings", pz::array({21, 22})}});
+ *     std::optional<int32_t> first = cfg["readings"][0].get<int32_t>();
+ *     cfg.child("server").set("port", 9443);   // nested write, made on demand
+ *
+ * Every member is one call of the C API or a few. Misuse and bad input (a
+ * write through an empty handle or to a value of the wrong kind, a key with
+ * a NUL byte, a value that cannot be dumped) throw pz::error; allocation
+ * failure throws std::bad_alloc and nothing else does; no destructor throws.
+ * Reading with get<T>() never converts between kinds; get_as<T>() converts
+ * between integer kinds when the value fits. */
 #ifndef PZ_VARIANT_HPP
 #define PZ_VARIANT_HPP
 
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
+#include <limits>
 #include <memory>
 #include <new>
 #include <optional>
@@ -29,49 +35,58 @@
 
 #include "pz_variant.h"
 
+/** The C++ interface: pz::value and the functions that make values. */
 namespace pz {
 
-// The kinds, named; the values are the C type codes.
+/** @defgroup cpp C++ interface
+ * pz::value, a handle owning one reference, and the functions that make
+ * values (pz::dict, pz::array, pz::pack, pz::from_dump).
+ * @{ */
+
+/** The kinds of value, named; each enumerator's value is the C type code. */
 enum class kind : char {
-    null = vtype_null,
-    boolean = vtype_bool,
-    int8 = vtype_int8,
-    uint8 = vtype_uint8,
-    int16 = vtype_int16,
-    uint16 = vtype_uint16,
-    int32 = vtype_int32,
-    uint32 = vtype_uint32,
-    int64 = vtype_int64,
-    uint64 = vtype_uint64,
-    float32 = vtype_float,
-    float64 = vtype_double,
-    string = vtype_string,
-    bytes = vtype_bytes,
-    ptr = vtype_ptr,
-    autoptr = vtype_autoptr,
-    sharedptr = vtype_sharedptr,
-    array = vtype_array,
-    dict = vtype_dict,
+    null = vtype_null,            ///< no value (vtype_null)
+    boolean = vtype_bool,         ///< bool
+    int8 = vtype_int8,            ///< int8_t
+    uint8 = vtype_uint8,          ///< uint8_t
+    int16 = vtype_int16,          ///< int16_t
+    uint16 = vtype_uint16,        ///< uint16_t
+    int32 = vtype_int32,          ///< int32_t
+    uint32 = vtype_uint32,        ///< uint32_t
+    int64 = vtype_int64,          ///< int64_t
+    uint64 = vtype_uint64,        ///< uint64_t
+    float32 = vtype_float,        ///< float
+    float64 = vtype_double,       ///< double
+    string = vtype_string,        ///< text (read as std::string_view or std::string)
+    bytes = vtype_bytes,          ///< byte buffer
+    ptr = vtype_ptr,              ///< raw pointer, not owned
+    autoptr = vtype_autoptr,      ///< owned pointer with its destructor
+    sharedptr = vtype_sharedptr,  ///< shared pointer with its reference callbacks
+    array = vtype_array,          ///< array of values
+    dict = vtype_dict,            ///< dictionary from text keys to values
 };
 
-// Bad input or misuse (an empty handle, a value that cannot be written, a
-// text that cannot be read). std::bad_alloc stays reserved for memory.
+/** Bad input or misuse (an empty handle, a value of the wrong kind, a value
+ * that cannot be written, a text that cannot be read); what() says which.
+ * std::bad_alloc stays reserved for memory. */
 class error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// A text that could not be read: what() says why, offset() where (the byte
-// offset in the text at which reading stopped).
+/** A text that could not be read: what() says why, offset() where. */
 class parse_error : public error {
 public:
+    /** An error for `reason`, found at byte `offset` of the text. */
     parse_error(const std::string &reason, size_t offset) : error(reason), offset_(offset) {}
+    /** The byte offset in the text at which reading stopped. */
     size_t offset() const noexcept { return offset_; }
 
 private:
     size_t offset_;
 };
 
+/// @cond detail
 namespace detail {
 
 inline pz_variant_t *check(pz_variant_t *v) {
@@ -118,6 +133,86 @@ pz_variant_t *make_scalar(T x) {
     if constexpr (k == kind::ptr) return pz_variant_ptr_new(x);
 }
 
+inline const char *kind_name(kind k) noexcept {
+    switch (k) {
+        case kind::null: return "null";
+        case kind::boolean: return "bool";
+        case kind::int8: return "int8";
+        case kind::uint8: return "uint8";
+        case kind::int16: return "int16";
+        case kind::uint16: return "uint16";
+        case kind::int32: return "int32";
+        case kind::uint32: return "uint32";
+        case kind::int64: return "int64";
+        case kind::uint64: return "uint64";
+        case kind::float32: return "float";
+        case kind::float64: return "double";
+        case kind::string: return "string";
+        case kind::bytes: return "bytes";
+        case kind::ptr: return "ptr";
+        case kind::autoptr: return "autoptr";
+        case kind::sharedptr: return "sharedptr";
+        case kind::array: return "array";
+        case kind::dict: return "dict";
+    }
+    return "unknown";
+}
+
+// An integer value as its sign and magnitude, whatever its width.
+struct integer {
+    bool negative;
+    uint64_t magnitude;
+};
+
+inline std::optional<integer> integer_of(const pz_variant_t *v) noexcept {
+    auto from_signed = [](int64_t x) {
+        return integer{x < 0, x < 0 ? 0 - static_cast<uint64_t>(x) : static_cast<uint64_t>(x)};
+    };
+    switch (v != nullptr ? static_cast<kind>(v->vt) : kind::null) {
+        case kind::int8: return from_signed(v->int8_val);
+        case kind::int16: return from_signed(v->int16_val);
+        case kind::int32: return from_signed(v->int32_val);
+        case kind::int64: return from_signed(v->int64_val);
+        case kind::uint8: return integer{false, v->uint8_val};
+        case kind::uint16: return integer{false, v->uint16_val};
+        case kind::uint32: return integer{false, v->uint32_val};
+        case kind::uint64: return integer{false, v->uint64_val};
+        default: return std::nullopt;
+    }
+}
+
+// `x` as T when T can hold it.
+template <class T>
+std::optional<T> narrow(integer x) noexcept {
+    using U = std::make_unsigned_t<T>;
+    if (!x.negative) {
+        if (x.magnitude > static_cast<U>(std::numeric_limits<T>::max())) return std::nullopt;
+        return static_cast<T>(x.magnitude);
+    }
+    if constexpr (std::is_signed_v<T>) {
+        // The lowest T has magnitude max + 1.
+        if (x.magnitude - 1 > static_cast<U>(std::numeric_limits<T>::max())) return std::nullopt;
+        return static_cast<T>(-static_cast<T>(x.magnitude - 1) - 1);
+    }
+    return std::nullopt;
+}
+
+// A key as the C API takes it, NUL-terminated. A key holding a NUL byte
+// would be cut short there and name another entry, so it is refused.
+class key_text {
+public:
+    key_text(const char *key) noexcept : text_(key) {}
+    key_text(std::string_view key) : copy_(key) {
+        if (copy_.find('\0') != std::string::npos) throw error("pzvariant: a key cannot hold a NUL byte");
+        text_ = copy_.c_str();
+    }
+    const char *c_str() const noexcept { return text_; }
+
+private:
+    std::string copy_;
+    const char *text_;
+};
+
 // The pack letter of a C++ argument type, and the argument as the variadic
 // call must receive it (small integers as int, float as double, texts as
 // NUL-terminated pointers).
@@ -137,6 +232,8 @@ constexpr char pack_letter() {
 template <class T>
 auto promote(const T &x) {
     if constexpr (std::is_same_v<T, std::string>) {
+        // Packing reads texts up to their NUL: a longer one would be cut short.
+        if (x.find('\0') != std::string::npos) throw error("pz::pack: a text with a NUL byte");
         return x.c_str();
     } else if constexpr (is_text_v<T>) {
         return static_cast<const char *>(x);
@@ -152,63 +249,90 @@ auto promote(const T &x) {
 }
 
 }  // namespace detail
+/// @endcond
 
 class value;
 value array(std::initializer_list<value> elements);
 
-// Holds one reference to a value, or nothing. Copying takes a reference,
-// moving transfers it, destruction drops it.
+/** Holds one reference to a value, or nothing (an empty handle). Copying
+ * takes a reference, moving transfers it, destruction drops it. Two handles
+ * to the same value see each other's changes; copy() makes an independent
+ * value. */
 class value {
 public:
-    // An empty handle, holding no value at all (see null() for a null value).
+    /** An empty handle, holding no value at all (see null() for a value of
+     * kind null). */
     value() noexcept = default;
 
+    /** A value of the kind that T maps to exactly: int32_t gives an int32,
+     * uint16_t a uint16, float a float, bool a bool. */
     template <class T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
     value(T x) : v_(detail::check(detail::make_scalar(x))) {}
+    /** A raw pointer value; the pointee is not owned. */
     value(void *p) : v_(detail::check(pz_variant_ptr_new(p))) {}
+    /** A string holding a copy of `text`, NUL bytes included. */
     value(std::string_view text) : v_(detail::check(make_text(text))) {}
+    /** A string holding a copy of `text` (a null pointer gives the empty string). */
     value(const char *text) : value(std::string_view(text != nullptr ? text : "")) {}
+    /** A string holding a copy of `text`, NUL bytes included. */
     value(const std::string &text) : value(std::string_view(text)) {}
 
+    /** Another handle to the same value (one more reference). */
     value(const value &other) noexcept : v_(pz_variant_ref(other.v_)) {}
+    /** Takes over `other`'s reference, leaving `other` empty. */
     value(value &&other) noexcept : v_(std::exchange(other.v_, nullptr)) {}
-    value &operator=(value other) noexcept {
+    /** Makes this handle refer to `other`'s value, dropping its old reference.
+     * Only a named handle can be assigned: assigning to the temporary that
+     * operator[] returns would change nothing, so it does not compile (write
+     * through set() or child() instead). */
+    value &operator=(value other) & noexcept {
         std::swap(v_, other.v_);
         return *this;
     }
+    /** Drops the reference. */
     ~value() { pz_variant_unref(v_); }
 
-    // A value of kind null.
+    /** A value of kind null. */
     static value null() {
         pz_variant_t *v = detail::check(pz_variant_bool_new(false));
         pz_variant_clear(v);
         return value(v);
     }
-    // Takes over the caller's reference to `v` (a fresh C result).
+    /** Takes over the caller's reference to `v` (a fresh C result). */
     static value adopt(pz_variant_t *v) noexcept { return value(v); }
-    // Takes a new reference to `v`; the caller keeps its own.
+    /** Takes a new reference to `v`; the caller keeps its own. */
     static value borrow(pz_variant_t *v) noexcept { return value(pz_variant_ref(v)); }
-    // A byte buffer holding a copy of `size` bytes.
+    /** A byte buffer holding a copy of `size` bytes at `data`. */
     static value bytes(const void *data, size_t size) {
         return value(detail::check(vstr_buf_new(static_cast<const uint8_t *>(data), checked_len(size))));
     }
 #if __cplusplus >= 202002L
+    /** A byte buffer holding a copy of `data`. */
     static value bytes(std::span<const std::byte> data) { return bytes(data.data(), data.size()); }
 #endif
 
+    /** The C value, borrowed (null for an empty handle). */
     pz_variant_t *get() const noexcept { return v_; }
-    // Gives up the reference without dropping it; the caller now owns it.
+    /** Gives up the reference without dropping it; the caller now owns it. */
     pz_variant_t *release() noexcept { return std::exchange(v_, nullptr); }
-    explicit operator bool() const noexcept { return v_ != nullptr; }
+    /** True when the handle holds a value, of any kind: a stored false or a
+     * null value included. (There is no conversion to bool: read a bool
+     * with value_or(false) or get<bool>().) */
+    bool has_value() const noexcept { return v_ != nullptr; }
+    /** True for an empty handle and for a value of kind null. */
+    bool is_null() const noexcept { return kind() == pz::kind::null; }
 
+    /** The kind of the value; kind::null for an empty handle. */
     pz::kind kind() const noexcept { return v_ != nullptr ? static_cast<pz::kind>(v_->vt) : pz::kind::null; }
 
-    // The value when the kind is exactly that of T, else nothing.
+    /** The value when its kind is exactly the one T maps to, else nothing:
+     * get<int64_t>() of an int32 is empty. Texts read as std::string_view
+     * (borrowed, valid while the value lives) or std::string (a copy). */
     template <class T>
-    std::optional<T> get() const noexcept {
-        if constexpr (std::is_same_v<T, std::string_view>) {
+    std::optional<T> get() const noexcept(!std::is_same_v<T, std::string>) {
+        if constexpr (std::is_same_v<T, std::string_view> || std::is_same_v<T, std::string>) {
             if (kind() != pz::kind::string) return std::nullopt;
-            return std::string_view(v_->str_val != nullptr ? v_->str_val : "", v_->len);
+            return T(v_->str_val != nullptr ? v_->str_val : "", v_->len);
         } else {
             if (kind() != detail::kind_of<T>()) return std::nullopt;
             T x;
@@ -216,97 +340,208 @@ public:
             return x;
         }
     }
+    /** The value as get<T>() reads it, or `def`. A text default
+     * (value_or("none")) reads a string and returns a std::string. */
     template <class T>
-    T value_or(T def) const noexcept {
-        return get<T>().value_or(def);
+    auto value_or(T def) const noexcept(!detail::is_text_v<T>) {
+        if constexpr (detail::is_text_v<T>) {
+            if (auto text = get<std::string_view>()) return std::string(*text);
+            if constexpr (std::is_same_v<T, std::string>) {
+                return def;
+            } else {
+                return std::string(def != nullptr ? def : "");
+            }
+        } else {
+            return get<T>().value_or(def);
+        }
+    }
+    /** An integer of any integer kind converted to the integer type T when T
+     * can hold it (an int32 8080 read as uint16_t); empty for other kinds
+     * and for values out of T's range. */
+    template <class T>
+    std::optional<T> get_as() const noexcept {
+        static_assert(std::is_integral_v<T> && !std::is_same_v<T, bool>, "get_as reads integers");
+        const std::optional<detail::integer> x = detail::integer_of(v_);
+        return x ? detail::narrow<T>(*x) : std::nullopt;
     }
 
-    // Elements of an array, or entries of a dictionary.
+    /** The number of elements of an array or entries of a dictionary; 0 for
+     * other kinds and an empty handle. */
     uint32_t size() const noexcept {
         return kind() == pz::kind::dict ? pz_variant_dict_size(v_) : pz_variant_array_size(v_);
     }
+    /** The array element at `index`, another handle to it; an empty handle
+     * past the end, for an empty slot or when this is not an array. */
     template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
     value operator[](I index) const noexcept {
         if (index < 0 || static_cast<uint64_t>(index) > UINT32_MAX) return value();
         return value(pz_variant_array_index(v_, static_cast<uint32_t>(index)));
     }
+    /** The dictionary value under `key`, another handle to it (writes through
+     * it change the stored value); an empty handle when absent or when this
+     * is not a dictionary. */
     value operator[](const char *key) const noexcept { return value(pz_variant_dict_get(v_, key)); }
-    value operator[](const std::string &key) const noexcept { return (*this)[key.c_str()]; }
+    /** As operator[](const char *); a key with a NUL byte throws pz::error. */
+    value operator[](std::string_view key) const { return (*this)[detail::key_text(key).c_str()]; }
+    /** True when this is a dictionary with an entry under `key`. */
     bool contains(const char *key) const noexcept { return pz_variant_dict_contains(v_, key); }
+    /** As contains(const char *); a key with a NUL byte throws pz::error. */
+    bool contains(std::string_view key) const { return contains(detail::key_text(key).c_str()); }
 
+    /** Appends `element` to this array (an empty handle appends an empty
+     * slot). Throws pz::error when this is not an array. */
     value &push_back(const value &element) {
+        require(pz::kind::array, "push_back");
         const uint32_t before = size();
         pz_variant_array_append(v_, element.v_);
-        if (kind() == pz::kind::array && size() == before) throw std::bad_alloc();
+        if (size() == before) throw std::bad_alloc();
         return *this;
     }
-    // Stores `element` under `key` (an empty handle or key stores nothing).
+    /** Stores `element` under `key` in this dictionary, replacing what was
+     * there. Throws pz::error when this is not a dictionary, the key is empty
+     * or `element` is an empty handle (store value::null() for a null). */
     value &set(const char *key, const value &element) {
+        require_key(key, "set");
+        if (element.v_ == nullptr) throw error("pzvariant: set of an empty handle under \"" + std::string(key) + "\"");
         pz_variant_dict_put(v_, key, element.v_);
-        if (kind() == pz::kind::dict && element && !key_present(key)) throw std::bad_alloc();
+        if (stored(key) != element.v_) throw std::bad_alloc();
         return *this;
     }
-    bool erase(const char *key) noexcept { return pz_variant_dict_erase(v_, key); }
+    /** As set(const char *, const value &); a key with a NUL byte throws pz::error. */
+    value &set(std::string_view key, const value &element) { return set(detail::key_text(key).c_str(), element); }
+    /** Removes the entry under `key` from this dictionary; true when there was
+     * one. Throws pz::error when this is not a dictionary. */
+    bool erase(const char *key) {
+        require(pz::kind::dict, "erase");
+        return pz_variant_dict_erase(v_, key);
+    }
+    /** As erase(const char *); a key with a NUL byte throws pz::error. */
+    bool erase(std::string_view key) { return erase(detail::key_text(key).c_str()); }
 
-    // Array elements in order (range-for).
+    /** The dictionary under `key` in this dictionary, made and stored there
+     * when the key is absent: the way to write nested entries,
+     * `cfg.child("server").set("port", 9443)`. Throws pz::error when this is
+     * not a dictionary, the key is empty or holds a value of another kind. */
+    value child(const char *key) {
+        require_key(key, "child");
+        value c(vdict_child(v_, key));
+        if (c.v_ == nullptr && contains(key)) {
+            throw error(std::string("pzvariant: child(\"") + key + "\") holds a " +
+                        detail::kind_name((*this)[key].kind()) + ", not a dict");
+        }
+        if (c.v_ == nullptr || stored(key) != c.v_) throw std::bad_alloc();
+        return c;
+    }
+    /** As child(const char *); a key with a NUL byte throws pz::error. */
+    value child(std::string_view key) { return child(detail::key_text(key).c_str()); }
+
+    /** Iterates over the elements of an array, as handles; see elements(). */
     class iterator {
     public:
-        using value_type = pz::value;
-        using difference_type = std::ptrdiff_t;
-        using iterator_category = std::input_iterator_tag;
+        using value_type = pz::value;                        ///< what it yields
+        using difference_type = std::ptrdiff_t;              ///< distance type
+        using iterator_category = std::input_iterator_tag;   ///< read once, forward
+        /** At element `i` of the array `a`. */
         iterator(const pz_variant_t *a, uint32_t i) : a_(a), i_(i) {}
+        /** The element, another handle to it (empty for an empty slot). */
         pz::value operator*() const noexcept { return pz::value(pz_variant_array_index(a_, i_)); }
+        /** Moves to the next element. */
         iterator &operator++() noexcept {
             ++i_;
             return *this;
         }
+        /** Same array, same position. */
         bool operator==(const iterator &o) const noexcept { return i_ == o.i_ && a_ == o.a_; }
+        /** Not operator==. */
         bool operator!=(const iterator &o) const noexcept { return !(*this == o); }
 
     private:
         const pz_variant_t *a_;
         uint32_t i_;
     };
-    iterator begin() const noexcept { return iterator(v_, 0); }
-    iterator end() const noexcept { return iterator(v_, pz_variant_array_size(v_)); }
+    class element_range;
+    /** The elements of this array. Nothing for an empty handle or a null
+     * value; pz::error for other kinds (a dictionary's are its entries()). */
+    element_range elements() const;
 
-    // Dictionary entries in insertion order, for `for (auto &[key, v] : d.entries())`.
-    // The keys stay valid while this value holds the entries.
-    std::vector<std::pair<std::string_view, value>> entries() const {
-        std::vector<std::pair<std::string_view, value>> out;
+    /** One dictionary entry: its key (a copy) and a handle to its value. */
+    using entry = std::pair<std::string, value>;
+    /** The entries of this dictionary in insertion order, for
+     * `for (auto &[key, v] : d.entries())`. The keys are copies, so the
+     * entries of a temporary stay valid. Nothing for an empty handle or a
+     * null value; pz::error for other kinds (an array's are its elements()). */
+    std::vector<entry> entries() const {
+        if (kind() != pz::kind::dict && !is_null()) not_of(pz::kind::dict, "entries()");
+        std::vector<entry> out;
         out.reserve(size());
         pz_variant_dict_foreach(v_, collect_entry, &out);
         return out;
     }
 
-    // A deep copy (an owned pointer is shared, not copied).
-    value copy() const { return value(v_ == nullptr ? nullptr : detail::check(pz_variant_dup(v_))); }
+    /** A deep copy (an owned pointer is shared, not copied); an empty handle
+     * for an empty handle. Throws pz::error for a value nested deeper than
+     * PZ_VARIANT_MAX_DEPTH or containing itself. */
+    value copy() const {
+        if (v_ == nullptr) return value();
+        pz_variant_t *c = pz_variant_dup(v_);
+        if (c == nullptr) {
+            check_source(*this, "copy");
+            throw std::bad_alloc();
+        }
+        return value(c);
+    }
 
-    // Merges `other` into this value: arrays append copies of its elements,
-    // dictionaries take copies of its entries, other kinds are replaced by a
-    // copy. Throws std::bad_alloc when nothing could be merged.
-    value &merge(const value &other) {
-        if (v_ == nullptr) return *this = other.copy();
+    /** Copies `other` into this value as pz_variant_concat does: arrays get
+     * copies of its elements appended, dictionaries copies of its entries
+     * (one level: a nested dictionary is replaced whole, where merge_patch()
+     * merges it), other kinds are replaced by a copy. Throws pz::error
+     * through an empty handle, or when `other` is empty, an owned pointer,
+     * nests too deep or contains itself. */
+    value &concat(const value &other) {
+        require_value("concat");
+        check_source(other, "concat");
+        if (other.kind() == pz::kind::autoptr) throw error("pzvariant: concat of an owned pointer, which has one owner");
         const bool replaces = other.kind() == pz::kind::sharedptr && kind() != pz::kind::sharedptr;
         pz_variant_t *result = pz_variant_concat(v_, other.v_);
         if (replaces) v_ = result;  // the C call consumed our reference
-        if (result == nullptr && other) throw std::bad_alloc();
+        if (result == nullptr) throw std::bad_alloc();
         return *this;
     }
 
-    // The leading elements of an array as a tuple, when each has exactly the
-    // kind of its type (std::string_view for texts); otherwise nothing.
+    /** Merges `patch` into this value recursively, as pz_variant_merge_patch
+     * does: a dictionary patch merges key by key (nested dictionaries too)
+     * and a null in it removes its key; any other patch replaces this value
+     * by a copy. All or nothing: on an exception this value is as it was.
+     * Throws pz::error through an empty handle, or when `patch` is empty,
+     * nests too deep, contains itself or is an owned or shared pointer. */
+    value &merge_patch(const value &patch) {
+        require_value("merge_patch");
+        check_source(patch, "merge_patch");
+        if (patch.kind() == pz::kind::autoptr || patch.kind() == pz::kind::sharedptr) {
+            throw error("pzvariant: merge_patch with a pointer, which cannot replace a value in place");
+        }
+        if (!pz_variant_merge_patch(v_, patch.v_)) throw std::bad_alloc();
+        return *this;
+    }
+
+    /** The leading elements of an array as a tuple, when each has exactly the
+     * kind of its type (std::string_view for texts); otherwise nothing. */
     template <class... Ts>
     std::optional<std::tuple<Ts...>> unpack() const noexcept {
         return unpack_at<Ts...>(std::index_sequence_for<Ts...>{});
     }
 
-    // The typed dump text: one line of JSON recording every kind. Throws
-    // std::bad_alloc when it cannot be made (out of memory, or a value nested
-    // deeper than PZ_VARIANT_MAX_DEPTH or containing itself).
+    /** The typed dump text: one line of JSON recording every kind, which
+     * pz::from_dump reads back to an equal value. Throws pz::error for an
+     * empty handle and for a value nested deeper than PZ_VARIANT_MAX_DEPTH
+     * or containing itself. */
     std::string dump() const {
+        require_value("dump");
         char *text = pz_variant_dump(v_);
-        if (text == nullptr) throw std::bad_alloc();
+        if (text == nullptr) {
+            check_source(*this, "dump");
+            throw std::bad_alloc();
+        }
         struct release_text {
             void operator()(char *t) const noexcept { HAL_Free(t); }
         };
@@ -314,11 +549,45 @@ public:
         return std::string(text);
     }
 
+    /** Equal kinds holding equal values, as pz_variant_equal compares them;
+     * two empty handles are equal. */
     friend bool operator==(const value &a, const value &b) noexcept { return pz_variant_equal(a.v_, b.v_); }
+    /** Not operator==. */
     friend bool operator!=(const value &a, const value &b) noexcept { return !(a == b); }
 
 private:
     explicit value(pz_variant_t *v) noexcept : v_(v) {}
+
+    void require_value(const char *what) const {
+        if (v_ == nullptr) throw error(std::string("pzvariant: ") + what + " through an empty handle");
+    }
+    [[noreturn]] void not_of(pz::kind want, const char *what) const {
+        require_value(what);
+        throw error(std::string("pzvariant: ") + what + " of a " + detail::kind_name(kind()) + ", not a " +
+                    detail::kind_name(want));
+    }
+    void require(pz::kind want, const char *what) const {
+        if (kind() != want) not_of(want, what);
+    }
+    void require_key(const char *key, const char *what) const {
+        require(pz::kind::dict, what);
+        if (pz_cstr_empty(key)) throw error(std::string("pzvariant: ") + what + " with an empty key");
+    }
+    // What the C calls refuse besides memory. pz_variant_equal refuses the
+    // same nesting and allocates nothing.
+    static void check_source(const value &source, const char *what) {
+        if (source.v_ == nullptr) throw error(std::string("pzvariant: ") + what + " of an empty handle");
+        if (!pz_variant_equal(source.v_, source.v_)) {
+            throw error(std::string("pzvariant: ") + what +
+                        " of a value nested deeper than PZ_VARIANT_MAX_DEPTH or containing itself");
+        }
+    }
+    // The record stored under `key`, compared by address only.
+    const pz_variant_t *stored(const char *key) const noexcept {
+        pz_variant_t *found = pz_variant_dict_get(v_, key);
+        pz_variant_unref(found);  // the dictionary still holds it
+        return found;
+    }
 
     template <class... Ts, size_t... I>
     std::optional<std::tuple<Ts...>> unpack_at(std::index_sequence<I...>) const noexcept {
@@ -335,38 +604,62 @@ private:
     static pz_variant_t *make_text(std::string_view text) {
         return vstr_sized_new(text.data(), checked_len(text.size()));
     }
-    bool key_present(const char *key) const noexcept { return pz_cstr_empty(key) || contains(key); }
     static bool collect_entry(void *key, void *element, void *out) {
         const auto *k = static_cast<const pz_string_t *>(key);
-        static_cast<std::vector<std::pair<std::string_view, value>> *>(out)->emplace_back(
-            std::string_view(k->cstr, static_cast<size_t>(k->len)),
-            borrow(static_cast<pz_variant_t *>(element)));
+        static_cast<std::vector<entry> *>(out)->emplace_back(std::string(k->cstr, static_cast<size_t>(k->len)),
+                                                             borrow(static_cast<pz_variant_t *>(element)));
         return true;
     }
 
     pz_variant_t *v_ = nullptr;
 };
 
-// A new array packed from C++ values, the kind of each element given by its
-// type exactly: pz::pack(int32_t{7}, "text") packs "ic".
-template <class... Ts>
-value pack(const Ts &...xs) {
-    static constexpr char fmt[] = {detail::pack_letter<std::decay_t<const Ts &>>()..., '\0'};
-    value a = value::adopt(detail::check(pz_variant_pack(fmt, detail::promote<std::decay_t<const Ts &>>(xs)...)));
-    for (const value &e : a) {
-        if (!e) throw std::bad_alloc();  // an element could not be made
-    }
-    return a;
+/** The elements of an array in order, for `for (pz::value e : a.elements())`.
+ * Holds its own reference, so the elements of a temporary can be walked. */
+class value::element_range {
+public:
+    /** The first element. */
+    iterator begin() const noexcept { return iterator(array_.get(), 0); }
+    /** Past the last element (the size is read when end() is called). */
+    iterator end() const noexcept { return iterator(array_.get(), array_.size()); }
+
+private:
+    friend class value;
+    explicit element_range(value a) noexcept : array_(std::move(a)) {}
+    value array_;
+};
+
+inline value::element_range value::elements() const {
+    if (kind() != pz::kind::array && !is_null()) not_of(pz::kind::array, "elements()");
+    return element_range(*this);
 }
 
-// The value a dump text describes; an empty handle when the text describes
-// no readable value.
+/** A new array packed from C++ values, the kind of each element given by its
+ * type exactly: pz::pack(int32_t{7}, "text") packs "ic". Throws
+ * std::invalid_argument when given nothing to pack, and pz::error for a
+ * std::string holding a NUL byte. */
+template <class... Ts>
+value pack(const Ts &...xs) {
+    if constexpr (sizeof...(Ts) == 0) {
+        throw std::invalid_argument("pz::pack: nothing to pack (pz::array({}) makes an empty array)");
+    } else {
+        static constexpr char fmt[] = {detail::pack_letter<std::decay_t<const Ts &>>()..., '\0'};
+        value a = value::adopt(detail::check(pz_variant_pack(fmt, detail::promote<std::decay_t<const Ts &>>(xs)...)));
+        for (const value &e : a.elements()) {
+            if (!e.has_value()) throw std::bad_alloc();  // an element could not be made
+        }
+        return a;
+    }
+}
+
+/** The value a dump text describes; an empty handle when the text describes
+ * no readable value. */
 inline value from_dump(std::string_view text) {
     const std::string terminated(text);
     return value::adopt(pz_variant_from_dump(terminated.c_str()));
 }
 
-// A new array holding the given elements in order.
+/** A new array holding the given elements in order. */
 inline value array(std::initializer_list<value> elements) {
     value a = value::adopt(detail::check(pz_variant_array_new()));
     if (a.get()->ptr_val == nullptr) throw std::bad_alloc();
@@ -374,13 +667,15 @@ inline value array(std::initializer_list<value> elements) {
     return a;
 }
 
-// A new dictionary holding the given entries; a later duplicate key wins.
-inline value dict(std::initializer_list<std::pair<const char *, value>> entries) {
+/** A new dictionary holding the given entries; a later duplicate key wins. */
+inline value dict(std::initializer_list<std::pair<std::string_view, value>> entries) {
     value d = value::adopt(detail::check(pz_variant_dict_new()));
     if (d.get()->ptr_val == nullptr) throw std::bad_alloc();
     for (const auto &[key, element] : entries) d.set(key, element);
     return d;
 }
+
+/** @} */
 
 }  // namespace pz
 
