@@ -71,6 +71,11 @@ TEST_F(Nesting, WalksWorkUpToTheLimitAndRefuseDeeperOrLoopingValues) {
         EXPECT_EQ(pz_variant_concat(v, v) != nullptr, s.walkable);
         const bool grows = s.walkable && v->vt == vtype_array;  // by a copy of each element
         EXPECT_EQ(size_of(v), grows ? 2 * top_size : top_size) << "merged into itself";
+        pz_variant_t *patched = pz_variant_int32_new(1);
+        EXPECT_EQ(pz_variant_merge_patch(patched, v), s.walkable);
+        EXPECT_TRUE(s.walkable ? pz_variant_equal(patched, v) : patched->vt == vtype_int32)
+            << "a refused merge patch leaves the target";
+        pz_variant_unref(patched);
 
         char *text = pz_variant_dump(v);
         EXPECT_EQ(text != nullptr, s.walkable);
