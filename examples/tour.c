@@ -3,7 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "pz_variant.h"
+#include <pzvariant/pz_variant.h>
 
 static void say_destroyed(void *p) { printf("  owned pointer %p destroyed\n", p); }
 

@@ -1,5 +1,5 @@
 // The C++ tour: the same values as the C tour, with no unref by hand.
-#include <pz_variant.hpp>
+#include <pzvariant/pz_variant.hpp>
 
 #include <cinttypes>
 #include <cstdio>

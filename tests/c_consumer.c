@@ -3,7 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "pz_variant.h"
+#include <pzvariant/pz_variant.h>
 
 static int failures = 0;
 #define CHECK(cond)                                                  \

@@ -1,5 +1,5 @@
 /* Built against an installed pzvariant found through pkg-config. */
-#include <pz_variant.h>
+#include <pzvariant/pz_variant.h>
 #include <stdio.h>
 
 int main(void) {

@@ -1,5 +1,5 @@
 // Built against an installed pzvariant found through find_package.
-#include <pz_variant.hpp>
+#include <pzvariant/pz_variant.hpp>
 
 #include <cstdio>
 

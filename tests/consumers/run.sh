@@ -18,6 +18,12 @@ export PKG_CONFIG_PATH="$libdir/pkgconfig"
 cc -std=c11 -Wall -Wextra -Werror "$src/tests/consumers/consumer.c" -o "$work/consumer_c" \
   $(pkg-config --cflags --libs pzvariant)
 LD_LIBRARY_PATH="$libdir" "$work/consumer_c"
+# Only <pzvariant/...> is reachable: the generic names clash with nothing.
+for h in pz_variant.h basictypes.h hal/pz_hal.h; do
+  if echo "#include <$h>" | cc -E $(pkg-config --cflags pzvariant) -x c - >/dev/null 2>&1; then
+    echo "<$h> is reachable without pzvariant/"; exit 1
+  fi
+done
 
 cmake -S "$src/tests/consumers" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$work/consumer" -j 2 >/dev/null
