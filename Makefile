@@ -17,7 +17,7 @@ JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
 
 BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
-TEST_PACKAGES  := libgtest-dev
+TEST_PACKAGES  := libgtest-dev doxygen
 BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev
 GRIND_PACKAGES := valgrind
 FUZZ_PACKAGES  := clang libclang-rt-14-dev
@@ -120,8 +120,11 @@ bench: deps-bench
 
 # HTML API reference of the public headers in build-docs/html.
 docs: deps-docs
-	./tests/check_docs.sh src/base/pz_variant.h src/base/pz_string.h src/base/hal/pz_hal.h
+	./tests/check_docs.sh src/base/pz_variant.h src/base/pz_variant.hpp src/base/pz_string.h src/base/hal/pz_hal.h
 	doxygen Doxyfile
+	@for g in $$(grep -ho '@defgroup [a-z_]*' src/base/*.h src/base/*.hpp src/base/hal/*.h | cut -d' ' -f2); do \
+	  test -f build-docs/html/group__$$(echo $$g | sed 's/_/__/g').html || { echo "no page for the family $$g"; exit 1; }; \
+	done
 	@echo "API reference: build-docs/html/index.html"
 
 # Static and shared libraries, headers under include/pzvariant, CMake and

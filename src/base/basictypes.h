@@ -22,6 +22,10 @@
 extern "C" {
 #endif
 
+/** @defgroup pz_callbacks Callback types
+ * The signatures of the callbacks that values and walks call.
+ * @{ */
+
 /** Destroys the pointer held by an owned-pointer value. */
 typedef void (*pz_dtor_pt)(void *ptr);
 /** Takes a reference on a shared object; returns the pointer to store. */
@@ -34,6 +38,8 @@ typedef bool (*pz_equal_func_pt)(const void *a, const void *b);
 typedef uint32_t (*pz_hash_func_pt)(const void *key);
 /** Per-entry callback of a table walk; returning false ends the walk. */
 typedef bool (*pz_key_value_pt)(void *key, void *value, void *user);
+
+/** @} */
 
 #ifdef __cplusplus
 }

@@ -16,10 +16,16 @@
 extern "C" {
 #endif
 
+/** @defgroup pz_base_string Reference-counted strings
+ * The key strings that dictionary walks hand out, and the text helpers
+ * beside them.
+ * @{ */
+
+/** A reference-counted string: the header in front of its text. */
 typedef struct pz_string_s {
-    char *cstr;            /* the text, zero-terminated */
-    int32_t len;           /* its length in bytes, the terminator not counted */
-    int32_t allocated_len; /* bytes reserved for the text; 0 for a borrowed key */
+    char *cstr;            /**< the text, zero-terminated */
+    int32_t len;           /**< its length in bytes, the terminator not counted */
+    int32_t allocated_len; /**< bytes reserved for the text; 0 for a borrowed key */
 } pz_string_t;
 
 /** Length of a zero-terminated text; 0 for null. */
@@ -60,9 +66,12 @@ PZ_API pz_string_t *pz_string_ref(pz_string_t *s);
  * Takes void* so that it serves as a hash-table key destructor. */
 PZ_API void pz_string_unref(void *s);
 
+/** @name Hash-table key functions */
+/** @{ */
 /** Key equality and hash for hash tables keyed by pz_string_t*. */
 PZ_API bool pz_string_equal(const void *a, const void *b);
 PZ_API uint32_t pz_string_hash(const void *key);
+/** @} */
 
 /** Hash of `len` bytes; pz_string_hash of a string gives the hash of its text. */
 PZ_API uint32_t pz_hash_bytes(const void *data, size_t len);
@@ -74,6 +83,8 @@ PZ_API int pz_cstr_cmp(const char *a, const char *b);
  * terminator when `src` is shorter; never writes past `count` bytes and does
  * not pad. Returns `dst`. */
 PZ_API char *pz_strncpy(char *dst, const char *src, unsigned long count);
+
+/** @} */
 
 #ifdef __cplusplus
 }

@@ -34,6 +34,11 @@ extern "C" {
 /* Kinds and the value record                                              */
 /* ---------------------------------------------------------------------- */
 
+/** @defgroup pz_record Kinds and the value record
+ * The nineteen kinds, the value record every function works on, and the
+ * deepest nesting that the walking operations accept.
+ * @{ */
+
 /** The kinds of value; each code is one character, also the letter of the
  * kind in pack/unpack formats. */
 typedef enum pz_variant_type_e {
@@ -76,9 +81,9 @@ typedef struct pz_variant_s {
         void *ptr_val;  /* bytes, raw/owned/shared pointers, array, dict */
         char *str_val;  /* string text, NUL-terminated, or null when empty */
     };
-    char vt;            /* the kind, a pz_variant_type code */
-    uint8_t layout;     /* private: room for pointer callbacks in this block */
-    uint32_t len;       /* string/bytes length; 0 for the other kinds */
+    char vt;            /**< the kind, a pz_variant_type code */
+    uint8_t layout;     /**< private: room for pointer callbacks in this block */
+    uint32_t len;       /**< string/bytes length; 0 for the other kinds */
 } pz_variant_t;
 
 /** The deepest nesting that copies, merges and dumps accept, a scalar
@@ -87,9 +92,15 @@ typedef struct pz_variant_s {
  * when out of memory. Releasing has no limit. */
 #define PZ_VARIANT_MAX_DEPTH 500
 
+/** @} */
+
 /* ---------------------------------------------------------------------- */
 /* Lifecycle                                                               */
 /* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_lifecycle Lifecycle
+ * References, clearing and changing the kind, comparison.
+ * @{ */
 
 /** Takes one more reference on `v` and returns it (the caller's new
  * reference); null for null. */
@@ -119,15 +130,21 @@ PZ_API pz_variant_t *pz_variant_change_type(pz_variant_t *v, pz_variant_type vt)
  * containing itself, is equal to nothing. */
 PZ_API bool pz_variant_equal(const pz_variant_t *a, const pz_variant_t *b);
 
+/** @} */
+
 /* ---------------------------------------------------------------------- */
 /* Scalars and raw pointers                                                */
 /* ---------------------------------------------------------------------- */
 
+/** @defgroup pz_scalars Scalars and raw pointers
+ * Constructors and setters of the twelve kinds that live in the record.
+ * @{ */
+
+/** @name Constructors */
+/** @{ */
 /** Each pz_variant_<kind>_new makes a new value holding `value` (count 1), or
- * returns null when out of memory. Each pz_variant_<kind>_set releases what
- * `v` held, whatever its kind, stores `value` and returns `v` (no reference
- * added); a null `v` gives null. A raw pointer is stored as given and never
- * owned. */
+ * returns null when out of memory. A raw pointer is stored as given and
+ * never owned. */
 PZ_API pz_variant_t *pz_variant_bool_new(bool value);
 PZ_API pz_variant_t *pz_variant_int8_new(int8_t value);
 PZ_API pz_variant_t *pz_variant_uint8_new(uint8_t value);
@@ -140,7 +157,13 @@ PZ_API pz_variant_t *pz_variant_uint64_new(uint64_t value);
 PZ_API pz_variant_t *pz_variant_float_new(float value);
 PZ_API pz_variant_t *pz_variant_double_new(double value);
 PZ_API pz_variant_t *pz_variant_ptr_new(void *value);
+/** @} */
 
+/** @name Setters */
+/** @{ */
+/** Each pz_variant_<kind>_set releases what `v` held, whatever its kind,
+ * stores `value` and returns `v` (no reference added); a null `v` gives
+ * null. */
 PZ_API pz_variant_t *pz_variant_bool_set(pz_variant_t *v, bool value);
 PZ_API pz_variant_t *pz_variant_int8_set(pz_variant_t *v, int8_t value);
 PZ_API pz_variant_t *pz_variant_uint8_set(pz_variant_t *v, uint8_t value);
@@ -153,10 +176,18 @@ PZ_API pz_variant_t *pz_variant_uint64_set(pz_variant_t *v, uint64_t value);
 PZ_API pz_variant_t *pz_variant_float_set(pz_variant_t *v, float value);
 PZ_API pz_variant_t *pz_variant_double_set(pz_variant_t *v, double value);
 PZ_API pz_variant_t *pz_variant_ptr_set(pz_variant_t *v, void *value);
+/** @} */
+
+/** @} */
 
 /* ---------------------------------------------------------------------- */
 /* Strings and byte buffers                                                */
 /* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_strings Strings and byte buffers
+ * Strings (NUL-terminated, NULs inside allowed) and byte buffers; copied
+ * or taken over.
+ * @{ */
 
 /** A new string value holding a copy of `value`; a null or empty text gives
  * the empty string (null text, len 0). Null when out of memory. */
@@ -198,9 +229,16 @@ PZ_API pz_variant_t *vstr_buf_set(pz_variant_t *v, uint8_t *buf, uint32_t len);
  * string gives 1 for a non-empty `value`. */
 PZ_API int32_t pz_variant_str_cmp(const pz_variant_t *v, const char *value);
 
+/** @} */
+
 /* ---------------------------------------------------------------------- */
 /* Owned and shared pointers                                               */
 /* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_pointers Owned and shared pointers
+ * Pointers the value owns (with a destructor) or shares (with reference
+ * callbacks).
+ * @{ */
 
 /** A new owned-pointer value: it owns `value` and calls `dtor(value)` once,
  * when the value is released (also for a null `value`; a null `dtor` calls
@@ -229,13 +267,17 @@ PZ_API pz_variant_t *pz_variant_sharedptr_new(void *value, pz_ref_pt ref, pz_unr
 PZ_API pz_variant_t *pz_variant_sharedptr_set(pz_variant_t *v, void *value, pz_ref_pt ref,
                                               pz_unref_pt unref);
 
+/** @} */
+
 /* ---------------------------------------------------------------------- */
 /* Arrays                                                                  */
 /* ---------------------------------------------------------------------- */
 
-/** An array holds one reference on each non-null element; a slot may be
+/** @defgroup pz_arrays Arrays
+ * An array holds one reference on each non-null element; a slot may be
  * null. Operations on something that is not an array with storage, and
- * indexes at or past the end, do nothing and give 0 or null. */
+ * indexes at or past the end, do nothing and give 0 or null.
+ * @{ */
 
 /** A new empty array; null when out of memory. */
 PZ_API pz_variant_t *pz_variant_array_new(void);
@@ -272,6 +314,8 @@ PZ_API pz_variant_t *pz_variant_array_index(const pz_variant_t *va, uint32_t ind
  * returns `va` (no reference added). */
 PZ_API pz_variant_t *pz_variant_array_clear(pz_variant_t *va);
 
+/** @name Typed array getters */
+/** @{ */
 /** Typed getters: the element at `index` read through the named type, as
  * raw bits with no conversion between kinds (varray_int64 of an int8 -1
  * gives 255; varray_bool is true when the first byte is non-zero). Zero,
@@ -291,7 +335,10 @@ PZ_API float varray_float(const pz_variant_t *v, uint32_t index);
 PZ_API double varray_double(const pz_variant_t *v, uint32_t index);
 PZ_API void *varray_ptr(const pz_variant_t *v, uint32_t index);
 PZ_API const char *varray_str(const pz_variant_t *v, uint32_t index);
+/** @} */
 
+/** @name Typed array adders */
+/** @{ */
 /** Typed adders: make a new element of the named kind from `value`, as its
  * constructor does, and append it; the array holds its only reference. When
  * the element cannot be made, an empty slot is appended. When `v` is not an
@@ -314,7 +361,10 @@ PZ_API void varray_add_str(pz_variant_t *v, const char *value);
 PZ_API void varray_add_sized_str(pz_variant_t *v, const char *value, uint32_t len);
 PZ_API void varray_add_autoptr(pz_variant_t *v, void *value, pz_dtor_pt dtor);
 PZ_API void varray_add_sharedptr(pz_variant_t *v, void *value, pz_ref_pt ref, pz_unref_pt unref);
+/** @} */
 
+/** @name Nested containers in place */
+/** @{ */
 /** Appends a new, empty dictionary (or array) and returns it borrowed: the
  * array holds its only reference, and the caller fills it in place without
  * releasing it. Null when `va` is not an array (nothing is made), when out
@@ -322,15 +372,20 @@ PZ_API void varray_add_sharedptr(pz_variant_t *v, void *value, pz_ref_pt ref, pz
  * when the array cannot grow. */
 PZ_API pz_variant_t *varray_add_dict(pz_variant_t *va);
 PZ_API pz_variant_t *varray_add_array(pz_variant_t *va);
+/** @} */
+
+/** @} */
 
 /* ---------------------------------------------------------------------- */
 /* Dictionaries                                                            */
 /* ---------------------------------------------------------------------- */
 
-/** A dictionary maps non-empty text keys to values, holding one reference on
+/** @defgroup pz_dicts Dictionaries
+ * A dictionary maps non-empty text keys to values, holding one reference on
  * each value; walks follow insertion order. A null dictionary, another
  * kind, a dictionary without a table, or a null or empty key make an
- * operation do nothing and give null, false or 0. */
+ * operation do nothing and give null, false or 0.
+ * @{ */
 
 /** A new empty dictionary; null when out of memory. */
 PZ_API pz_variant_t *pz_variant_dict_new(void);
@@ -368,6 +423,8 @@ PZ_API pz_variant_t *pz_variant_dict_clear(pz_variant_t *dict);
  * new dictionary attached to nothing is returned. */
 PZ_API pz_variant_t *vdict_child(pz_variant_t *dict, const char *key);
 
+/** @name Typed dictionary getters */
+/** @{ */
 /** Typed getters: the value under `key` read through the named type, as
  * raw bits with no conversion between kinds (a stored int8 -1 read as int32
  * gives 255; bool is true when the first byte is non-zero); `def` when the
@@ -387,11 +444,14 @@ PZ_API float vdict_float_default(const pz_variant_t *v, const char *key, float d
 PZ_API double vdict_double_default(const pz_variant_t *v, const char *key, double def);
 PZ_API void *vdict_ptr_default(const pz_variant_t *v, const char *key, void *def);
 PZ_API const char *vdict_str_default(const pz_variant_t *v, const char *key, const char *def);
+/** @} */
 
 /** The data pointer of the value under `key`, borrowed while the entry
  * stays; null when there is none. No length: read it from the value. */
 PZ_API const uint8_t *vdict_bytes(pz_variant_t *v, const char *key);
 
+/** @name Typed dictionary setters */
+/** @{ */
 /** Typed setters: make a new value of the named kind, as its constructor
  * does, and store it under `key`, replacing any entry there whatever its
  * kind; the dictionary holds the value's only reference. vdict_set_sized_ptr
@@ -421,12 +481,18 @@ PZ_API void vdict_set_bytes_owned(pz_variant_t *v, const char *key, uint8_t *val
 PZ_API void vdict_set_autoptr(pz_variant_t *v, const char *key, void *value, pz_dtor_pt dtor);
 PZ_API void vdict_set_sharedptr(pz_variant_t *v, const char *key, void *value, pz_ref_pt ref,
                                 pz_unref_pt unref);
+/** @} */
+
+/** @} */
 
 /* ---------------------------------------------------------------------- */
 /* Format-driven building and reading                                      */
 /* ---------------------------------------------------------------------- */
 
-/* A format is a string of type letters, one element per byte, no byte
+/** @defgroup pz_format Format-driven building and reading
+ * Appending, packing and unpacking by a string of type letters.
+ *
+ * A format is a string of type letters, one element per byte, no byte
  * skipped. Appending reads each letter's arguments at their promoted widths
  * (an int for b o y n q, a double for f, int32/uint32 for i u, int64/uint64
  * for x t, const char* for c, void* for *) and makes one element of the
@@ -435,7 +501,8 @@ PZ_API void vdict_set_sharedptr(pz_variant_t *v, const char *key, void *value, p
  * once). Every other byte ("m", "[", "{" included) reads nothing and appends
  * an empty slot, as does a letter whose element cannot be made (its
  * arguments are read all the same). So letter n always matches the n-th
- * element the call appended. */
+ * element the call appended.
+ * @{ */
 
 /** Appends one element per letter of `fmt` to the array `va`, made from the
  * arguments that follow. Nothing happens (and nothing is read) when `va` is
@@ -473,9 +540,17 @@ PZ_API pz_variant_t *pz_variant_pack_arg(va_list args);
  * while the elements live. */
 PZ_API int32_t pz_variant_unpack(const pz_variant_t *v, const char *fmt, ...);
 
+/** @} */
+
 /* ---------------------------------------------------------------------- */
 /* Copy and merge                                                          */
 /* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_copy Copy and merge
+ * Deep copies, pz_variant_concat (arrays append, dictionaries take entries
+ * one level deep) and pz_variant_merge_patch (dictionaries merge at every
+ * level, anything else replaces).
+ * @{ */
 
 /** A deep copy of `v`: exactly pz_variant_concat(NULL, v). */
 PZ_API pz_variant_t *pz_variant_dup(pz_variant_t *v);
@@ -524,9 +599,16 @@ PZ_API pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other);
  * shared pointers shared through `ref`. */
 PZ_API bool pz_variant_merge_patch(pz_variant_t *target, pz_variant_t *patch);
 
+/** @} */
+
 /* ---------------------------------------------------------------------- */
 /* Typed dump                                                              */
 /* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_dump Typed dump
+ * The one-line JSON text that records every value's kind, and reading it
+ * back to an equal value.
+ * @{ */
 
 /* One line of JSON that records each value's kind beside it: every value is
  * an object with one member named after its kind, {"int8":-1},
@@ -559,6 +641,8 @@ PZ_API int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t ma
  * the last wins. Null for a null text, one that is not JSON, or one that
  * describes no readable value. */
 PZ_API pz_variant_t *pz_variant_from_dump(const char *dump);
+
+/** @} */
 
 #ifdef __cplusplus
 }

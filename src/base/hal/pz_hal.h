@@ -9,6 +9,11 @@
 extern "C" {
 #endif
 
+/** @defgroup pz_hal Platform layer
+ * Memory and atomic counters: every block the library uses comes from
+ * HAL_Malloc and goes back through HAL_Free; a port supplies these four.
+ * @{ */
+
 /** Allocates `size` bytes aligned for a long followed by a double; null when
  * out of memory. Contents are unspecified. */
 PZ_API void *HAL_Malloc(unsigned long size);
@@ -17,10 +22,15 @@ PZ_API void *HAL_Malloc(unsigned long size);
  * text returned by pz_variant_dump with this. */
 PZ_API void HAL_Free(void *ptr);
 
+/** @name Atomic counters */
+/** @{ */
 /** Add / subtract one in a single indivisible step and return the new count.
  * Of concurrent decrements exactly one sees 0. */
 PZ_API long HAL_AtomicIncLong(volatile long *val);
 PZ_API long HAL_AtomicDecLong(volatile long *val);
+/** @} */
+
+/** @} */
 
 #ifdef __cplusplus
 }
