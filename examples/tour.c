@@ -140,6 +140,24 @@ int main(void) {
         pz_variant_unref(merged_parts[i]);
     }
 
+    printf("Merge patch: defaults, an override merged at every level\n");
+    pz_variant_t *defaults = pz_variant_from_dump(
+        "{\"dict\":{\"srv\":{\"dict\":{\"host\":{\"string\":\"db\"},\"port\":{\"int32\":1}}},"
+        "\"debug\":{\"bool\":true}}}");
+    pz_variant_t *patch =
+        pz_variant_from_dump("{\"dict\":{\"srv\":{\"dict\":{\"port\":{\"int32\":2}}}}}");
+    pz_variant_t *removed = pz_variant_bool_new(false);
+    pz_variant_clear(removed); /* now of kind null: in a patch, it removes its key */
+    pz_variant_dict_put(patch, "debug", removed);
+    const bool patched = pz_variant_merge_patch(defaults, patch);
+    char *merged_text = pz_variant_dump(defaults);
+    printf("  %s: %s\n", patched ? "merged" : "refused", merged_text);
+    printf("  (concat would have replaced srv whole, losing its host)\n");
+    HAL_Free(merged_text);
+    pz_variant_unref(removed);
+    pz_variant_unref(patch);
+    pz_variant_unref(defaults);
+
     printf("The typical road: pack \"ic\", dump, read back, unpack\n");
     pz_variant_t *pair = pz_variant_pack("ic", (int32_t)42, "answer");
     char *dumped = pz_variant_dump(pair);

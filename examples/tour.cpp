@@ -30,8 +30,26 @@ int main() {
     record.set("calibrated", false);
     std::printf("  a copy of the handle sees the change: calibrated=%d\n",
                 copy["calibrated"].value_or(true));
-    std::printf("  equal to a record built the same way: %s\n",
+    std::printf("  equal to a record with only its name: %s\n",
                 record == pz::dict({{"name", "sensor-7"}}) ? "yes" : "no");
+    std::printf("  nested writes go through child(), which makes the dictionary when absent:\n");
+    record.child("site").set("name", "roof").child("position").set("lat", 59.33);
+    std::printf("    site.position.lat = %.2f\n", record["site"]["position"]["lat"].value_or(0.0));
+    try {
+        record["missing"].set("k", 1);  // an empty handle: the write would go nowhere
+    } catch (const pz::error &e) {
+        std::printf("    %s\n", e.what());
+    }
+
+    std::printf("  an override merged at every level (merge_patch; a null removes its key):\n");
+    record.merge_patch(pz::dict({{"site", pz::dict({{"name", "mast"}})}, {"calibrated", pz::value::null()}}));
+    std::printf("    site.name = %s, site.position kept: %s, calibrated removed: %s\n",
+                record["site"]["name"].value_or("?").c_str(),
+                record["site"].contains("position") ? "yes" : "no",
+                record.contains("calibrated") ? "no" : "yes");
+    std::printf("  converting read: readings[0] (an int16) as uint8: %d\n",
+                readings[0].get_as<uint8_t>().value_or(0));
+
     const std::string text = record.dump();
     std::printf("  dumped: %s\n", text.c_str());
     pz::value reloaded = pz::from_dump(text);
