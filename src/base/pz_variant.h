@@ -589,7 +589,8 @@ PZ_API pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other);
  * replaces the key's value with a copy (a dictionary copied so has its
  * nulls left out). Keys of `target` that `patch` lacks keep their values;
  * new keys follow the old ones. When `patch` is not a dictionary, `target`
- * is replaced by a copy of it, keeping its address and count.
+ * is replaced by a copy of it, keeping its address and count. The work is
+ * in proportion to the patch, not to the target.
  *
  * All or nothing: false, with `target` as it was, when either is null, when
  * `patch` nests deeper than PZ_VARIANT_MAX_DEPTH or contains itself, when

@@ -494,7 +494,10 @@ public:
     /** Copies `other` into this value as pz_variant_concat does: arrays get
      * copies of its elements appended, dictionaries copies of its entries
      * (one level: a nested dictionary is replaced whole, where merge_patch()
-     * merges it), other kinds are replaced by a copy. Throws pz::error
+     * merges it), other kinds are replaced by a copy. A shared pointer
+     * copied into a value of another kind takes a new record, which this
+     * handle then holds; a container holding the old record keeps it.
+     * Throws pz::error
      * through an empty handle, or when `other` is empty, an owned pointer,
      * nests too deep or contains itself. */
     value &concat(const value &other) {

@@ -1,35 +1,59 @@
 // Recursive merge: a dictionary patch is merged into its target key by key,
 // anything else replaces, and a null in a patch dictionary removes its key.
 //
-// All or nothing: every new table is built first, while the target is only
-// read; then each is swapped into the record it belongs to. A nested
-// dictionary of the target keeps its record (handles to it see the merge),
-// and an allocation that fails before the swaps leaves the target as it was.
+// All or nothing, in two steps. The first only reads the target: it makes
+// every copy and key that the merge will store, lists each change to make
+// and reserves room in each table that gains keys. The second makes the
+// changes, which can no longer fail. The work is in proportion to the
+// patch, not to the target, and each dictionary of the target keeps its
+// record, so handles to it see the merge.
+#include <algorithm>
+
 #include "pz_variant_internal.h"
 
 using namespace pz;
 
 namespace {
 
-// A table built for a nested dictionary of the target, to be swapped in.
-struct Swap {
-    pz_variant_t *record;
-    pz_hash_table_t *table;
+// One change to a table of the target: `value` stored under `key`, or, with
+// a null `value`, the entry under `key` removed. The change holds its own
+// reference to `dict`, its key and its value until it is made or dropped.
+struct Change {
+    pz_variant_t *dict;
+    pz_string_t *key;
+    pz_variant_t *value;
 };
 
-struct Build {
-    pz_array_t *swaps;            // of Swap, in the order they were built
-    const pz_variant_t *target;   // the dictionary merged into, or null
-    const pz_variant_t *patch;    // the patch dictionary
-    pz_hash_table_t *out;         // the merged entries
-    bool ok;
+// A dictionary of the target and how many keys it may gain.
+struct Growth {
+    pz_variant_t *dict;
+    uint32_t keys;
 };
 
-pz_hash_table_t *merged_table(pz_array_t **swaps, const pz_variant_t *target,
-                              const pz_variant_t *patch);
+struct Plan {
+    pz_array_t *changes;  // of Change, in the order they are made
+    pz_array_t *growths;  // of Growth
+};
+
+template <class T>
+bool append(pz_array_t **list, const T &item) {
+    const size_t before = (*list)->len;
+    *list = pz_array_append_vals(*list, &item, 1);
+    return (*list)->len != before;
+}
+
+template <class T>
+T *items(const pz_array_t *list) {
+    return reinterpret_cast<T *>(list->data);
+}
 
 bool removes(const pz_variant_t *patch_value) {
     return patch_value == nullptr || patch_value->vt == vtype_null;
+}
+
+pz_string_t *key_copy(const void *key) {
+    const auto *k = static_cast<const pz_string_t *>(key);
+    return pz_string_new_len(k->cstr, k->len);
 }
 
 // A copy that a failed allocation inside it left short is no copy.
@@ -42,116 +66,140 @@ pz_variant_t *exact_copy(pz_variant_t *v) {
     return copy;
 }
 
-// What a key ends up holding when the patch gives it `pv` and the target
-// held `tv` (null when absent), as a new reference; null on failure. A
-// dictionary merged into a dictionary keeps the target's record, its new
-// table waiting in `swaps`; a dictionary patch anywhere else starts from an
-// empty dictionary, so that its nulls remove nothing and are left out.
-pz_variant_t *merged_value(pz_array_t **swaps, pz_variant_t *tv, pz_variant_t *pv) {
-    if (pv->vt != vtype_dict) return exact_copy(pv);
-    const bool into_dict = dict_of(tv) != nullptr;
-    pz_hash_table_t *table = merged_table(swaps, into_dict ? tv : nullptr, pv);
-    if (table == nullptr) return nullptr;
-    if (into_dict) {
-        const size_t before = (*swaps)->len;
-        const Swap swap{tv, table};
-        *swaps = pz_array_append_vals(*swaps, &swap, 1);
-        if ((*swaps)->len == before) {
-            pz_hash_table_free(table);
-            return nullptr;
-        }
-        return pz_variant_ref(tv);
-    }
-    pz_variant_t *d = new_record(vtype_dict);
-    if (d == nullptr) {
-        pz_hash_table_free(table);
-        return nullptr;
-    }
-    d->ptr_val = table;
-    return d;
+pz_variant_t *patched_copy(pz_variant_t *patch);
+
+// What a patch value becomes where there is no dictionary to merge it
+// into: a dictionary is merged into an empty one, leaving out its nulls.
+pz_variant_t *stored_form(pz_variant_t *pv) {
+    return pv->vt == vtype_dict ? patched_copy(pv) : exact_copy(pv);
 }
 
-// Stores `value` (a new reference) under a copy of `key`; a null value is a
-// failure unless `empty_slot` says the entry was empty to begin with.
-bool put(Build *b, const pz_string_t *key, pz_variant_t *value, bool empty_slot = false) {
-    if (value == nullptr && !empty_slot) return b->ok = false;
-    pz_string_t *k = pz_string_new_len(key->cstr, key->len);
-    if (k == nullptr) {
-        pz_variant_unref(value);
-        return b->ok = false;
-    }
-    return b->ok = pz_hash_table_insert(b->out, k, value);  // takes both over
-}
+struct Copying {
+    pz_variant_t *out;
+    bool ok;
+};
 
-// The target's entries, in their order: kept, replaced, merged or removed.
-bool take_target_entry(void *key, void *value, void *data) {
-    auto *b = static_cast<Build *>(data);
-    const auto *k = static_cast<const pz_string_t *>(key);
-    auto *tv = static_cast<pz_variant_t *>(value);
-    pz_hash_table_t *patch = dict_of(b->patch);
-    if (!pz_hash_table_contains(patch, k)) return put(b, k, pz_variant_ref(tv), tv == nullptr);
-    auto *pv = static_cast<pz_variant_t *>(pz_hash_table_find(patch, k));
-    if (removes(pv)) return true;
-    return put(b, k, merged_value(&b->swaps, tv, pv));
-}
-
-// Then the patch's entries that the target lacks.
-bool take_patch_entry(void *key, void *value, void *data) {
-    auto *b = static_cast<Build *>(data);
-    const auto *k = static_cast<const pz_string_t *>(key);
+bool copy_entry(void *key, void *value, void *data) {
+    auto *c = static_cast<Copying *>(data);
     auto *pv = static_cast<pz_variant_t *>(value);
-    if (pz_hash_table_contains(dict_of(b->target), k) || removes(pv)) return true;
-    return put(b, k, merged_value(&b->swaps, nullptr, pv));
+    if (removes(pv)) return true;
+    pz_variant_t *v = stored_form(pv);
+    pz_string_t *k = v != nullptr ? key_copy(key) : nullptr;
+    if (k == nullptr) {
+        pz_variant_unref(v);
+        return c->ok = false;
+    }
+    return c->ok = pz_hash_table_insert(dict_of(c->out), k, v);  // takes both over
 }
 
-// A new table holding `target`'s entries (none for a null target) merged
-// with `patch`'s; null when something could not be allocated.
-pz_hash_table_t *merged_table(pz_array_t **swaps, const pz_variant_t *target,
-                              const pz_variant_t *patch) {
-    Build b{*swaps, target, patch, dict_table_new(), true};
-    if (b.out == nullptr) return nullptr;
-    pz_hash_table_foreach(dict_of(target), take_target_entry, &b);
-    if (b.ok) pz_hash_table_foreach(dict_of(patch), take_patch_entry, &b);
-    *swaps = b.swaps;
-    if (!b.ok) {
-        pz_hash_table_free(b.out);
+// A new dictionary: the patch dictionary `patch` merged into an empty one.
+pz_variant_t *patched_copy(pz_variant_t *patch) {
+    Copying c{pz_variant_dict_new(), true};
+    if (c.out == nullptr || dict_of(c.out) == nullptr) {
+        pz_variant_unref(c.out);
         return nullptr;
     }
-    return b.out;
-}
-
-// Swaps each built table into its record and frees the tables given up;
-// or, when `commit` is false, frees the built tables.
-void finish(pz_array_t *swaps, bool commit) {
-    auto *s = reinterpret_cast<Swap *>(swaps->data);
-    if (commit) {
-        for (size_t i = 0; i < swaps->len; ++i) {
-            auto *old = static_cast<pz_hash_table_t *>(s[i].record->ptr_val);
-            s[i].record->ptr_val = s[i].table;
-            s[i].table = old;
-        }
+    pz_hash_table_foreach(dict_of(patch), copy_entry, &c);
+    if (!c.ok) {
+        pz_variant_unref(c.out);
+        return nullptr;
     }
-    for (size_t i = 0; i < swaps->len; ++i) pz_hash_table_free(s[i].table);
-    pz_array_free(swaps);
+    return c.out;
 }
 
-bool merge_dict(pz_variant_t *target, const pz_variant_t *patch) {
-    pz_array_t *swaps = pz_array_new(sizeof(Swap), 4);
-    if (swaps == nullptr) return false;
-    const bool into_dict = dict_of(target) != nullptr;
-    pz_hash_table_t *table = merged_table(&swaps, into_dict ? target : nullptr, patch);
-    finish(swaps, table != nullptr);
-    if (table == nullptr) return false;
-    if (into_dict) {
-        auto *old = static_cast<pz_hash_table_t *>(target->ptr_val);
-        target->ptr_val = table;
-        pz_hash_table_free(old);
-    } else {
-        pz_variant_clear(target);
-        target->vt = vtype_dict;
-        target->ptr_val = table;
+struct Planning {
+    Plan *plan;
+    pz_variant_t *target;  // a dictionary with a table
+    uint32_t new_keys;
+    bool ok;
+};
+
+bool plan_merge(Plan *plan, pz_variant_t *target, pz_variant_t *patch);
+
+bool plan_entry(void *key, void *value, void *data) {
+    auto *p = static_cast<Planning *>(data);
+    auto *pv = static_cast<pz_variant_t *>(value);
+    pz_hash_table_t *table = dict_of(p->target);
+    const bool present = pz_hash_table_contains(table, key);
+    if (removes(pv) && !present) return true;
+    if (pv != nullptr && pv->vt == vtype_dict) {
+        auto *tv = static_cast<pz_variant_t *>(pz_hash_table_find(table, key));
+        if (dict_of(tv) != nullptr) return p->ok = plan_merge(p->plan, tv, pv);
+    }
+    pz_variant_t *v = removes(pv) ? nullptr : stored_form(pv);
+    pz_string_t *k = removes(pv) || v != nullptr ? key_copy(key) : nullptr;
+    if (k == nullptr || !append(&p->plan->changes, Change{pz_variant_ref(p->target), k, v})) {
+        if (k != nullptr) pz_variant_unref(p->target);
+        pz_string_unref(k);
+        pz_variant_unref(v);
+        return p->ok = false;
+    }
+    if (!present) ++p->new_keys;
+    return true;
+}
+
+// Lists the changes that merge `patch` into the dictionary `target`.
+bool plan_merge(Plan *plan, pz_variant_t *target, pz_variant_t *patch) {
+    Planning p{plan, target, 0, true};
+    pz_hash_table_foreach(dict_of(patch), plan_entry, &p);
+    return p.ok && (p.new_keys == 0 || append(&plan->growths, Growth{target, p.new_keys}));
+}
+
+// Room for every key the changes add. A dictionary reached twice (one
+// record under two keys) is reserved for once, with the sum of its growths.
+bool reserve_room(pz_array_t *growths) {
+    Growth *g = items<Growth>(growths);
+    std::sort(g, g + growths->len, [](const Growth &a, const Growth &b) {
+        return reinterpret_cast<uintptr_t>(a.dict) < reinterpret_cast<uintptr_t>(b.dict);
+    });
+    for (size_t i = 0; i < growths->len;) {
+        uint64_t keys = 0;
+        size_t j = i;
+        for (; j < growths->len && g[j].dict == g[i].dict; ++j) keys += g[j].keys;
+        if (keys > UINT32_MAX || !pz_hash_table_reserve(dict_of(g[i].dict), static_cast<uint32_t>(keys))) {
+            return false;
+        }
+        i = j;
     }
     return true;
+}
+
+// Makes the listed changes, or drops them; then frees the lists.
+void finish(Plan *plan, bool make) {
+    Change *c = plan->changes != nullptr ? items<Change>(plan->changes) : nullptr;
+    const size_t n = plan->changes != nullptr ? plan->changes->len : 0;
+    for (size_t i = 0; i < n; ++i) {
+        if (make && c[i].value != nullptr) {
+            // Room was reserved: the table takes the key and value over.
+            pz_hash_table_insert(dict_of(c[i].dict), c[i].key, c[i].value);
+        } else {
+            if (make) pz_hash_table_remove(dict_of(c[i].dict), c[i].key);
+            pz_string_unref(c[i].key);
+            pz_variant_unref(c[i].value);
+        }
+        pz_variant_unref(c[i].dict);
+    }
+    pz_array_free(plan->changes);
+    pz_array_free(plan->growths);
+}
+
+bool merge_dict(pz_variant_t *target, pz_variant_t *patch) {
+    if (dict_of(target) == nullptr) {
+        // Nothing to merge into: the target becomes the patched copy.
+        pz_variant_t *copy = patched_copy(patch);
+        if (copy == nullptr) return false;
+        pz_variant_clear(target);
+        target->vt = vtype_dict;
+        target->ptr_val = copy->ptr_val;
+        reset_record(copy);
+        pz_variant_unref(copy);
+        return true;
+    }
+    Plan plan{pz_array_new(sizeof(Change), 8), pz_array_new(sizeof(Growth), 4)};
+    const bool ok = plan.changes != nullptr && plan.growths != nullptr &&
+                    plan_merge(&plan, target, patch) && reserve_room(plan.growths);
+    finish(&plan, ok);
+    return ok;
 }
 
 // Any other patch replaces the target: a copy is made first, then moved
