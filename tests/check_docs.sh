@@ -15,10 +15,11 @@ for header in "$@"; do
   fi
   awk -v file="$header" '
     function reset() { documented = 0 }
-    /^[[:space:]]*\/\*\*/ { in_doc = 1 }
+    /^[[:space:]]*\/\*\*/ { in_doc = 1; marker = ($0 ~ /^[[:space:]]*\/\*\*[[:space:]]*@(\{|\}|name|defgroup)/) }
     /^[[:space:]]*\/\*/ && !/^[[:space:]]*\/\*\*/ { in_plain = 1 }
     in_doc || in_plain {
-      if ($0 ~ /\*\//) { documented = in_doc; in_doc = 0; in_plain = 0 }
+      # A group marker (@{, @}, @name, @defgroup) documents no function.
+      if ($0 ~ /\*\//) { documented = in_doc && !marker; in_doc = 0; in_plain = 0 }
       next
     }
     /^PZ_API / {
