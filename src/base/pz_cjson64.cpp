@@ -4,6 +4,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <functional>
+
+#include "hal/pz_hal.h"
 
 namespace pz::cjson64 {
 
@@ -47,25 +50,27 @@ bool parse_digits(const char *first, const char *last, bool *negative, uint64_t 
     return true;
 }
 
-// The next number in JSON text from `p` on, skipping strings; null when the
-// text ends first. Sets `end` past it and moves `p` there.
-const char *next_number(const char *&p, const char **end) {
+// The next string or number token in JSON text from `p` on; null when the
+// text ends first. Sets `end` past it and moves `p` there. A string token
+// starts with its quote.
+const char *next_token(const char *&p, const char **end) {
     for (;;) {
         const char c = *p;
         if (c == '\0') return nullptr;
+        const char *start = p;
         if (c == '"') {
             for (++p; *p != '\0' && *p != '"'; ++p) {
                 if (*p == '\\' && p[1] != '\0') ++p;
             }
             if (*p == '"') ++p;
         } else if (c == '-' || (c >= '0' && c <= '9')) {
-            const char *start = p;
             while (*p != '\0' && std::strchr("0123456789+-.eE", *p) != nullptr) ++p;
-            *end = p;
-            return start;
         } else {
             ++p;
+            continue;
         }
+        *end = p;
+        return start;
     }
 }
 
@@ -75,7 +80,7 @@ struct integer {
     bool beyond;  // magnitude 2^64 or more: saturates
 };
 
-integer integer_of(const cJSON *item, exact_numbers *exact) {
+integer integer_of(const cJSON *item, exact_values *exact) {
     integer out{false, 0, false};
     if (cJSON_IsRaw(item)) {
         const char *text = item->valuestring;
@@ -130,62 +135,155 @@ bool cJSON_SetObjectItem(cJSON *object, const char *name, cJSON *item) {
     return true;
 }
 
-int64_t cJSON_GetInt64Value(const cJSON *item, exact_numbers *exact) {
+int64_t cJSON_GetInt64Value(const cJSON *item, exact_values *exact) {
     const integer n = integer_of(item, exact);
     if (n.beyond) return n.negative ? INT64_MIN : INT64_MAX;
     return static_cast<int64_t>(wrapped(n));
 }
 
-uint64_t cJSON_GetUInt64Value(const cJSON *item, exact_numbers *exact) {
+uint64_t cJSON_GetUInt64Value(const cJSON *item, exact_values *exact) {
     const integer n = integer_of(item, exact);
     if (n.beyond) return n.negative ? 0 : UINT64_MAX;
     return wrapped(n);
 }
 
-bool exact_numbers::find(const cJSON *item, bool *negative, uint64_t *magnitude) {
-    if (!scanned_) scan();
-    // Plain pointers, not vector iterators: comparing those would instantiate
-    // an exported helper of the standard library.
-    const entry *first = table_.data();
-    const entry *last = first + table_.size();
-    const entry *at = std::lower_bound(first, last, item, [](const entry &e, const cJSON *key) {
-        return std::less<const cJSON *>()(e.item, key);
-    });
-    if (at == last || at->item != item) return false;
-    *negative = at->negative;
-    *magnitude = at->magnitude;
+exact_values::~exact_values() { HAL_Free(table_); }
+
+bool exact_values::find(const cJSON *item, bool *negative, uint64_t *magnitude) {
+    const entry *e = lookup(item, number);
+    if (e == nullptr) return false;
+    *negative = e->negative;
+    *magnitude = e->value;
     return true;
 }
 
+bool exact_values::nul_escapes() {
+    if (nul_escapes_ < 0) nul_escapes_ = std::strstr(text_, "\\u0000") != nullptr;
+    return nul_escapes_ != 0;
+}
+
+size_t exact_values::string_length(const cJSON *item) {
+    const entry *e = nul_escapes() ? lookup(item, value_text) : nullptr;
+    return e != nullptr ? static_cast<size_t>(e->value) : std::strlen(item->valuestring);
+}
+
+namespace {
+
+bool before(const cJSON *a, uint8_t a_what, const cJSON *b, uint8_t b_what) {
+    return std::less<const cJSON *>()(a, b) || (a == b && a_what < b_what);
+}
+
+}  // namespace
+
+const exact_values::entry *exact_values::lookup(const cJSON *item, what kind) {
+    if (!scanned_) scan();
+    const entry *first = table_;
+    const entry *last = table_ + size_;
+    const entry *at = std::lower_bound(first, last, item, [kind](const entry &e, const cJSON *key) {
+        return before(e.item, e.what, key, kind);
+    });
+    return at != last && at->item == item && at->what == kind ? at : nullptr;
+}
+
+void exact_values::add(const entry &e) {
+    if (size_ == capacity_) {
+        const size_t capacity = capacity_ == 0 ? 16 : capacity_ * 2;
+        auto *grown = static_cast<entry *>(HAL_Malloc(static_cast<unsigned long>(capacity * sizeof(entry))));
+        if (grown == nullptr) {
+            failed_ = true;
+            return;
+        }
+        if (size_ != 0) std::memcpy(grown, table_, size_ * sizeof(entry));
+        HAL_Free(table_);
+        table_ = grown;
+        capacity_ = capacity;
+    }
+    table_[size_++] = e;
+}
+
+namespace {
+
+unsigned hex4(const char *p) {
+    unsigned value = 0;
+    for (int i = 0; i < 4; ++i) {
+        const char c = p[i];
+        const unsigned digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
+        value = value * 16 + digit;
+    }
+    return value;
+}
+
+// The length in bytes of a string token that cJSON parsed, as it decodes
+// it: each escape one byte, a \uXXXX escape its code point's UTF-8 length
+// (a surrogate pair four bytes).
+size_t decoded_length(const char *first, const char *last) {
+    size_t n = 0;
+    for (const char *p = first + 1; p < last - 1; ++n) {
+        if (*p != '\\') {
+            ++p;
+        } else if (p[1] != 'u') {
+            p += 2;
+        } else {
+            const unsigned code = hex4(p + 2);
+            p += 6;
+            if (code >= 0xd800 && code < 0xdc00) {
+                p += 6;  // the low surrogate after it
+                n += 3;
+            } else {
+                n += code < 0x80 ? 0 : code < 0x800 ? 1 : 2;
+            }
+        }
+    }
+    return n;
+}
+
+}  // namespace
+
 // The parser makes items in text order, so a pre-order walk of the tree
-// meets the number items in the order their texts appear.
-void exact_numbers::scan() {
+// meets member names, strings and numbers in the order their texts appear.
+void exact_values::scan() {
     scanned_ = true;
     const char *p = text_;
     struct walker {
+        exact_values &self;
         const char *&p;
-        std::vector<entry> &table;
+        bool texts;  // whether strings are looked at: only when \u0000 occurs
 
-        bool walk(const cJSON *item) {
+        // The length of the next string token when cJSON's C string of it,
+        // `cut`, is shorter; 0 otherwise (or when it is not a string).
+        size_t longer_text(const char *cut) {
+            const char *end;
+            const char *start = next_token(p, &end);
+            if (!texts || start == nullptr || *start != '"') return 0;
+            const size_t n = decoded_length(start, end);
+            return n != std::strlen(cut) ? n : 0;
+        }
+
+        bool walk(const cJSON *item, bool named) {
             for (; item != nullptr; item = item->next) {
-                if (cJSON_IsNumber(item)) {
+                if (named && item->string != nullptr) {
+                    if (const size_t n = longer_text(item->string)) self.add({item, name_text, false, n});
+                }
+                if (cJSON_IsString(item)) {
+                    if (const size_t n = longer_text(item->valuestring)) self.add({item, value_text, false, n});
+                } else if (cJSON_IsNumber(item)) {
                     const char *end;
-                    const char *start = next_number(p, &end);
+                    const char *start = next_token(p, &end);
                     if (start == nullptr) return false;  // not this tree's text
-                    entry e{item, false, 0};
+                    entry e{item, number, false, 0};
                     if (std::fabs(item->valuedouble) >= kExactBelow &&
-                        parse_digits(start, end, &e.negative, &e.magnitude)) {
-                        table.push_back(e);
+                        parse_digits(start, end, &e.negative, &e.value)) {
+                        self.add(e);
                     }
                 }
-                if (!walk(item->child)) return false;
+                if (!walk(item->child, cJSON_IsObject(item))) return false;
             }
             return true;
         }
     };
-    walker{p, table_}.walk(root_);
-    std::sort(table_.data(), table_.data() + table_.size(), [](const entry &a, const entry &b) {
-        return std::less<const cJSON *>()(a.item, b.item);
+    walker{*this, p, nul_escapes()}.walk(root_, false);
+    std::sort(table_, table_ + size_, [](const entry &a, const entry &b) {
+        return before(a.item, a.what, b.item, b.what);
     });
 }
 

@@ -17,22 +17,54 @@ using namespace pz;
 
 namespace {
 
-// cJSON's unformatted text of a string: quotes, two-character escapes for
-// the common controls and the quote and backslash, \uXXXX for the other
-// controls, every other byte as it is.
-size_t printed_string_size(const char *text) {
+// cJSON's unformatted text of `len` bytes as a string: quotes, two-character
+// escapes for the common controls and the quote and backslash, \u00xx for
+// the other controls, every other byte as it is. Written to `out` when it is
+// not null (with a terminator after it); the size is returned either way.
+// `nul` tells whether a NUL byte was met, which cJSON itself cannot print.
+size_t print_string(const char *text, size_t len, char *out, bool *nul = nullptr) {
+    static constexpr char kHex[] = "0123456789abcdef";
     size_t n = 2;
-    for (const auto *p = reinterpret_cast<const unsigned char *>(text); *p != 0; ++p) {
+    if (out != nullptr) *out++ = '"';
+    const auto *p = reinterpret_cast<const unsigned char *>(text);
+    for (const unsigned char *last = p + len; p < last; ++p) {
+        char escape = 0;
         switch (*p) {
-            case '"': case '\\': case '\b': case '\f': case '\n': case '\r': case '\t':
-                n += 2;
-                break;
+            case '"': escape = '"'; break;
+            case '\\': escape = '\\'; break;
+            case '\b': escape = 'b'; break;
+            case '\f': escape = 'f'; break;
+            case '\n': escape = 'n'; break;
+            case '\r': escape = 'r'; break;
+            case '\t': escape = 't'; break;
             default:
-                n += *p < 32 ? 6 : 1;
+                if (*p >= 32) {
+                    ++n;
+                    if (out != nullptr) *out++ = static_cast<char>(*p);
+                    continue;
+                }
+                if (*p == 0 && nul != nullptr) *nul = true;
+                n += 6;
+                if (out != nullptr) {
+                    const char code[] = {'\\', 'u', '0', '0', kHex[*p >> 4], kHex[*p & 15]};
+                    out = std::copy(code, code + 6, out);
+                }
+                continue;
         }
+        n += 2;
+        if (out != nullptr) {
+            *out++ = '\\';
+            *out++ = escape;
+        }
+    }
+    if (out != nullptr) {
+        *out++ = '"';
+        *out = '\0';
     }
     return n;
 }
+
+size_t printed_string_size(const char *text) { return print_string(text, std::strlen(text), nullptr); }
 
 // Builds the tree in the arena: nodes, number and hex texts. Names and
 // string values are borrowed from `v` and the kind table. Alongside, it
@@ -144,8 +176,18 @@ private:
         return leaf(cJSON_Raw, text, n);
     }
 
-    cJSON *string(const char *text) {
-        return leaf(cJSON_String, const_cast<char *>(text), printed_string_size(text));
+    cJSON *string(const char *text) { return string(text, std::strlen(text)); }
+
+    // `len` bytes of text: borrowed, or when it holds a NUL (which cJSON
+    // would end it at), printed here into a raw item.
+    cJSON *string(const char *text, size_t len) {
+        bool nul = false;
+        const size_t printed = print_string(text, len, nullptr, &nul);
+        if (!nul) return leaf(cJSON_String, const_cast<char *>(text), printed);
+        auto *escaped = static_cast<char *>(arena_.alloc(printed + 1));
+        if (escaped == nullptr) return nullptr;
+        print_string(text, len, escaped);
+        return leaf(cJSON_Raw, escaped, printed);
     }
 
     // A copy in the arena of a text made by the base library.
@@ -284,7 +326,7 @@ private:
                 // The value outlives the tree, so its text is borrowed. The
                 // empty string (a null text) is written "" so that it reads
                 // back as itself.
-                return string(v->str_val != nullptr ? v->str_val : "");
+                return v->str_val != nullptr ? string(v->str_val, v->len) : string("");
             case vtype_bytes:
                 return bytes(v);
             case vtype_autoptr:

@@ -18,7 +18,7 @@ using namespace pz::cjson64;
 
 namespace {
 
-pz_variant_t *dump_to_variant(const cJSON *jobj, exact_numbers &exact);
+pz_variant_t *dump_to_variant(const cJSON *jobj, exact_values &exact);
 
 // cJSON_Parse records its error position in one process-wide variable, so
 // two of our parses must not run at once. The walk runs outside the lock.
@@ -62,7 +62,7 @@ float nearest_float(double d) {
 
 // The value of `item` in the kind that `make` constructs.
 template <class T>
-pz_variant_t *scalar_value(pz_variant_t *(*make)(T), const cJSON *item, exact_numbers &exact) {
+pz_variant_t *scalar_value(pz_variant_t *(*make)(T), const cJSON *item, exact_values &exact) {
     if constexpr (std::is_pointer_v<T>) {
         return nullptr;  // an address read back would point at nothing
     } else {
@@ -90,6 +90,12 @@ pz_variant_t *scalar_value(pz_variant_t *(*make)(T), const cJSON *item, exact_nu
     }
 }
 
+// The string with every byte, a NUL (written \u0000) included.
+pz_variant_t *string_value(const cJSON *item, exact_values &exact) {
+    const size_t len = exact.string_length(item);
+    return len <= UINT32_MAX ? vstr_sized_new(item->valuestring, static_cast<uint32_t>(len)) : nullptr;
+}
+
 pz_variant_t *bytes_value(const cJSON *item) {
     const char *text = cJSON_GetStringValue(item);
     if (text == nullptr) return nullptr;
@@ -103,7 +109,7 @@ pz_variant_t *bytes_value(const cJSON *item) {
     return v;
 }
 
-pz_variant_t *array_value(const cJSON *item, exact_numbers &exact) {
+pz_variant_t *array_value(const cJSON *item, exact_values &exact) {
     if (!cJSON_IsArray(item)) return nullptr;
     pz_variant_t *va = pz_variant_array_new();
     if (array_of(va) == nullptr) {  // the record or its storage is missing
@@ -118,7 +124,7 @@ pz_variant_t *array_value(const cJSON *item, exact_numbers &exact) {
     return va;
 }
 
-pz_variant_t *dict_value(const cJSON *item, exact_numbers &exact) {
+pz_variant_t *dict_value(const cJSON *item, exact_values &exact) {
     if (!cJSON_IsObject(item)) return nullptr;
     pz_variant_t *dict = pz_variant_dict_new();
     if (dict_of(dict) == nullptr) {
@@ -126,14 +132,15 @@ pz_variant_t *dict_value(const cJSON *item, exact_numbers &exact) {
         return nullptr;
     }
     for (const cJSON *member = item->child; member != nullptr; member = member->next) {
-        if (member->string == nullptr) continue;
+        // A name holding a NUL cannot be a key, which ends at its first NUL.
+        if (member->string == nullptr || exact.name_cut(member)) continue;
         // A later duplicate wins.
         dict_put_moved(dict, member->string, dump_to_variant(member, exact));
     }
     return dict;
 }
 
-pz_variant_t *dump_to_variant(const cJSON *jobj, exact_numbers &exact) {
+pz_variant_t *dump_to_variant(const cJSON *jobj, exact_values &exact) {
     if (!cJSON_IsObject(jobj) || jobj->child == nullptr || jobj->child->string == nullptr) {
         return nullptr;
     }
@@ -154,7 +161,7 @@ pz_variant_t *dump_to_variant(const cJSON *jobj, exact_numbers &exact) {
         case vtype_null:
             return new_record(vtype_null);
         case vtype_string:
-            return cJSON_IsString(item) ? pz_variant_str_new(cJSON_GetStringValue(item)) : nullptr;
+            return cJSON_IsString(item) ? string_value(item, exact) : nullptr;
         case vtype_bytes:
             return cJSON_IsString(item) ? bytes_value(item) : nullptr;
         case vtype_array:
@@ -174,7 +181,7 @@ pz_variant_t *pz_variant_from_dump(const char *dump) {
     if (dump == nullptr) return nullptr;
     cJSON *root = parse(dump);
     if (root == nullptr) return nullptr;
-    exact_numbers exact(dump, root);
+    exact_values exact(dump, root);
     pz_variant_t *v = dump_to_variant(root, exact);
     cJSON_Delete(root);
     return v;
