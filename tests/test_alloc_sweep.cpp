@@ -223,6 +223,14 @@ const std::vector<Case> cases = {
              HAL_Free(text);
              return instead(v, back);
          }},
+    // Large integers and a NUL byte make the readers look into the text.
+    Case{"pz_variant_from_dump_ex", [] {
+             return ARMED(pz_variant_from_dump_ex(
+                 R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr));
+         }},
+    Case{"pz_variant_from_json", [] {
+             return ARMED(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr));
+         }},
     Case{"pz_variant_dump", [] {
              pz_variant_t *v = sample();
              char *text = ARMED(pz_variant_dump(v));

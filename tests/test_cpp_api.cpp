@@ -65,7 +65,15 @@ TEST_F(CppApi, CopyMergeDumpAndPack) {
     a.merge(pz::dict({{"id", 2}, {"j", 3}}));
     EXPECT_EQ(a.dump(), R"({"dict":{"id":{"int32":2},"list":{"array":[{"int8":-1},{"double":0.1}]},"j":{"int32":3}}})");
     EXPECT_EQ(pz::from_dump(b.dump()), b);
-    EXPECT_FALSE(pz::from_dump("not json"));
+    try {
+        pz::from_dump(R"({"int8":1)");
+        ADD_FAILURE() << "read an unfinished text";
+    } catch (const pz::parse_error &e) {
+        EXPECT_STREQ(e.what(), "unexpected end of text");
+        EXPECT_EQ(e.offset(), 9u);
+    }
+    EXPECT_EQ(pz::from_json(R"({"a":[1,2.5]})"), pz::dict({{"a", pz::array({int64_t{1}, 2.5})}}));
+    EXPECT_THROW(pz::from_json("[1,]"), pz::parse_error);
     pz::value loop = pz::array({1});
     loop.push_back(loop);
     EXPECT_THROW(loop.dump(), std::bad_alloc);

@@ -35,45 +35,6 @@ cJSON *create_integer(bool negative, uint64_t magnitude) {
     return cJSON_CreateRaw(integer_text(text, negative, magnitude));
 }
 
-// Plain decimal digits with an optional minus, magnitude below 2^64.
-bool parse_digits(const char *first, const char *last, bool *negative, uint64_t *magnitude) {
-    *negative = first < last && *first == '-';
-    if (*negative) ++first;
-    if (first == last) return false;
-    uint64_t value = 0;
-    for (; first < last; ++first) {
-        const unsigned digit = static_cast<unsigned char>(*first) - '0';
-        if (digit > 9 || value > (UINT64_MAX - digit) / 10) return false;
-        value = value * 10 + digit;
-    }
-    *magnitude = value;
-    return true;
-}
-
-// The next string or number token in JSON text from `p` on; null when the
-// text ends first. Sets `end` past it and moves `p` there. A string token
-// starts with its quote.
-const char *next_token(const char *&p, const char **end) {
-    for (;;) {
-        const char c = *p;
-        if (c == '\0') return nullptr;
-        const char *start = p;
-        if (c == '"') {
-            for (++p; *p != '\0' && *p != '"'; ++p) {
-                if (*p == '\\' && p[1] != '\0') ++p;
-            }
-            if (*p == '"') ++p;
-        } else if (c == '-' || (c >= '0' && c <= '9')) {
-            while (*p != '\0' && std::strchr("0123456789+-.eE", *p) != nullptr) ++p;
-        } else {
-            ++p;
-            continue;
-        }
-        *end = p;
-        return start;
-    }
-}
-
 struct integer {
     bool negative;
     uint64_t magnitude;
@@ -107,6 +68,118 @@ integer integer_of(const cJSON *item, exact_values *exact) {
 uint64_t wrapped(const integer &n) { return n.negative ? 0 - n.magnitude : n.magnitude; }
 
 }  // namespace
+
+bool parse_digits(const char *first, const char *last, bool *negative, uint64_t *magnitude) {
+    *negative = first < last && *first == '-';
+    if (*negative) ++first;
+    if (first == last) return false;
+    uint64_t value = 0;
+    for (; first < last; ++first) {
+        const unsigned digit = static_cast<unsigned char>(*first) - '0';
+        if (digit > 9 || value > (UINT64_MAX - digit) / 10) return false;
+        value = value * 10 + digit;
+    }
+    *magnitude = value;
+    return true;
+}
+
+namespace {
+
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+// -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)? exactly, which cJSON (reading
+// any run of these characters with strtod) does not insist on.
+bool json_number(const char *p, const char *last) {
+    auto digits = [&] {
+        const char *first = p;
+        while (p < last && is_digit(*p)) ++p;
+        return p > first;
+    };
+    if (p < last && *p == '-') ++p;
+    if (p < last && *p == '0') {
+        ++p;
+    } else if (!digits()) {
+        return false;
+    }
+    if (p < last && *p == '.' && (++p, !digits())) return false;
+    if (p < last && (*p == 'e' || *p == 'E')) {
+        ++p;
+        if (p < last && (*p == '+' || *p == '-')) ++p;
+        if (!digits()) return false;
+    }
+    return p == last;
+}
+
+unsigned hex4(const char *p) {
+    unsigned value = 0;
+    for (int i = 0; i < 4; ++i) {
+        const char c = p[i];
+        const unsigned digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
+        value = value * 16 + digit;
+    }
+    return value;
+}
+
+}  // namespace
+
+std::string_view text_cursor::next() {
+    for (;;) {
+        const char c = *p_;
+        if (c == '\0') return {};
+        const char *start = p_;
+        if (c == '"') {
+            for (++p_; *p_ != '\0' && *p_ != '"'; ++p_) {
+                if (static_cast<unsigned char>(*p_) < 0x20) fault(p_, "control character in a string");
+                if (*p_ == '\\' && p_[1] != '\0') ++p_;
+            }
+            if (*p_ == '"') ++p_;
+            return {start, static_cast<size_t>(p_ - start)};
+        }
+        if (c == '-' || is_digit(c)) {
+            while (*p_ != '\0' && std::strchr("0123456789+-.eE", *p_) != nullptr) ++p_;
+            if (!json_number(start, p_)) fault(start, "malformed number");
+            return {start, static_cast<size_t>(p_ - start)};
+        }
+        if (static_cast<unsigned char>(c) < 0x20 && c != ' ' && c != '\t' && c != '\n' && c != '\r') {
+            fault(p_, "control character outside a string");
+        }
+        ++p_;
+    }
+}
+
+void text_cursor::finish() {
+    while (!next().empty()) {
+    }
+}
+
+void text_cursor::fault(const char *at, const char *reason) {
+    if (fault_at_ == nullptr) {
+        fault_at_ = at;
+        fault_ = reason;
+    }
+}
+
+size_t text_cursor::decoded_length(std::string_view token) {
+    size_t n = 0;
+    const char *last = token.data() + token.size() - 1;
+    for (const char *p = token.data() + 1; p < last; ++n) {
+        if (*p != '\\') {
+            ++p;
+        } else if (p[1] != 'u') {
+            p += 2;
+        } else {
+            const unsigned code = hex4(p + 2);
+            p += 6;
+            if (code >= 0xd800 && code < 0xdc00) {
+                p += 6;  // the low surrogate after it
+                n += 3;
+            } else {
+                n += code < 0x80 ? 0 : code < 0x800 ? 1 : 2;
+            }
+        }
+    }
+    return n;
+}
 
 cJSON *cJSON_CreateInt64(int64_t value) {
     // The magnitude of INT64_MIN does not fit an int64_t; it does in 64 bits.
@@ -201,61 +274,21 @@ void exact_values::add(const entry &e) {
     table_[size_++] = e;
 }
 
-namespace {
-
-unsigned hex4(const char *p) {
-    unsigned value = 0;
-    for (int i = 0; i < 4; ++i) {
-        const char c = p[i];
-        const unsigned digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
-        value = value * 16 + digit;
-    }
-    return value;
-}
-
-// The length in bytes of a string token that cJSON parsed, as it decodes
-// it: each escape one byte, a \uXXXX escape its code point's UTF-8 length
-// (a surrogate pair four bytes).
-size_t decoded_length(const char *first, const char *last) {
-    size_t n = 0;
-    for (const char *p = first + 1; p < last - 1; ++n) {
-        if (*p != '\\') {
-            ++p;
-        } else if (p[1] != 'u') {
-            p += 2;
-        } else {
-            const unsigned code = hex4(p + 2);
-            p += 6;
-            if (code >= 0xd800 && code < 0xdc00) {
-                p += 6;  // the low surrogate after it
-                n += 3;
-            } else {
-                n += code < 0x80 ? 0 : code < 0x800 ? 1 : 2;
-            }
-        }
-    }
-    return n;
-}
-
-}  // namespace
-
 // The parser makes items in text order, so a pre-order walk of the tree
 // meets member names, strings and numbers in the order their texts appear.
 void exact_values::scan() {
     scanned_ = true;
-    const char *p = text_;
     struct walker {
         exact_values &self;
-        const char *&p;
+        text_cursor cursor;
         bool texts;  // whether strings are looked at: only when \u0000 occurs
 
         // The length of the next string token when cJSON's C string of it,
-        // `cut`, is shorter; 0 otherwise (or when it is not a string).
+        // `cut`, is shorter; 0 otherwise.
         size_t longer_text(const char *cut) {
-            const char *end;
-            const char *start = next_token(p, &end);
-            if (!texts || start == nullptr || *start != '"') return 0;
-            const size_t n = decoded_length(start, end);
+            const std::string_view token = cursor.next();
+            if (!texts || token.empty() || token[0] != '"') return 0;
+            const size_t n = text_cursor::decoded_length(token);
             return n != std::strlen(cut) ? n : 0;
         }
 
@@ -267,12 +300,11 @@ void exact_values::scan() {
                 if (cJSON_IsString(item)) {
                     if (const size_t n = longer_text(item->valuestring)) self.add({item, value_text, false, n});
                 } else if (cJSON_IsNumber(item)) {
-                    const char *end;
-                    const char *start = next_token(p, &end);
-                    if (start == nullptr) return false;  // not this tree's text
+                    const std::string_view token = cursor.next();
+                    if (token.empty()) return false;  // not this tree's text
                     entry e{item, number, false, 0};
                     if (std::fabs(item->valuedouble) >= kExactBelow &&
-                        parse_digits(start, end, &e.negative, &e.value)) {
+                        parse_digits(token.data(), token.data() + token.size(), &e.negative, &e.value)) {
                         self.add(e);
                     }
                 }
@@ -281,7 +313,7 @@ void exact_values::scan() {
             return true;
         }
     };
-    walker{*this, p, nul_escapes()}.walk(root_, false);
+    walker{*this, text_cursor(text_), nul_escapes()}.walk(root_, false);
     std::sort(table_, table_ + size_, [](const entry &a, const entry &b) {
         return before(a.item, a.what, b.item, b.what);
     });

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace pz::cjson64 {
 
@@ -35,6 +36,43 @@ cJSON *cJSON_CreateDouble(double value);
 // outlive the tree. Takes `item` over in every case; false (and `item`
 // deleted) when either is null.
 bool cJSON_SetObjectItem(cJSON *object, const char *name, cJSON *item);
+
+// Plain decimal digits with an optional minus, magnitude below 2^64.
+bool parse_digits(const char *first, const char *last, bool *negative, uint64_t *magnitude);
+
+// The string and number tokens of a JSON text one after the other: the
+// order in which a pre-order walk of cJSON's tree meets member names,
+// strings and numbers. On the way it notes the first place where the text
+// is not strict JSON although cJSON reads it: a control character outside
+// the four whitespace characters, a raw control character in a string, a
+// number such as 01, 1. or -.5.
+class text_cursor {
+public:
+    explicit text_cursor(const char *text) : p_(text) {}
+
+    // The next token, a string with its quotes or a number; empty when the
+    // text ends first.
+    std::string_view next();
+
+    // Goes through the rest of the text, noting what is not strict.
+    void finish();
+
+    // Where the first fault is and what it is; null when none was seen.
+    const char *fault_at() const { return fault_at_; }
+    const char *fault() const { return fault_; }
+
+    // The length in bytes of a string token as cJSON decodes it: each
+    // escape one byte, \uXXXX its code point's UTF-8 length (a surrogate
+    // pair four bytes).
+    static size_t decoded_length(std::string_view token);
+
+private:
+    void fault(const char *at, const char *reason);
+
+    const char *p_;
+    const char *fault_at_ = nullptr;
+    const char *fault_ = nullptr;
+};
 
 // What cJSON cannot hold of one parsed text, recovered from the text
 // itself. cJSON keeps only a double per number, so integers of magnitude

@@ -538,6 +538,55 @@ PZ_API int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t ma
  * describes no readable value. */
 PZ_API pz_variant_t *pz_variant_from_dump(const char *dump);
 
+/** Where and why a text could not be read. */
+typedef struct pz_read_error_s {
+    size_t offset;   /**< byte offset in the text at which reading stopped */
+    char reason[80]; /**< a short reason, NUL-terminated; "" when the text was read */
+} pz_read_error_t;
+
+/** As pz_variant_from_dump, and when `error` is not null it receives why
+ * and where the text was refused (offset and reason "" when it was read).
+ * Reasons include "no text", "no value", "not valid JSON", "unexpected end
+ * of text", "not a typed object", "unknown kind", "value does not match its
+ * kind", "a pointer is not read back", "bytes not in hex digits", "nested
+ * too deep" and "out of memory". */
+PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error);
+
+/* ---------------------------------------------------------------------- */
+/* Plain JSON                                                              */
+/* ---------------------------------------------------------------------- */
+
+/* Plain JSON reads into kinds by one rule: true and false are bool, null is
+ * the null kind, a number written as an integer (no fraction, no exponent)
+ * is int64 when it fits, else uint64 when it fits, else double; any other
+ * number is double (1e999 is infinite); a string is a string (every byte
+ * kept, \u0000 included); an array is an array; an object is a dictionary
+ * in the text's order, a later duplicate key winning. Integers are exact
+ * over both 64-bit ranges. The text must be exactly one JSON value with
+ * only whitespace around it (a UTF-8 byte order mark at its start is
+ * skipped); numbers such as 01, 1. or -.5, control characters outside the
+ * four whitespace characters and raw control characters in strings are
+ * refused, as are a key that is empty or holds a NUL byte (a dictionary
+ * cannot store it) and a nesting deeper than PZ_VARIANT_MAX_DEPTH. Bytes of
+ * invalid UTF-8 in strings are kept as they are.
+ *
+ * Written, every kind maps back: bool, null, strings and containers as
+ * themselves (an empty array slot as null); integers of every width exactly;
+ * doubles and floats in the shortest text that reads back to the same bits,
+ * with ".0" added to an integral one so that it reads back as a double; NaN
+ * as null and the infinities as 1e999 and -1e999, as the dump writes them;
+ * bytes as a string of lowercase hex digits, two a byte; the raw, owned and
+ * shared pointer kinds as null, or refused with PZ_JSON_REFUSE_POINTERS. */
+
+/** A new value (count 1) read from the plain JSON `text` by the rule above;
+ * null when it cannot be read, with the reason and offset in `error` when
+ * that is not null ("" and 0 when the text was read). Reasons include
+ * "no text", "no value", "not valid JSON", "unexpected end of text", "text
+ * after the value", "malformed number", "control character in a string",
+ * "control character outside a string", "an empty key", "a key holds a NUL
+ * byte", "nested too deep" and "out of memory". */
+PZ_API pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error);
+
 #ifdef __cplusplus
 }
 #endif

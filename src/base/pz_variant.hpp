@@ -359,12 +359,28 @@ value pack(const Ts &...xs) {
     return a;
 }
 
-// The value a dump text describes; an empty handle when the text describes
-// no readable value.
-inline value from_dump(std::string_view text) {
+namespace detail {
+
+// The value `read` makes of `text`; throws pz::parse_error with the reason
+// and offset when it cannot, std::bad_alloc when memory ran out.
+inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *, pz_read_error_t *)) {
     const std::string terminated(text);
-    return value::adopt(pz_variant_from_dump(terminated.c_str()));
+    pz_read_error_t error;
+    pz_variant_t *v = read(terminated.c_str(), &error);
+    if (v != nullptr) return value::adopt(v);
+    if (std::strcmp(error.reason, "out of memory") == 0) throw std::bad_alloc();
+    throw parse_error(error.reason, error.offset);
 }
+
+}  // namespace detail
+
+// The value a dump text describes. Throws pz::parse_error when the text
+// describes no readable value (what() the reason, offset() where).
+inline value from_dump(std::string_view text) { return detail::read_text(text, pz_variant_from_dump_ex); }
+
+// The value a plain JSON text holds, its kinds by the rule in pz_variant.h.
+// Throws pz::parse_error when the text is not one JSON value.
+inline value from_json(std::string_view text) { return detail::read_text(text, pz_variant_from_json); }
 
 // A new array holding the given elements in order.
 inline value array(std::initializer_list<value> elements) {
