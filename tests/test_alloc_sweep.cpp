@@ -231,6 +231,13 @@ const std::vector<Case> cases = {
     Case{"pz_variant_from_json", [] {
              return ARMED(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr));
          }},
+    Case{"pz_variant_to_json", [] {
+             pz_variant_t *v = sample();
+             char *text = ARMED(pz_variant_to_json(v, PZ_JSON_INDENT));
+             pz_variant_t *back = text != nullptr ? pz_variant_from_json(text, nullptr) : nullptr;
+             HAL_Free(text);
+             return instead(v, back);
+         }},
     Case{"pz_variant_dump", [] {
              pz_variant_t *v = sample();
              char *text = ARMED(pz_variant_dump(v));

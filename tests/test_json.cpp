@@ -1,5 +1,6 @@
 // Plain JSON and the readers' reasons: the texts of dump_cases/ read by the
 // rule of kinds, refused with a reason and an offset, and written back.
+#include <cmath>
 #include <cstring>
 #include <string>
 #include <tuple>
@@ -56,6 +57,55 @@ TEST_F(Json, RefusedTextsSayWhyAndWhere) {
         EXPECT_STREQ(error.reason, reason) << text;
         EXPECT_EQ(error.offset, static_cast<size_t>(offset)) << text;
     }
+}
+
+// The plain JSON of `v` ("NULL" for none); `v` is only read.
+std::string json_of(const pz_variant_t *v, unsigned flags = 0) {
+    char *text = pz_variant_to_json(v, flags);
+    std::string out = text != nullptr ? text : "NULL";
+    HAL_Free(text);
+    return out;
+}
+
+TEST_F(Json, CasesWrittenAndReadBackAsJson) {
+    for_each_case("json_write_cases.txt", [&](const std::vector<std::string> &f) {
+        ASSERT_EQ(f.size(), 2u);
+        pz_variant_t *v = pz_variant_from_dump(f[0].c_str());
+        EXPECT_EQ(json_of(v), f[1]);
+        pz_variant_t *back = pz_variant_from_json(f[1].c_str(), nullptr);
+        EXPECT_EQ(json_of(back), f[1]) << "read back and written again";
+        pz_variant_unref(back);
+        pz_variant_unref(v);
+    });
+}
+
+// What has no kind of its own in JSON: an empty slot, NaN, the pointer
+// kinds (null, or refused by flag); what cannot be written at all; and the
+// indented layout.
+TEST_F(Json, HolesPointersLoopsAndIndent) {
+    static int target;
+    pz_variant_t *a = pz_variant_array_new();
+    pz_variant_array_append(a, nullptr);
+    append_new(a, pz_variant_double_new(NAN));
+    append_new(a, pz_variant_ptr_new(&target));
+    append_new(a, pz_variant_autoptr_new(&target, nullptr));
+    append_new(a, pz_variant_sharedptr_new(&target, nullptr, nullptr));
+    EXPECT_EQ(json_of(a), "[null,null,null,null,null]");
+    EXPECT_EQ(json_of(a, PZ_JSON_REFUSE_POINTERS), "NULL");
+    pz_variant_t *d = pz_variant_dict_new();
+    put_new(d, "list", pz_variant_array_new());
+    put_new(d, "a", pz_variant_pack("ic", 1, "x y"));
+    put_new(d, "o", pz_variant_dict_new());
+    EXPECT_EQ(json_of(d, PZ_JSON_INDENT), "{\n  \"list\": [],\n  \"a\": [\n    1,\n    \"x y\"\n  ],\n  \"o\": {}\n}");
+    EXPECT_EQ(json_of(nullptr), "NULL");
+    pz_variant_array_append(a, a);  // contains itself
+    EXPECT_EQ(json_of(a), "NULL");
+    pz_variant_array_clear(a);
+    pz_variant_t *deep = chain(PZ_VARIANT_MAX_DEPTH + 1, pz_variant_int8_new(1));
+    EXPECT_EQ(json_of(deep), "NULL");
+    pz_variant_unref(deep);
+    pz_variant_unref(d);
+    pz_variant_unref(a);
 }
 
 // Arrays and objects alternating, `levels` deep counting the innermost

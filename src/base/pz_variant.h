@@ -587,6 +587,18 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * byte", "nested too deep" and "out of memory". */
 PZ_API pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error);
 
+/** Flags of pz_variant_to_json: PZ_JSON_INDENT lays the text out over lines,
+ * two spaces a level, for people; PZ_JSON_REFUSE_POINTERS makes a value
+ * holding a pointer kind fail instead of writing null for it. */
+enum { PZ_JSON_INDENT = 1, PZ_JSON_REFUSE_POINTERS = 2 };
+
+/** The plain JSON text of `v` as a new HAL_Malloc block that the caller
+ * frees with HAL_Free; compact (one line, no spaces) unless `flags` holds
+ * PZ_JSON_INDENT. Null for a null `v`, a value nested deeper than
+ * PZ_VARIANT_MAX_DEPTH or containing itself, a pointer kind with
+ * PZ_JSON_REFUSE_POINTERS, or when out of memory. The value is only read. */
+PZ_API char *pz_variant_to_json(const pz_variant_t *v, unsigned flags);
+
 #ifdef __cplusplus
 }
 #endif
