@@ -238,6 +238,16 @@ const std::vector<Case> cases = {
              HAL_Free(text);
              return instead(v, back);
          }},
+    Case{"pz_variant_read_file", [] {
+             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_file";
+             static const bool written = [&] {
+                 pz_variant_t *v = sample();
+                 const bool ok = pz_variant_write_file(v, path.c_str(), PZ_TEXT_JSON, 0);
+                 pz_variant_unref(v);
+                 return ok;
+             }();
+             return written ? ARMED(pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr)) : nullptr;
+         }},
     Case{"pz_variant_dump", [] {
              pz_variant_t *v = sample();
              char *text = ARMED(pz_variant_dump(v));

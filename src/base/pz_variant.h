@@ -21,6 +21,9 @@
 #define PZ_VARIANT_H
 
 #include <stdarg.h>
+#ifndef PZ_NO_STDIO
+#include <stdio.h>
+#endif
 
 #include "basictypes.h"
 #include "hal/pz_hal.h"
@@ -598,6 +601,37 @@ enum { PZ_JSON_INDENT = 1, PZ_JSON_REFUSE_POINTERS = 2 };
  * PZ_VARIANT_MAX_DEPTH or containing itself, a pointer kind with
  * PZ_JSON_REFUSE_POINTERS, or when out of memory. The value is only read. */
 PZ_API char *pz_variant_to_json(const pz_variant_t *v, unsigned flags);
+
+#ifndef PZ_NO_STDIO
+/* ---------------------------------------------------------------------- */
+/* Files and streams                                                       */
+/* ---------------------------------------------------------------------- */
+
+/** The text formats of files and streams: the typed dump, or plain JSON. */
+typedef enum pz_text_format_e { PZ_TEXT_DUMP, PZ_TEXT_JSON } pz_text_format;
+
+/** Reads the whole file at `path` (through HAL memory) in `format` as
+ * pz_variant_from_dump_ex or pz_variant_from_json read a text. Null when it
+ * cannot be read, with the reason and offset in `error` when that is not
+ * null: those of the readers, or "cannot open file", "cannot read file",
+ * "NUL byte in the text" (at its offset), "unknown format", "out of
+ * memory". */
+PZ_API pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_read_error_t *error);
+
+/** As pz_variant_read_file, reading `stream` from where it stands to its
+ * end; the stream stays open. */
+PZ_API pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_read_error_t *error);
+
+/** Writes `v` in `format` and a newline to the file at `path`, replacing
+ * it; `flags` are those of pz_variant_to_json and apply to PZ_TEXT_JSON
+ * only. False when `v` or `path` is null, the text cannot be made (the file
+ * is then left as it was), or the file cannot be written. */
+PZ_API bool pz_variant_write_file(const pz_variant_t *v, const char *path, pz_text_format format, unsigned flags);
+
+/** As pz_variant_write_file, writing to `stream` where it stands; the
+ * stream stays open and is not flushed. */
+PZ_API bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format format, unsigned flags);
+#endif /* PZ_NO_STDIO */
 
 #ifdef __cplusplus
 }
