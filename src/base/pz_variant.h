@@ -9,10 +9,10 @@
  * Threads: the library starts no threads. References to one value may be
  * taken and dropped from any thread. A value that no thread changes may be
  * read by several threads at once: getters, pz_variant_equal, dup, dumps,
- * and concat into a value of the reader's own. pz_variant_from_dump calls
- * may run at once (they take one lock around cJSON's parser, whose error
- * position is process-wide; a host calling cJSON_Parse itself from other
- * threads races with them on it). Everything that changes a value must be
+ * and concat into a value of the reader's own. The readers (from_dump,
+ * from_json, read_file and the others) may run at once (they take one lock
+ * around cJSON's parser, whose error position is process-wide; a host
+ * calling cJSON_Parse itself from other threads races with them on it). Everything that changes a value must be
  * serialised by the callers with every other use of that value. cJSON's
  * allocation hooks are left as the host set them.
  *
