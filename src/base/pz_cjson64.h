@@ -61,6 +61,10 @@ public:
     const char *fault_at() const { return fault_at_; }
     const char *fault() const { return fault_; }
 
+    // Whether the last string token holds \u0000, so that cJSON's C string
+    // of it is cut short.
+    bool holds_nul() const { return nul_; }
+
     // The length in bytes of a string token as cJSON decodes it: each
     // escape one byte, \uXXXX its code point's UTF-8 length (a surrogate
     // pair four bytes).
@@ -72,6 +76,7 @@ private:
     const char *p_;
     const char *fault_at_ = nullptr;
     const char *fault_ = nullptr;
+    bool nul_ = false;  // whether the last string token holds \u0000
 };
 
 // What cJSON cannot hold of one parsed text, recovered from the text

@@ -175,7 +175,7 @@ pz_variant_t *dict_value(const cJSON *item, reader &r) {
         bool cut = false;
         if (r.plain != nullptr) {
             const std::string_view token = r.plain->next();
-            cut = !token.empty() && text_cursor::decoded_length(token) != std::strlen(name);
+            cut = r.plain->holds_nul();
             r.at = token.data();  // where the whole read stops if this member fails
         } else {
             cut = r.exact.name_cut(member);
@@ -255,7 +255,7 @@ pz_variant_t *json_to_variant(const cJSON *item, reader &r) {
             return json_number(item, r);
         case cJSON_String: {
             const std::string_view token = r.plain->next();
-            const size_t len = token.empty() ? std::strlen(item->valuestring) : text_cursor::decoded_length(token);
+            const size_t len = r.plain->holds_nul() ? text_cursor::decoded_length(token) : std::strlen(item->valuestring);
             return string_value(item, len, r);
         }
         case cJSON_Array:
