@@ -1,6 +1,8 @@
-// Exact 64-bit integers, exact doubles and borrowed member names over the
-// installed cJSON, which stores every number as a double (exact only below
-// 2^53) and prints doubles with 15-17 significant digits.
+// Exact 64-bit integers, exact doubles, whole strings and borrowed member
+// names over the installed cJSON, which stores every number as a double
+// (exact only below 2^53), prints doubles with 15-17 significant digits and
+// hands out strings as C strings; and a walk over the tokens of a text that
+// tells the text's own spelling of each number and string.
 //
 // Private to the library and kept in a C++ namespace, so that a program with
 // its own cJSON extensions never meets these names.

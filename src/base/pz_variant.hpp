@@ -411,11 +411,12 @@ inline std::string value::to_json(bool indent) const {
 // Writes the indented plain JSON of `v`; an empty handle or a value that
 // cannot be written sets failbit and writes nothing.
 inline std::ostream &operator<<(std::ostream &out, const value &v) {
-    if (!v || !pz_variant_equal(v.get(), v.get())) {
+    try {
+        return out << v.to_json(true);
+    } catch (const error &) {
         out.setstate(std::ios::failbit);
         return out;
     }
-    return out << v.to_json(true);
 }
 
 // A new array holding the given elements in order.
