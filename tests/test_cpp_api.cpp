@@ -3,6 +3,7 @@
 // allocation failure.
 #include "pz_variant.hpp"
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -115,10 +116,29 @@ TEST_F(CppApi, CopyMergeDumpAndPack) {
     a.concat(pz::dict({{"id", 2}, {"j", 3}}));
     EXPECT_EQ(a.dump(), R"({"dict":{"id":{"int32":2},"list":{"array":[{"int8":-1},{"double":0.1}]},"j":{"int32":3}}})");
     EXPECT_EQ(pz::from_dump(b.dump()), b);
-    EXPECT_FALSE(pz::from_dump("not json").has_value());
+    try {
+        pz::from_dump(R"({"int8":1)");
+        ADD_FAILURE() << "read an unfinished text";
+    } catch (const pz::parse_error &e) {
+        EXPECT_STREQ(e.what(), "unexpected end of text");
+        EXPECT_EQ(e.offset(), 9u);
+    }
+    EXPECT_EQ(pz::from_json(R"({"a":[1,2.5]})"), pz::dict({{"a", pz::array({int64_t{1}, 2.5})}}));
+    EXPECT_THROW(pz::from_json("[1,]"), pz::parse_error);
+    EXPECT_THROW(pz::from_json(std::string_view("1\0", 2)), pz::parse_error);
+    const pz::value nul(std::string("a\0b", 3));
+    EXPECT_EQ(pz::from_dump(nul.dump()).get<std::string_view>(), std::string_view("a\0b", 3));
+    EXPECT_EQ(pz::array({int8_t{1}, "x", 0.5f}).to_json(), R"([1,"x",0.5])");
+    std::ostringstream shown;
+    shown << pz::dict({{"k", true}});
+    EXPECT_EQ(shown.str(), "{\n  \"k\": true\n}");
+    EXPECT_THROW(pz::value().to_json(), pz::error);
+    shown << pz::value();
+    EXPECT_TRUE(shown.fail());
     pz::value loop = pz::array({1});
     loop.push_back(loop);
     EXPECT_THROW(loop.dump(), pz::error);
+    EXPECT_THROW(loop.to_json(), pz::error);
     EXPECT_THROW(loop.copy(), pz::error);
     EXPECT_THROW(pz::array({}).concat(loop), pz::error);
     pz_variant_clear(loop.get());  // breaks the loop

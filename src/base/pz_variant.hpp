@@ -22,6 +22,7 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -540,17 +541,14 @@ public:
      * or containing itself. */
     std::string dump() const {
         require_value("dump");
-        char *text = pz_variant_dump(v_);
-        if (text == nullptr) {
-            check_source(*this, "dump");
-            throw std::bad_alloc();
-        }
-        struct release_text {
-            void operator()(char *t) const noexcept { HAL_Free(t); }
-        };
-        std::unique_ptr<char, release_text> owned(text);
-        return std::string(text);
+        return written(pz_variant_dump(v_), "dump");
     }
+
+    /** The plain JSON text, compact or indented for people; kinds as the rule
+     * in pz_variant.h says (pointer kinds as null). Throws pz::error for an
+     * empty handle or a value nested deeper than PZ_VARIANT_MAX_DEPTH or
+     * containing itself, std::bad_alloc when out of memory. */
+    std::string to_json(bool indent = false) const;
 
     /** Equal kinds holding equal values, as pz_variant_equal compares them;
      * two empty handles are equal. */
@@ -560,6 +558,20 @@ public:
 
 private:
     explicit value(pz_variant_t *v) noexcept : v_(v) {}
+
+    // The text a writer made, as a std::string. A writer that made none was
+    // given a value it cannot write (pz::error) or ran out of memory.
+    std::string written(char *text, const char *what) const {
+        if (text == nullptr) {
+            check_source(*this, what);
+            throw std::bad_alloc();
+        }
+        struct release_text {
+            void operator()(char *t) const noexcept { HAL_Free(t); }
+        };
+        std::unique_ptr<char, release_text> owned(text);
+        return std::string(text);
+    }
 
     void require_value(const char *what) const {
         if (v_ == nullptr) throw error(std::string("pzvariant: ") + what + " through an empty handle");
@@ -655,11 +667,47 @@ value pack(const Ts &...xs) {
     }
 }
 
-/** The value a dump text describes; an empty handle when the text describes
- * no readable value. */
-inline value from_dump(std::string_view text) {
+
+namespace detail {
+
+// The value `read` makes of `text`; throws pz::parse_error with the reason
+// and offset when it cannot, std::bad_alloc when memory ran out.
+inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *, pz_read_error_t *)) {
+    // The C readers end a text at its first NUL, which would hide the rest.
+    const size_t nul = text.find('\0');
+    if (nul != std::string_view::npos) throw parse_error("NUL byte in the text", nul);
     const std::string terminated(text);
-    return value::adopt(pz_variant_from_dump(terminated.c_str()));
+    pz_read_error_t error;
+    pz_variant_t *v = read(terminated.c_str(), &error);
+    if (v != nullptr) return value::adopt(v);
+    if (std::strcmp(error.reason, "out of memory") == 0) throw std::bad_alloc();
+    throw parse_error(error.reason, error.offset);
+}
+
+}  // namespace detail
+
+/** The value a dump text describes. Throws pz::parse_error when the text
+ * describes no readable value (what() the reason, offset() where). */
+inline value from_dump(std::string_view text) { return detail::read_text(text, pz_variant_from_dump_ex); }
+
+/** The value a plain JSON text holds, its kinds by the rule in pz_variant.h.
+ * Throws pz::parse_error when the text is not one JSON value. */
+inline value from_json(std::string_view text) { return detail::read_text(text, pz_variant_from_json); }
+
+inline std::string value::to_json(bool indent) const {
+    require_value("to_json");
+    return written(pz_variant_to_json(v_, indent ? PZ_JSON_INDENT : 0), "to_json");
+}
+
+/** Writes the indented plain JSON of `v`; an empty handle or a value that
+ * cannot be written sets failbit and writes nothing. */
+inline std::ostream &operator<<(std::ostream &out, const value &v) {
+    try {
+        return out << v.to_json(true);
+    } catch (const error &) {
+        out.setstate(std::ios::failbit);
+        return out;
+    }
 }
 
 /** A new array holding the given elements in order. */
