@@ -668,6 +668,7 @@ value pack(const Ts &...xs) {
 }
 
 
+/// @cond detail
 namespace detail {
 
 // The value `read` makes of `text`; throws pz::parse_error with the reason
@@ -685,6 +686,7 @@ inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *
 }
 
 }  // namespace detail
+/// @endcond
 
 /** The value a dump text describes. Throws pz::parse_error when the text
  * describes no readable value (what() the reason, offset() where). */
