@@ -9,8 +9,8 @@
 extern "C" {
 #endif
 
-/** Allocates `size` bytes aligned for a long followed by a double; null when
- * out of memory. Contents are unspecified. */
+/** Allocates `size` bytes aligned for any long, int64_t, double or pointer
+ * (as malloc is); null when out of memory. Contents are unspecified. */
 PZ_API void *HAL_Malloc(unsigned long size);
 
 /** Releases a block from HAL_Malloc; a null pointer is ignored. Release the
