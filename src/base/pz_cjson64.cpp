@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <functional>
 
 namespace pz::cjson64 {
 
@@ -144,10 +145,9 @@ uint64_t cJSON_GetUInt64Value(const cJSON *item, exact_numbers *exact) {
 
 bool exact_numbers::find(const cJSON *item, bool *negative, uint64_t *magnitude) {
     if (!scanned_) scan();
-    // Plain pointers, not vector iterators: comparing those would instantiate
-    // an exported helper of the standard library.
-    const entry *first = table_.data();
-    const entry *last = first + table_.size();
+    if (table_ == nullptr) return false;
+    const auto *first = reinterpret_cast<const entry *>(table_->data);
+    const entry *last = first + table_->len;
     const entry *at = std::lower_bound(first, last, item, [](const entry &e, const cJSON *key) {
         return std::less<const cJSON *>()(e.item, key);
     });
@@ -161,10 +161,16 @@ bool exact_numbers::find(const cJSON *item, bool *negative, uint64_t *magnitude)
 // meets the number items in the order their texts appear.
 void exact_numbers::scan() {
     scanned_ = true;
+    table_ = pz_array_new(sizeof(entry), 8);
+    if (table_ == nullptr) {
+        out_of_memory_ = true;
+        return;
+    }
     const char *p = text_;
     struct walker {
         const char *&p;
-        std::vector<entry> &table;
+        pz_array_t *&table;
+        bool &out_of_memory;
 
         bool walk(const cJSON *item) {
             for (; item != nullptr; item = item->next) {
@@ -175,7 +181,12 @@ void exact_numbers::scan() {
                     entry e{item, false, 0};
                     if (std::fabs(item->valuedouble) >= kExactBelow &&
                         parse_digits(start, end, &e.negative, &e.magnitude)) {
-                        table.push_back(e);
+                        const size_t had = table->len;
+                        table = pz_array_append_vals(table, &e, 1);
+                        if (table->len == had) {
+                            out_of_memory = true;
+                            return false;
+                        }
                     }
                 }
                 if (!walk(item->child)) return false;
@@ -183,8 +194,9 @@ void exact_numbers::scan() {
             return true;
         }
     };
-    walker{p, table_}.walk(root_);
-    std::sort(table_.data(), table_.data() + table_.size(), [](const entry &a, const entry &b) {
+    walker{p, table_, out_of_memory_}.walk(root_);
+    auto *first = reinterpret_cast<entry *>(table_->data);
+    std::sort(first, first + table_->len, [](const entry &a, const entry &b) {
         return std::less<const cJSON *>()(a.item, b.item);
     });
 }

@@ -10,7 +10,8 @@
 #include <cjson/cJSON.h>
 
 #include <cstdint>
-#include <vector>
+
+#include "pz_array.h"
 
 namespace pz::cjson64 {
 
@@ -44,10 +45,17 @@ bool cJSON_SetObjectItem(cJSON *object, const char *name, cJSON *item);
 class exact_numbers {
 public:
     exact_numbers(const char *text, const cJSON *root) : text_(text), root_(root) {}
+    exact_numbers(const exact_numbers &) = delete;
+    exact_numbers &operator=(const exact_numbers &) = delete;
+    ~exact_numbers() { pz_array_free(table_); }
 
     // Sign and magnitude of `item` as written, when it was written as plain
     // digits of magnitude below 2^64; false otherwise.
     bool find(const cJSON *item, bool *negative, uint64_t *magnitude);
+
+    // True when the table could not be made for want of memory: integers
+    // read meanwhile may be inexact, and the read must fail.
+    bool out_of_memory() const { return out_of_memory_; }
 
 private:
     struct entry {
@@ -60,7 +68,8 @@ private:
     const char *text_;
     const cJSON *root_;
     bool scanned_ = false;
-    std::vector<entry> table_;  // sorted by item
+    bool out_of_memory_ = false;
+    pz_array_t *table_ = nullptr;  // of entry, sorted by item
 };
 
 // The integer value of a number item (or of an integer item made above),

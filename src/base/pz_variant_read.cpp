@@ -177,6 +177,10 @@ pz_variant_t *pz_variant_from_dump(const char *dump) {
     exact_numbers exact(dump, root);
     pz_variant_t *v = dump_to_variant(root, exact);
     cJSON_Delete(root);
+    if (exact.out_of_memory()) {
+        pz_variant_unref(v);
+        return nullptr;
+    }
     return v;
 }
 
