@@ -15,6 +15,9 @@ FUZZ_RUNS    ?= 2000
 FUZZ_TARGETS := fuzz_from_dump fuzz_format
 JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
+# The project's own checks treat warnings as errors; `make demo` and
+# `make install` build as a user would.
+WERROR     := -DPZ_WERROR=ON
 
 BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev
@@ -64,11 +67,11 @@ demo: deps-base
 	./$(BUILD_DIR)/examples/tour_cpp
 
 test: deps-test fuzz-build
-	$(CMAKE) -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DPZ_SANITIZE=ON
+	$(CMAKE) -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DPZ_SANITIZE=ON $(WERROR)
 	$(CMAKE) --build $(ASAN_DIR) -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir $(ASAN_DIR) --output-on-failure -j $(JOBS)
-	$(CMAKE) -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_TSAN=ON -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_TSAN=ON $(WERROR) -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(TSAN_DIR) -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir $(TSAN_DIR) --output-on-failure
 	@for t in $(FUZZ_TARGETS); do \
@@ -83,7 +86,7 @@ test: deps-test fuzz-build
 # The libFuzzer targets, built with clang under ASan and UBSan.
 fuzz-build: deps-fuzz
 	CC=clang CXX=clang++ $(CMAKE) -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DPZ_FUZZ=ON -DPZ_BUILD_TESTS=OFF -DPZ_BUILD_EXAMPLES=OFF
+	  -DPZ_FUZZ=ON $(WERROR) -DPZ_BUILD_TESTS=OFF -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(FUZZ_DIR) -j $(JOBS)
 
 # Each target for FUZZ_SECONDS, one after the other; new inputs go to
@@ -99,7 +102,7 @@ fuzz: fuzz-build
 # The suite under valgrind's memcheck, which also sees inside Debian's cJSON,
 # then the concurrent readers under helgrind.
 memcheck: deps-grind
-	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(WERROR) -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(GRIND_DIR) --target pz_tests -j $(JOBS)
 	valgrind --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite,indirect \
 	  ./$(GRIND_DIR)/tests/pz_tests --gtest_brief=1 --gtest_filter=-Slow*
@@ -108,12 +111,12 @@ memcheck: deps-grind
 
 # Containers of ten million entries, optimised and without sanitizers.
 test-slow: deps-test
-	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(WERROR) -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(GRIND_DIR) --target pz_tests -j $(JOBS)
 	./$(GRIND_DIR)/tests/pz_tests --gtest_filter=Slow*
 
 bench: deps-bench
-	$(CMAKE) -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF \
+	$(CMAKE) -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release $(WERROR) -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF \
 	  -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(BENCH_DIR) -j $(JOBS)
 	./$(BENCH_DIR)/bench/pz_bench
