@@ -20,7 +20,11 @@ struct release_queue {
     bool active = false;
 };
 
+#if PZ_NO_THREADS
+release_queue queue;  // built for one thread
+#else
 thread_local release_queue queue;
+#endif
 
 static_assert(PZ_REF_HEADER >= sizeof(pz_variant_t *), "the count header carries the queue link");
 

@@ -5,7 +5,9 @@
 #include <cfloat>
 #include <climits>
 #include <cmath>
+#if !PZ_NO_THREADS
 #include <mutex>
+#endif
 #include <string_view>
 
 #include "pz_cjson64.h"
@@ -23,8 +25,10 @@ pz_variant_t *dump_to_variant(const cJSON *jobj, exact_numbers &exact);
 // cJSON_Parse records its error position in one process-wide variable, so
 // two of our parses must not run at once. The walk runs outside the lock.
 cJSON *parse(const char *text) {
+#if !PZ_NO_THREADS
     static std::mutex parsing;
     const std::lock_guard<std::mutex> lock(parsing);
+#endif
     return cJSON_Parse(text);
 }
 
