@@ -26,6 +26,6 @@ cmake --build "$build/pz" --target pz_tests pz_c_consumer -j "$jobs" > "$build/b
   { tail -n 60 "$build/build.log"; exit 1; }
 emulator=$(sed -n 's/^set(PZ_CROSS_QEMU \(.*\))$/\1/p' "$toolchain")
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-echo "== $target $*: the suite under $emulator"
+echo "== $target${*:+ $*}: the suite under $emulator"
 "$emulator" "$build/pz/tests/pz_tests" --gtest_brief=1 --gtest_filter=-Slow*
 "$emulator" "$build/pz/tests/pz_c_consumer"
