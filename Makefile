@@ -1,4 +1,5 @@
-# Thin front end over CMake: `make demo`, `make test`, `make bench`.
+# Thin front end over CMake: `make demo`, `make test`, `make test-ports`,
+# `make bench`.
 # Each target first makes sure the Debian packages it needs are installed
 # (installing them when run as root, otherwise naming them and stopping).
 
@@ -8,6 +9,7 @@ ASAN_DIR   ?= build-asan
 TSAN_DIR   ?= build-tsan
 GRIND_DIR  ?= build-memcheck
 FUZZ_DIR   ?= build-fuzz
+PORTS_DIR  ?= build-ports
 # `make fuzz` runs each target this long; `make test` only replays the seeds
 # and a few thousand mutations of them.
 FUZZ_SECONDS ?= 600
@@ -15,6 +17,9 @@ FUZZ_RUNS    ?= 2000
 FUZZ_TARGETS := fuzz_from_dump fuzz_format
 JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
+# The project's own checks treat warnings as errors; `make demo` and
+# `make install` build as a user would.
+WERROR     := -DPZ_WERROR=ON
 
 BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev doxygen
@@ -22,10 +27,17 @@ BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev
 GRIND_PACKAGES := valgrind
 FUZZ_PACKAGES  := clang libclang-rt-14-dev
 DOCS_PACKAGES  := doxygen
+# `make test-ports`: each target is a toolchain file in cmake/toolchains; its
+# Debian architecture gives the cJSON it links.
+PORTS          := armhf s390x i386
+# One target builds without thread support, so that option runs the suite too.
+PORTS_OPTIONS_i386 := -DPZ_THREADS=OFF
+PORTS_PACKAGES := qemu-user googletest g++-arm-linux-gnueabihf g++-s390x-linux-gnu g++-i686-linux-gnu
 
 PREFIX     ?= /usr/local
 
-.PHONY: all demo test test-slow memcheck fuzz fuzz-build bench install docs deps-base deps-test deps-bench deps-grind deps-fuzz clean
+.PHONY: all demo test test-ports test-slow memcheck fuzz fuzz-build bench install docs deps-base deps-test \
+  deps-bench deps-grind deps-fuzz deps-ports clean
 
 all: demo
 
@@ -56,6 +68,15 @@ deps-grind: deps-test
 	$(call ensure_packages,$(GRIND_PACKAGES))
 deps-fuzz: deps-base
 	$(call ensure_packages,$(FUZZ_PACKAGES))
+# The targets' own cJSON needs their architectures known to dpkg (as root).
+deps-ports: deps-base
+	$(call ensure_packages,$(PORTS_PACKAGES))
+	@if [ "$$(id -u)" = 0 ]; then \
+	  for a in $(PORTS); do \
+	    dpkg --print-foreign-architectures | grep -qx $$a || dpkg --add-architecture $$a; \
+	  done; \
+	fi
+	$(call ensure_packages,$(addprefix libcjson-dev:,$(PORTS)))
 
 demo: deps-base
 	$(CMAKE) -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_TESTS=OFF
@@ -64,11 +85,11 @@ demo: deps-base
 	./$(BUILD_DIR)/examples/tour_cpp
 
 test: deps-test fuzz-build
-	$(CMAKE) -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DPZ_SANITIZE=ON
+	$(CMAKE) -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DPZ_SANITIZE=ON $(WERROR)
 	$(CMAKE) --build $(ASAN_DIR) -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest --test-dir $(ASAN_DIR) --output-on-failure -j $(JOBS)
-	$(CMAKE) -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_TSAN=ON -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_TSAN=ON $(WERROR) -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(TSAN_DIR) -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir $(TSAN_DIR) --output-on-failure
 	@for t in $(FUZZ_TARGETS); do \
@@ -80,10 +101,16 @@ test: deps-test fuzz-build
 	  tail -n 1 $(FUZZ_DIR)/quick/$$t.log; \
 	done
 
+# The library and the suite cross-built for 32-bit ARM (8-byte alignment of
+# 64-bit members), big-endian s390x and i386, each run under qemu-user with
+# UndefinedBehaviorSanitizer (AddressSanitizer does not run under qemu-user).
+test-ports: deps-ports
+	$(foreach t,$(PORTS),JOBS=$(JOBS) ./tests/ports/run.sh . $(PORTS_DIR)/$(t) $(t) $(PORTS_OPTIONS_$(t)) &&) true
+
 # The libFuzzer targets, built with clang under ASan and UBSan.
 fuzz-build: deps-fuzz
 	CC=clang CXX=clang++ $(CMAKE) -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-	  -DPZ_FUZZ=ON -DPZ_BUILD_TESTS=OFF -DPZ_BUILD_EXAMPLES=OFF
+	  -DPZ_FUZZ=ON $(WERROR) -DPZ_BUILD_TESTS=OFF -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(FUZZ_DIR) -j $(JOBS)
 
 # Each target for FUZZ_SECONDS, one after the other; new inputs go to
@@ -99,7 +126,7 @@ fuzz: fuzz-build
 # The suite under valgrind's memcheck, which also sees inside Debian's cJSON,
 # then the concurrent readers under helgrind.
 memcheck: deps-grind
-	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(WERROR) -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(GRIND_DIR) --target pz_tests -j $(JOBS)
 	valgrind --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite,indirect \
 	  ./$(GRIND_DIR)/tests/pz_tests --gtest_brief=1 --gtest_filter=-Slow*
@@ -108,12 +135,12 @@ memcheck: deps-grind
 
 # Containers of ten million entries, optimised and without sanitizers.
 test-slow: deps-test
-	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(WERROR) -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(GRIND_DIR) --target pz_tests -j $(JOBS)
 	./$(GRIND_DIR)/tests/pz_tests --gtest_filter=Slow*
 
 bench: deps-bench
-	$(CMAKE) -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF \
+	$(CMAKE) -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release $(WERROR) -DPZ_BUILD_BENCH=ON -DPZ_BUILD_TESTS=OFF \
 	  -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(BENCH_DIR) -j $(JOBS)
 	./$(BENCH_DIR)/bench/pz_bench
@@ -135,4 +162,4 @@ install: deps-base
 	$(CMAKE) --install $(BUILD_DIR)
 
 clean:
-	rm -rf $(BUILD_DIR) $(BENCH_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR) $(FUZZ_DIR) build-docs
+	rm -rf $(BUILD_DIR) $(BENCH_DIR) $(ASAN_DIR) $(TSAN_DIR) $(GRIND_DIR) $(FUZZ_DIR) $(PORTS_DIR) build-docs

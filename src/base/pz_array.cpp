@@ -8,6 +8,9 @@
 
 namespace {
 
+// Elements of any kind (64-bit integers, doubles) follow the header aligned.
+static_assert(sizeof(pz_array_t) % PZ_MAX_ALIGN == 0, "elements start aligned after the header");
+
 char *elements_of(pz_array_t *a) { return reinterpret_cast<char *>(a + 1); }
 
 pz_array_t *alloc_array(size_t elt_size, size_t capacity) {

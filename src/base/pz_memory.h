@@ -1,6 +1,8 @@
 /* Block helpers over the platform allocator, including the reference-counted
  * block: a long count immediately followed by the record whose address the
- * callers hold. */
+ * callers hold. The record must be aligned for its widest members (64-bit
+ * integers, doubles, pointers); where those need 8 bytes and a long has 4
+ * (32-bit ARM, MIPS) the count gets padding in front of it. */
 #ifndef PZ_MEMORY_H
 #define PZ_MEMORY_H
 
@@ -13,6 +15,27 @@
 extern "C" {
 #endif
 
+/* The widest alignment any record or carved-up block needs; HAL_Malloc
+ * returns memory aligned at least this much. */
+typedef union {
+    long l;
+    int64_t i;
+    double d;
+    void *p;
+} pz_max_align_u;
+#ifdef __cplusplus
+#define PZ_MAX_ALIGN alignof(pz_max_align_u)
+#else
+#define PZ_MAX_ALIGN _Alignof(pz_max_align_u)
+#endif
+
+/* `size` rounded up to a multiple of PZ_MAX_ALIGN. */
+#define PZ_ALIGN_UP(size) (((size) + PZ_MAX_ALIGN - 1) / PZ_MAX_ALIGN * PZ_MAX_ALIGN)
+
+/* Bytes in front of a counted record: the count, and the padding before it
+ * that keeps the record aligned. */
+#define PZ_REF_HEADER PZ_ALIGN_UP(sizeof(long))
+
 /* HAL_Malloc(size), zero-filled; null on failure. */
 static inline void *pz_zalloc(size_t size) {
     void *p = HAL_Malloc((unsigned long)size);
@@ -23,10 +46,11 @@ static inline void *pz_zalloc(size_t size) {
 /* A zero-filled counted block of `size` bytes after its count, with the count
  * set to 1. Returns the address after the count, or null. */
 static inline void *pz_zalloc_ref(size_t size) {
-    char *block = (char *)pz_zalloc(size + sizeof(long));
-    if (block == NULL) return NULL;
-    *(long *)block = 1; /* nobody else sees the block yet: no atomic needed */
-    return block + sizeof(long);
+    char *record = (char *)pz_zalloc(size + PZ_REF_HEADER);
+    if (record == NULL) return NULL;
+    record += PZ_REF_HEADER;
+    *((long *)record - 1) = 1; /* nobody else sees the block yet: no atomic needed */
+    return record;
 }
 
 /* The count of a block made by pz_zalloc_ref. */
@@ -35,7 +59,7 @@ static inline volatile long *pz_ref_count(const void *ptr) {
 }
 
 /* Frees a block made by pz_zalloc_ref, given the address it returned. */
-static inline void pz_free_ref(void *ptr) { HAL_Free((char *)ptr - sizeof(long)); }
+static inline void pz_free_ref(void *ptr) { HAL_Free((char *)ptr - PZ_REF_HEADER); }
 
 /* HAL_Malloc(size) holding a copy of `size` bytes of `ptr`; null on failure. */
 static inline void *pz_mem_dup(const void *ptr, size_t size) {

@@ -4,7 +4,7 @@
 // depth. Instead of recursing, a value whose last reference goes while a
 // release is already running on this thread is put on a queue and released
 // by the outermost release, in the order the references went. The queue is
-// linked through the dead values' own count slots (a count that reached zero
+// linked through the dead values' own count headers (a count that reached zero
 // is no longer needed), so releasing never allocates and never fails.
 #include "pz_variant_internal.h"
 
@@ -20,18 +20,22 @@ struct release_queue {
     bool active = false;
 };
 
+#if PZ_NO_THREADS
+release_queue queue;  // built for one thread
+#else
 thread_local release_queue queue;
+#endif
 
-static_assert(sizeof(long) >= sizeof(pz_variant_t *), "the count slot carries the queue link");
+static_assert(PZ_REF_HEADER >= sizeof(pz_variant_t *), "the count header carries the queue link");
 
 pz_variant_t *next_of(pz_variant_t *v) {
     pz_variant_t *next;
-    std::memcpy(&next, reinterpret_cast<char *>(v) - sizeof(long), sizeof next);
+    std::memcpy(&next, reinterpret_cast<char *>(v) - PZ_REF_HEADER, sizeof next);
     return next;
 }
 
 void set_next(pz_variant_t *v, pz_variant_t *next) {
-    std::memcpy(reinterpret_cast<char *>(v) - sizeof(long), &next, sizeof next);
+    std::memcpy(reinterpret_cast<char *>(v) - PZ_REF_HEADER, &next, sizeof next);
 }
 
 void enqueue(pz_variant_t *v) {

@@ -321,7 +321,8 @@ PZ_API pz_variant_t *pz_variant_array_clear(pz_variant_t *va);
 /** @{ */
 /** Typed getters: the element at `index` read through the named type, as
  * raw bits with no conversion between kinds (varray_int64 of an int8 -1
- * gives 255; varray_bool is true when the first byte is non-zero). Zero,
+ * gives 255 on a little-endian target: the stored byte, then zeros;
+ * varray_bool is true when the first byte is non-zero). Zero,
  * false or null when `v` is not an array with storage, `index` is at or
  * past the end or the slot is empty. varray_str borrows the element's text
  * (null for an empty string), valid while the element lives. */
@@ -430,7 +431,8 @@ PZ_API pz_variant_t *vdict_child(pz_variant_t *dict, const char *key);
 /** @{ */
 /** Typed getters: the value under `key` read through the named type, as
  * raw bits with no conversion between kinds (a stored int8 -1 read as int32
- * gives 255; bool is true when the first byte is non-zero); `def` when the
+ * gives 255 on a little-endian target; bool is true when the first byte is
+ * non-zero); `def` when the
  * dictionary or key is unusable or the key is absent. They allocate nothing
  * and take no reference. vdict_str_default borrows the stored text, valid
  * while the entry stays: null for an empty string, whatever `def` is. */

@@ -505,15 +505,15 @@ void write_message(char *buf, uint32_t max_len) {
 }  // namespace
 
 void *pz::dump_arena::alloc(size_t size) {
-    size = (size + 7) & ~size_t{7};
+    size = PZ_ALIGN_UP(size);
     if (size > left_) {
         // Blocks double up to 1 MB, and a larger request gets its own.
         const size_t want = std::max(size, next_);
-        auto *block = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(want + sizeof(void *))));
+        auto *block = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(want + kArenaHeader)));
         if (block == nullptr) return nullptr;
-        std::memcpy(block, &blocks_, sizeof(void *));
+        std::memcpy(block, &blocks_, sizeof blocks_);
         blocks_ = block;
-        cursor_ = block + sizeof(void *);
+        cursor_ = block + kArenaHeader;
         left_ = want;
         next_ = std::min<size_t>(next_ * 2, size_t{1} << 20);
     }
@@ -535,8 +535,8 @@ void pz::dump_arena::reset() {
         older = next;
     }
     std::memset(blocks_, 0, sizeof(void *));
-    left_ += static_cast<size_t>(cursor_ - (blocks_ + sizeof(void *)));
-    cursor_ = blocks_ + sizeof(void *);
+    left_ += static_cast<size_t>(cursor_ - (blocks_ + kArenaHeader));
+    cursor_ = blocks_ + kArenaHeader;
 }
 
 pz::dump_arena::~dump_arena() {

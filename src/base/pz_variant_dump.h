@@ -8,6 +8,7 @@
 #include <array>
 #include <string_view>
 
+#include "pz_memory.h"
 #include "pz_variant.h"
 #include "pz_variant_kinds.h"
 
@@ -50,14 +51,18 @@ public:
     dump_arena &operator=(const dump_arena &) = delete;
     ~dump_arena();
 
-    // `size` bytes aligned for a pointer; null when out of memory.
+    // `size` bytes aligned for a cJSON node (pointers and a double); null
+    // when out of memory.
     void *alloc(size_t size);
 
     // Makes every byte handed out available again.
     void reset();
 
 private:
-    char *blocks_ = nullptr;  // each block starts with the previous one's address
+    // Each block starts with the previous one's address, padded so that what
+    // follows stays aligned.
+    static constexpr size_t kArenaHeader = PZ_ALIGN_UP(sizeof(void *));
+    char *blocks_ = nullptr;
     char *cursor_ = nullptr;
     size_t left_ = 0;
     size_t next_ = 4096;

@@ -4,6 +4,7 @@
 #ifndef PZ_VARIANT_INTERNAL_H
 #define PZ_VARIANT_INTERNAL_H
 
+#include <cstddef>
 #include <cstring>
 #include <type_traits>
 
@@ -32,13 +33,17 @@ namespace pz {
 // that a setter never writes callbacks past the end of a plain record.
 enum record_layout : uint8_t { layout_plain = 0, layout_autoptr = 1, layout_sharedptr = 2 };
 
-// A value is one block: the count, then the record. The union is 8 bytes
-// and holds every kind; containers store 8-byte element pointers.
-static_assert(sizeof(long) == 8 && sizeof(void *) == 8, "64-bit platform expected");
-static_assert(sizeof(pz_variant_t) == 16, "union 8 + kind 1 + layout 1 + len 4, padded");
-static_assert(sizeof(long) + sizeof(pz_variant_t) == 24, "plain block size");
-static_assert(sizeof(long) + sizeof(v_autoptr_s) == 32, "owned-pointer block size");
-static_assert(sizeof(long) + sizeof(v_sharedptr_t) == 40, "shared-pointer block size");
+// A value is one block: the count, then the record. The union holds every
+// kind in its first 8 bytes; containers store element pointers.
+static_assert(offsetof(pz_variant_t, vt) == sizeof(uint64_t), "the union is its 8-byte members");
+// The record after the count header is aligned for its widest members on
+// every ABI (a long may be narrower than an int64_t's or a double's alignment).
+static_assert(PZ_REF_HEADER % alignof(pz_variant_t) == 0 &&
+                  PZ_REF_HEADER % alignof(v_autoptr_s) == 0 &&
+                  PZ_REF_HEADER % alignof(v_sharedptr_t) == 0 &&
+                  PZ_REF_HEADER % alignof(pz_string_t) == 0,
+              "counted records start aligned after their header");
+static_assert(PZ_REF_HEADER >= sizeof(long), "the header holds the count");
 inline constexpr unsigned long kElementSize = sizeof(pz_variant_t *);
 inline constexpr unsigned long kArrayReserve = 8;
 

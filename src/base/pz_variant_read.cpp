@@ -6,7 +6,9 @@
 #include <cfloat>
 #include <climits>
 #include <cmath>
+#if !PZ_NO_THREADS
 #include <mutex>
+#endif
 #include <string_view>
 
 #include "pz_cjson64.h"
@@ -46,8 +48,10 @@ pz_variant_t *json_to_variant(const cJSON *item, reader &r);
 // so two of our parses must not run at once. The walk runs outside the lock.
 // `end` receives where parsing stopped: past the value, or at the error.
 cJSON *parse(const char *text, const char **end) {
+#if !PZ_NO_THREADS
     static std::mutex parsing;
     const std::lock_guard<std::mutex> lock(parsing);
+#endif
     return cJSON_ParseWithOpts(text, end, false);
 }
 

@@ -1,4 +1,6 @@
-/* Built against an installed pzvariant found through pkg-config. */
+/* Built against an installed pzvariant found through pkg-config or CMake.
+ * The dump and its reading back pull in the parts of the library that need
+ * the C++ runtime. */
 #include <pzvariant/pz_variant.h>
 #include <stdio.h>
 
@@ -8,7 +10,12 @@ int main(void) {
     pz_variant_dict_put(d, "n", n);
     pz_variant_unref(n);
     pz_variant_t *got = pz_variant_dict_get(d, "n");
-    const int ok = got != NULL && got->vt == vtype_uint16 && got->uint16_val == 65535;
+    char *text = pz_variant_dump(d);
+    pz_variant_t *back = pz_variant_from_dump(text);
+    const int ok = got != NULL && got->vt == vtype_uint16 && got->uint16_val == 65535 &&
+                   pz_variant_equal(back, d);
+    HAL_Free(text);
+    pz_variant_unref(back);
     pz_variant_unref(got);
     pz_variant_unref(d);
     printf("C consumer: %s\n", ok ? "ok" : "FAILED");

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
 #include <limits>
 #include <sstream>
@@ -101,6 +102,18 @@ inline void append_new(pz_variant_t *array, pz_variant_t *value) {
 
 // The reference count of a live value.
 inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
+
+// What a getter of type To reads from a union holding `value`: its bytes
+// first, zero after, read back raw. 255 for an int8 -1 read as int64 on a
+// little-endian target, 0xff << 56 on a big-endian one.
+template <class To, class From>
+To union_read(From value) {
+    unsigned char bytes[8] = {};
+    std::memcpy(bytes, &value, sizeof value);
+    To out;
+    std::memcpy(&out, bytes, sizeof out);
+    return out;
+}
 
 // Dictionaries and arrays alternating around `inner` (taken over), `levels`
 // deep counting `inner`.

@@ -14,8 +14,8 @@ extern "C" {
  * HAL_Malloc and goes back through HAL_Free; a port supplies these four.
  * @{ */
 
-/** Allocates `size` bytes aligned for a long followed by a double; null when
- * out of memory. Contents are unspecified. */
+/** Allocates `size` bytes aligned for any long, int64_t, double or pointer
+ * (as malloc is); null when out of memory. Contents are unspecified. */
 PZ_API void *HAL_Malloc(unsigned long size);
 
 /** Releases a block from HAL_Malloc; a null pointer is ignored. Release the
