@@ -223,6 +223,31 @@ const std::vector<Case> cases = {
              HAL_Free(text);
              return instead(v, back);
          }},
+    // Large integers and a NUL byte make the readers look into the text.
+    Case{"pz_variant_from_dump_ex", [] {
+             return ARMED(pz_variant_from_dump_ex(
+                 R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr));
+         }},
+    Case{"pz_variant_from_json", [] {
+             return ARMED(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr));
+         }},
+    Case{"pz_variant_to_json", [] {
+             pz_variant_t *v = sample();
+             char *text = ARMED(pz_variant_to_json(v, PZ_JSON_INDENT));
+             pz_variant_t *back = text != nullptr ? pz_variant_from_json(text, nullptr) : nullptr;
+             HAL_Free(text);
+             return instead(v, back);
+         }},
+    Case{"pz_variant_read_file", [] {
+             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_file";
+             static const bool written = [&] {
+                 pz_variant_t *v = sample();
+                 const bool ok = pz_variant_write_file(v, path.c_str(), PZ_TEXT_JSON, 0);
+                 pz_variant_unref(v);
+                 return ok;
+             }();
+             return written ? ARMED(pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr)) : nullptr;
+         }},
     Case{"pz_variant_dump", [] {
              pz_variant_t *v = sample();
              char *text = ARMED(pz_variant_dump(v));

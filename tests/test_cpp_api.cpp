@@ -2,6 +2,7 @@
 // copies, merges, dumps, packing and allocation failure.
 #include "pz_variant.hpp"
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -65,10 +66,26 @@ TEST_F(CppApi, CopyMergeDumpAndPack) {
     a.merge(pz::dict({{"id", 2}, {"j", 3}}));
     EXPECT_EQ(a.dump(), R"({"dict":{"id":{"int32":2},"list":{"array":[{"int8":-1},{"double":0.1}]},"j":{"int32":3}}})");
     EXPECT_EQ(pz::from_dump(b.dump()), b);
-    EXPECT_FALSE(pz::from_dump("not json"));
+    try {
+        pz::from_dump(R"({"int8":1)");
+        ADD_FAILURE() << "read an unfinished text";
+    } catch (const pz::parse_error &e) {
+        EXPECT_STREQ(e.what(), "unexpected end of text");
+        EXPECT_EQ(e.offset(), 9u);
+    }
+    EXPECT_EQ(pz::from_json(R"({"a":[1,2.5]})"), pz::dict({{"a", pz::array({int64_t{1}, 2.5})}}));
+    EXPECT_THROW(pz::from_json("[1,]"), pz::parse_error);
+    EXPECT_EQ(pz::array({int8_t{1}, "x", 0.5f}).to_json(), R"([1,"x",0.5])");
+    std::ostringstream shown;
+    shown << pz::dict({{"k", true}});
+    EXPECT_EQ(shown.str(), "{\n  \"k\": true\n}");
+    EXPECT_THROW(pz::value().to_json(), pz::error);
+    shown << pz::value();
+    EXPECT_TRUE(shown.fail());
     pz::value loop = pz::array({1});
     loop.push_back(loop);
     EXPECT_THROW(loop.dump(), std::bad_alloc);
+    EXPECT_THROW(loop.to_json(), pz::error);
     pz_variant_clear(loop.get());  // breaks the loop
 
     pz::value packed = pz::pack(int32_t{-7}, "text", int8_t{3}, 2.5f);

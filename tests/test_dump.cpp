@@ -128,7 +128,10 @@ public:
 #undef MAKER
         const uint32_t n = std::size(scalars) - 1, pick = below(n + (depth > 0 ? 5 : 3));
         if (pick < n) return scalars[pick](*this);
-        if (pick == n) return pz_variant_str_new(text(0).c_str());
+        if (pick == n) {
+            const std::string t = text(0);
+            return vstr_sized_new(t.data(), static_cast<uint32_t>(t.size()));
+        }
         if (pick == n + 1) {  // a text, a NUL and any byte
             const std::string raw = text(0) + '\0' + static_cast<char>(rng_());
             return vstr_buf_new(reinterpret_cast<const uint8_t *>(raw.data()), static_cast<uint32_t>(raw.size()));
@@ -164,10 +167,13 @@ public:
 private:
     uint32_t below(uint32_t n) { return static_cast<uint32_t>(rng_() % n); }
 
-    // Escapes, control characters, multi-byte UTF-8; never a NUL.
+    // Escapes, control characters, NUL, multi-byte UTF-8 (a key ends at
+    // its first NUL).
     std::string text(uint32_t min_len) {
-        static const char *const pieces[] = {"a", "7", " ", "\"", "\\", "/", "\n", "\t", "\x01", "\x1f",
-                                             "\xc3\xa9", "\xe2\x82\xac", "\xf0\x9f\x98\x80", "{\"int8\":1}"};
+        using namespace std::string_view_literals;
+        static const std::string_view pieces[] = {"a", "7", " ", "\"", "\\", "/", "\n", "\t", "\x01", "\x1f",
+                                                  "\0"sv, "\xc3\xa9", "\xe2\x82\xac", "\xf0\x9f\x98\x80",
+                                                  "{\"int8\":1}"};
         std::string out;
         for (uint32_t len = min_len + below(12); len > 0; --len) out += pieces[below(std::size(pieces))];
         return out;

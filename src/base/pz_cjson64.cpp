@@ -4,6 +4,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <functional>
+
+#include "hal/pz_hal.h"
 
 namespace pz::cjson64 {
 
@@ -32,50 +35,13 @@ cJSON *create_integer(bool negative, uint64_t magnitude) {
     return cJSON_CreateRaw(integer_text(text, negative, magnitude));
 }
 
-// Plain decimal digits with an optional minus, magnitude below 2^64.
-bool parse_digits(const char *first, const char *last, bool *negative, uint64_t *magnitude) {
-    *negative = first < last && *first == '-';
-    if (*negative) ++first;
-    if (first == last) return false;
-    uint64_t value = 0;
-    for (; first < last; ++first) {
-        const unsigned digit = static_cast<unsigned char>(*first) - '0';
-        if (digit > 9 || value > (UINT64_MAX - digit) / 10) return false;
-        value = value * 10 + digit;
-    }
-    *magnitude = value;
-    return true;
-}
-
-// The next number in JSON text from `p` on, skipping strings; null when the
-// text ends first. Sets `end` past it and moves `p` there.
-const char *next_number(const char *&p, const char **end) {
-    for (;;) {
-        const char c = *p;
-        if (c == '\0') return nullptr;
-        if (c == '"') {
-            for (++p; *p != '\0' && *p != '"'; ++p) {
-                if (*p == '\\' && p[1] != '\0') ++p;
-            }
-            if (*p == '"') ++p;
-        } else if (c == '-' || (c >= '0' && c <= '9')) {
-            const char *start = p;
-            while (*p != '\0' && std::strchr("0123456789+-.eE", *p) != nullptr) ++p;
-            *end = p;
-            return start;
-        } else {
-            ++p;
-        }
-    }
-}
-
 struct integer {
     bool negative;
     uint64_t magnitude;
     bool beyond;  // magnitude 2^64 or more: saturates
 };
 
-integer integer_of(const cJSON *item, exact_numbers *exact) {
+integer integer_of(const cJSON *item, exact_values *exact) {
     integer out{false, 0, false};
     if (cJSON_IsRaw(item)) {
         const char *text = item->valuestring;
@@ -102,6 +68,118 @@ integer integer_of(const cJSON *item, exact_numbers *exact) {
 uint64_t wrapped(const integer &n) { return n.negative ? 0 - n.magnitude : n.magnitude; }
 
 }  // namespace
+
+bool parse_digits(const char *first, const char *last, bool *negative, uint64_t *magnitude) {
+    *negative = first < last && *first == '-';
+    if (*negative) ++first;
+    if (first == last) return false;
+    uint64_t value = 0;
+    for (; first < last; ++first) {
+        const unsigned digit = static_cast<unsigned char>(*first) - '0';
+        if (digit > 9 || value > (UINT64_MAX - digit) / 10) return false;
+        value = value * 10 + digit;
+    }
+    *magnitude = value;
+    return true;
+}
+
+namespace {
+
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+// -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)? exactly, which cJSON (reading
+// any run of these characters with strtod) does not insist on.
+bool json_number(const char *p, const char *last) {
+    auto digits = [&] {
+        const char *first = p;
+        while (p < last && is_digit(*p)) ++p;
+        return p > first;
+    };
+    if (p < last && *p == '-') ++p;
+    if (p < last && *p == '0') {
+        ++p;
+    } else if (!digits()) {
+        return false;
+    }
+    if (p < last && *p == '.' && (++p, !digits())) return false;
+    if (p < last && (*p == 'e' || *p == 'E')) {
+        ++p;
+        if (p < last && (*p == '+' || *p == '-')) ++p;
+        if (!digits()) return false;
+    }
+    return p == last;
+}
+
+unsigned hex4(const char *p) {
+    unsigned value = 0;
+    for (int i = 0; i < 4; ++i) {
+        const char c = p[i];
+        const unsigned digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
+        value = value * 16 + digit;
+    }
+    return value;
+}
+
+}  // namespace
+
+std::string_view text_cursor::next() {
+    for (;;) {
+        const char c = *p_;
+        if (c == '\0') return {};
+        const char *start = p_;
+        if (c == '"') {
+            for (++p_; *p_ != '\0' && *p_ != '"'; ++p_) {
+                if (static_cast<unsigned char>(*p_) < 0x20) fault(p_, "control character in a string");
+                if (*p_ == '\\' && p_[1] != '\0') ++p_;
+            }
+            if (*p_ == '"') ++p_;
+            return {start, static_cast<size_t>(p_ - start)};
+        }
+        if (c == '-' || is_digit(c)) {
+            while (*p_ != '\0' && std::strchr("0123456789+-.eE", *p_) != nullptr) ++p_;
+            if (!json_number(start, p_)) fault(start, "malformed number");
+            return {start, static_cast<size_t>(p_ - start)};
+        }
+        if (static_cast<unsigned char>(c) < 0x20 && c != ' ' && c != '\t' && c != '\n' && c != '\r') {
+            fault(p_, "control character outside a string");
+        }
+        ++p_;
+    }
+}
+
+void text_cursor::finish() {
+    while (!next().empty()) {
+    }
+}
+
+void text_cursor::fault(const char *at, const char *reason) {
+    if (fault_at_ == nullptr) {
+        fault_at_ = at;
+        fault_ = reason;
+    }
+}
+
+size_t text_cursor::decoded_length(std::string_view token) {
+    size_t n = 0;
+    const char *last = token.data() + token.size() - 1;
+    for (const char *p = token.data() + 1; p < last; ++n) {
+        if (*p != '\\') {
+            ++p;
+        } else if (p[1] != 'u') {
+            p += 2;
+        } else {
+            const unsigned code = hex4(p + 2);
+            p += 6;
+            if (code >= 0xd800 && code < 0xdc00) {
+                p += 6;  // the low surrogate after it
+                n += 3;
+            } else {
+                n += code < 0x80 ? 0 : code < 0x800 ? 1 : 2;
+            }
+        }
+    }
+    return n;
+}
 
 cJSON *cJSON_CreateInt64(int64_t value) {
     // The magnitude of INT64_MIN does not fit an int64_t; it does in 64 bits.
@@ -130,62 +208,114 @@ bool cJSON_SetObjectItem(cJSON *object, const char *name, cJSON *item) {
     return true;
 }
 
-int64_t cJSON_GetInt64Value(const cJSON *item, exact_numbers *exact) {
+int64_t cJSON_GetInt64Value(const cJSON *item, exact_values *exact) {
     const integer n = integer_of(item, exact);
     if (n.beyond) return n.negative ? INT64_MIN : INT64_MAX;
     return static_cast<int64_t>(wrapped(n));
 }
 
-uint64_t cJSON_GetUInt64Value(const cJSON *item, exact_numbers *exact) {
+uint64_t cJSON_GetUInt64Value(const cJSON *item, exact_values *exact) {
     const integer n = integer_of(item, exact);
     if (n.beyond) return n.negative ? 0 : UINT64_MAX;
     return wrapped(n);
 }
 
-bool exact_numbers::find(const cJSON *item, bool *negative, uint64_t *magnitude) {
-    if (!scanned_) scan();
-    // Plain pointers, not vector iterators: comparing those would instantiate
-    // an exported helper of the standard library.
-    const entry *first = table_.data();
-    const entry *last = first + table_.size();
-    const entry *at = std::lower_bound(first, last, item, [](const entry &e, const cJSON *key) {
-        return std::less<const cJSON *>()(e.item, key);
-    });
-    if (at == last || at->item != item) return false;
-    *negative = at->negative;
-    *magnitude = at->magnitude;
+exact_values::~exact_values() { HAL_Free(table_); }
+
+bool exact_values::find(const cJSON *item, bool *negative, uint64_t *magnitude) {
+    const entry *e = lookup(item, number);
+    if (e == nullptr) return false;
+    *negative = e->negative;
+    *magnitude = e->value;
     return true;
 }
 
-// The parser makes items in text order, so a pre-order walk of the tree
-// meets the number items in the order their texts appear.
-void exact_numbers::scan() {
-    scanned_ = true;
-    const char *p = text_;
-    struct walker {
-        const char *&p;
-        std::vector<entry> &table;
+bool exact_values::nul_escapes() {
+    if (nul_escapes_ < 0) nul_escapes_ = std::strstr(text_, "\\u0000") != nullptr;
+    return nul_escapes_ != 0;
+}
 
-        bool walk(const cJSON *item) {
+size_t exact_values::string_length(const cJSON *item) {
+    const entry *e = nul_escapes() ? lookup(item, value_text) : nullptr;
+    return e != nullptr ? static_cast<size_t>(e->value) : std::strlen(item->valuestring);
+}
+
+namespace {
+
+bool before(const cJSON *a, uint8_t a_what, const cJSON *b, uint8_t b_what) {
+    return std::less<const cJSON *>()(a, b) || (a == b && a_what < b_what);
+}
+
+}  // namespace
+
+const exact_values::entry *exact_values::lookup(const cJSON *item, what kind) {
+    if (!scanned_) scan();
+    const entry *first = table_;
+    const entry *last = table_ + size_;
+    const entry *at = std::lower_bound(first, last, item, [kind](const entry &e, const cJSON *key) {
+        return before(e.item, e.what, key, kind);
+    });
+    return at != last && at->item == item && at->what == kind ? at : nullptr;
+}
+
+void exact_values::add(const entry &e) {
+    if (size_ == capacity_) {
+        const size_t capacity = capacity_ == 0 ? 16 : capacity_ * 2;
+        auto *grown = static_cast<entry *>(HAL_Malloc(static_cast<unsigned long>(capacity * sizeof(entry))));
+        if (grown == nullptr) {
+            failed_ = true;
+            return;
+        }
+        if (size_ != 0) std::memcpy(grown, table_, size_ * sizeof(entry));
+        HAL_Free(table_);
+        table_ = grown;
+        capacity_ = capacity;
+    }
+    table_[size_++] = e;
+}
+
+// The parser makes items in text order, so a pre-order walk of the tree
+// meets member names, strings and numbers in the order their texts appear.
+void exact_values::scan() {
+    scanned_ = true;
+    struct walker {
+        exact_values &self;
+        text_cursor cursor;
+        bool texts;  // whether strings are looked at: only when \u0000 occurs
+
+        // The length of the next string token when cJSON's C string of it,
+        // `cut`, is shorter; 0 otherwise.
+        size_t longer_text(const char *cut) {
+            const std::string_view token = cursor.next();
+            if (!texts || token.empty() || token[0] != '"') return 0;
+            const size_t n = text_cursor::decoded_length(token);
+            return n != std::strlen(cut) ? n : 0;
+        }
+
+        bool walk(const cJSON *item, bool named) {
             for (; item != nullptr; item = item->next) {
-                if (cJSON_IsNumber(item)) {
-                    const char *end;
-                    const char *start = next_number(p, &end);
-                    if (start == nullptr) return false;  // not this tree's text
-                    entry e{item, false, 0};
+                if (named && item->string != nullptr) {
+                    if (const size_t n = longer_text(item->string)) self.add({item, name_text, false, n});
+                }
+                if (cJSON_IsString(item)) {
+                    if (const size_t n = longer_text(item->valuestring)) self.add({item, value_text, false, n});
+                } else if (cJSON_IsNumber(item)) {
+                    const std::string_view token = cursor.next();
+                    if (token.empty()) return false;  // not this tree's text
+                    entry e{item, number, false, 0};
                     if (std::fabs(item->valuedouble) >= kExactBelow &&
-                        parse_digits(start, end, &e.negative, &e.magnitude)) {
-                        table.push_back(e);
+                        parse_digits(token.data(), token.data() + token.size(), &e.negative, &e.value)) {
+                        self.add(e);
                     }
                 }
-                if (!walk(item->child)) return false;
+                if (!walk(item->child, cJSON_IsObject(item))) return false;
             }
             return true;
         }
     };
-    walker{p, table_}.walk(root_);
-    std::sort(table_.data(), table_.data() + table_.size(), [](const entry &a, const entry &b) {
-        return std::less<const cJSON *>()(a.item, b.item);
+    walker{*this, text_cursor(text_), nul_escapes()}.walk(root_, false);
+    std::sort(table_, table_ + size_, [](const entry &a, const entry &b) {
+        return before(a.item, a.what, b.item, b.what);
     });
 }
 

@@ -9,8 +9,9 @@
 
 #include <cjson/cJSON.h>
 
+#include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <string_view>
 
 namespace pz::cjson64 {
 
@@ -36,31 +37,94 @@ cJSON *cJSON_CreateDouble(double value);
 // deleted) when either is null.
 bool cJSON_SetObjectItem(cJSON *object, const char *name, cJSON *item);
 
-// The exact integers of one parsed text. cJSON keeps only a double per
-// number, so integers of magnitude 2^53 or more are recovered from the text
-// itself; this is done once, on the first such lookup, so reads of texts
-// without large integers pay nothing. Lives no longer than the text and the
-// tree it was made for.
-class exact_numbers {
+// Plain decimal digits with an optional minus, magnitude below 2^64.
+bool parse_digits(const char *first, const char *last, bool *negative, uint64_t *magnitude);
+
+// The string and number tokens of a JSON text one after the other: the
+// order in which a pre-order walk of cJSON's tree meets member names,
+// strings and numbers. On the way it notes the first place where the text
+// is not strict JSON although cJSON reads it: a control character outside
+// the four whitespace characters, a raw control character in a string, a
+// number such as 01, 1. or -.5.
+class text_cursor {
 public:
-    exact_numbers(const char *text, const cJSON *root) : text_(text), root_(root) {}
+    explicit text_cursor(const char *text) : p_(text) {}
+
+    // The next token, a string with its quotes or a number; empty when the
+    // text ends first.
+    std::string_view next();
+
+    // Goes through the rest of the text, noting what is not strict.
+    void finish();
+
+    // Where the first fault is and what it is; null when none was seen.
+    const char *fault_at() const { return fault_at_; }
+    const char *fault() const { return fault_; }
+
+    // The length in bytes of a string token as cJSON decodes it: each
+    // escape one byte, \uXXXX its code point's UTF-8 length (a surrogate
+    // pair four bytes).
+    static size_t decoded_length(std::string_view token);
+
+private:
+    void fault(const char *at, const char *reason);
+
+    const char *p_;
+    const char *fault_at_ = nullptr;
+    const char *fault_ = nullptr;
+};
+
+// What cJSON cannot hold of one parsed text, recovered from the text
+// itself. cJSON keeps only a double per number, so integers of magnitude
+// 2^53 or more are looked up in the text; and it hands out strings as C
+// strings, which a \u0000 escape cuts short, so the true length of such a
+// string (or member name) is taken from the text. The text is scanned once,
+// on the first lookup that needs it: a text without large integers or
+// \u0000 escapes pays nothing. Lives no longer than the text and the tree it
+// was made for. The table lives in HAL memory.
+class exact_values {
+public:
+    exact_values(const char *text, const cJSON *root) : text_(text), root_(root) {}
+    exact_values(const exact_values &) = delete;
+    exact_values &operator=(const exact_values &) = delete;
+    ~exact_values();
 
     // Sign and magnitude of `item` as written, when it was written as plain
     // digits of magnitude below 2^64; false otherwise.
     bool find(const cJSON *item, bool *negative, uint64_t *magnitude);
 
+    // The length in bytes of the string value of `item`, NUL bytes included.
+    size_t string_length(const cJSON *item);
+
+    // Whether the name of the member `item` holds a NUL byte, so that
+    // cJSON's C string of it is cut short.
+    bool name_cut(const cJSON *item) { return nul_escapes() && lookup(item, name_text) != nullptr; }
+
+    // Whether the scan ran out of memory, so that a lookup may have fallen
+    // back to what cJSON holds.
+    bool failed() const { return failed_; }
+
 private:
+    enum what : uint8_t { number, value_text, name_text };
     struct entry {
         const cJSON *item;
+        uint8_t what;
         bool negative;
-        uint64_t magnitude;
+        uint64_t value;  // the magnitude, or the length of the text
     };
+    bool nul_escapes();
+    const entry *lookup(const cJSON *item, what kind);
     void scan();
+    void add(const entry &e);
 
     const char *text_;
     const cJSON *root_;
     bool scanned_ = false;
-    std::vector<entry> table_;  // sorted by item
+    bool failed_ = false;
+    int8_t nul_escapes_ = -1;  // whether the text holds \u0000; -1 not yet known
+    entry *table_ = nullptr;   // sorted by item, then what
+    size_t size_ = 0;
+    size_t capacity_ = 0;
 };
 
 // The integer value of a number item (or of an integer item made above),
@@ -75,8 +139,8 @@ private:
 // - anything that is not a number gives 0.
 // Integers written as plain digits are exact at any magnitude when `exact`
 // is given; otherwise above 2^53 they are as exact as their double.
-int64_t cJSON_GetInt64Value(const cJSON *item, exact_numbers *exact);
-uint64_t cJSON_GetUInt64Value(const cJSON *item, exact_numbers *exact);
+int64_t cJSON_GetInt64Value(const cJSON *item, exact_values *exact);
+uint64_t cJSON_GetUInt64Value(const cJSON *item, exact_values *exact);
 
 }  // namespace pz::cjson64
 

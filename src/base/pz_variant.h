@@ -9,10 +9,10 @@
  * Threads: the library starts no threads. References to one value may be
  * taken and dropped from any thread. A value that no thread changes may be
  * read by several threads at once: getters, pz_variant_equal, dup, dumps,
- * and concat into a value of the reader's own. pz_variant_from_dump calls
- * may run at once (they take one lock around cJSON's parser, whose error
- * position is process-wide; a host calling cJSON_Parse itself from other
- * threads races with them on it). Everything that changes a value must be
+ * and concat into a value of the reader's own. The readers (from_dump,
+ * from_json, read_file and the others) may run at once (they take one lock
+ * around cJSON's parser, whose error position is process-wide; a host
+ * calling cJSON_Parse itself from other threads races with them on it). Everything that changes a value must be
  * serialised by the callers with every other use of that value. cJSON's
  * allocation hooks are left as the host set them.
  *
@@ -21,6 +21,9 @@
 #define PZ_VARIANT_H
 
 #include <stdarg.h>
+#ifndef PZ_NO_STDIO
+#include <stdio.h>
+#endif
 
 #include "basictypes.h"
 #include "hal/pz_hal.h"
@@ -537,6 +540,98 @@ PZ_API int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t ma
  * the last wins. Null for a null text, one that is not JSON, or one that
  * describes no readable value. */
 PZ_API pz_variant_t *pz_variant_from_dump(const char *dump);
+
+/** Where and why a text could not be read. */
+typedef struct pz_read_error_s {
+    size_t offset;   /**< byte offset in the text at which reading stopped */
+    char reason[80]; /**< a short reason, NUL-terminated; "" when the text was read */
+} pz_read_error_t;
+
+/** As pz_variant_from_dump, and when `error` is not null it receives why
+ * and where the text was refused (offset and reason "" when it was read).
+ * Reasons include "no text", "no value", "not valid JSON", "unexpected end
+ * of text", "not a typed object", "unknown kind", "value does not match its
+ * kind", "a pointer is not read back", "bytes not in hex digits", "nested
+ * too deep" and "out of memory". */
+PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error);
+
+/* ---------------------------------------------------------------------- */
+/* Plain JSON                                                              */
+/* ---------------------------------------------------------------------- */
+
+/* Plain JSON reads into kinds by one rule: true and false are bool, null is
+ * the null kind, a number written as an integer (no fraction, no exponent)
+ * is int64 when it fits, else uint64 when it fits, else double; any other
+ * number is double (1e999 is infinite); a string is a string (every byte
+ * kept, \u0000 included); an array is an array; an object is a dictionary
+ * in the text's order, a later duplicate key winning. Integers are exact
+ * over both 64-bit ranges. The text must be exactly one JSON value with
+ * only whitespace around it (a UTF-8 byte order mark at its start is
+ * skipped); numbers such as 01, 1. or -.5, control characters outside the
+ * four whitespace characters and raw control characters in strings are
+ * refused, as are a key that is empty or holds a NUL byte (a dictionary
+ * cannot store it) and a nesting deeper than PZ_VARIANT_MAX_DEPTH. Bytes of
+ * invalid UTF-8 in strings are kept as they are.
+ *
+ * Written, every kind maps back: bool, null, strings and containers as
+ * themselves (an empty array slot as null); integers of every width exactly;
+ * doubles and floats in the shortest text that reads back to the same bits,
+ * with ".0" added to an integral one so that it reads back as a double; NaN
+ * as null and the infinities as 1e999 and -1e999, as the dump writes them;
+ * bytes as a string of lowercase hex digits, two a byte; the raw, owned and
+ * shared pointer kinds as null, or refused with PZ_JSON_REFUSE_POINTERS. */
+
+/** A new value (count 1) read from the plain JSON `text` by the rule above;
+ * null when it cannot be read, with the reason and offset in `error` when
+ * that is not null ("" and 0 when the text was read). Reasons include
+ * "no text", "no value", "not valid JSON", "unexpected end of text", "text
+ * after the value", "malformed number", "control character in a string",
+ * "control character outside a string", "an empty key", "a key holds a NUL
+ * byte", "nested too deep" and "out of memory". */
+PZ_API pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error);
+
+/** Flags of pz_variant_to_json: PZ_JSON_INDENT lays the text out over lines,
+ * two spaces a level, for people; PZ_JSON_REFUSE_POINTERS makes a value
+ * holding a pointer kind fail instead of writing null for it. */
+enum { PZ_JSON_INDENT = 1, PZ_JSON_REFUSE_POINTERS = 2 };
+
+/** The plain JSON text of `v` as a new HAL_Malloc block that the caller
+ * frees with HAL_Free; compact (one line, no spaces) unless `flags` holds
+ * PZ_JSON_INDENT. Null for a null `v`, a value nested deeper than
+ * PZ_VARIANT_MAX_DEPTH or containing itself, a pointer kind with
+ * PZ_JSON_REFUSE_POINTERS, or when out of memory. The value is only read. */
+PZ_API char *pz_variant_to_json(const pz_variant_t *v, unsigned flags);
+
+#ifndef PZ_NO_STDIO
+/* ---------------------------------------------------------------------- */
+/* Files and streams                                                       */
+/* ---------------------------------------------------------------------- */
+
+/** The text formats of files and streams: the typed dump, or plain JSON. */
+typedef enum pz_text_format_e { PZ_TEXT_DUMP, PZ_TEXT_JSON } pz_text_format;
+
+/** Reads the whole file at `path` (through HAL memory) in `format` as
+ * pz_variant_from_dump_ex or pz_variant_from_json read a text. Null when it
+ * cannot be read, with the reason and offset in `error` when that is not
+ * null: those of the readers, or "cannot open file", "cannot read file",
+ * "NUL byte in the text" (at its offset), "unknown format", "out of
+ * memory". */
+PZ_API pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_read_error_t *error);
+
+/** As pz_variant_read_file, reading `stream` from where it stands to its
+ * end; the stream stays open. */
+PZ_API pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_read_error_t *error);
+
+/** Writes `v` in `format` and a newline to the file at `path`, replacing
+ * it; `flags` are those of pz_variant_to_json and apply to PZ_TEXT_JSON
+ * only. False when `v` or `path` is null, the text cannot be made (the file
+ * is then left as it was), or the file cannot be written. */
+PZ_API bool pz_variant_write_file(const pz_variant_t *v, const char *path, pz_text_format format, unsigned flags);
+
+/** As pz_variant_write_file, writing to `stream` where it stands; the
+ * stream stays open and is not flushed. */
+PZ_API bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format format, unsigned flags);
+#endif /* PZ_NO_STDIO */
 
 #ifdef __cplusplus
 }

@@ -16,6 +16,7 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -314,6 +315,12 @@ public:
         return std::string(text);
     }
 
+    // The plain JSON text, compact or indented for people; kinds as the rule
+    // in pz_variant.h says (pointer kinds as null). Throws pz::error for an
+    // empty handle or a value nested deeper than PZ_VARIANT_MAX_DEPTH or
+    // containing itself, std::bad_alloc when out of memory.
+    std::string to_json(bool indent = false) const;
+
     friend bool operator==(const value &a, const value &b) noexcept { return pz_variant_equal(a.v_, b.v_); }
     friend bool operator!=(const value &a, const value &b) noexcept { return !(a == b); }
 
@@ -359,11 +366,56 @@ value pack(const Ts &...xs) {
     return a;
 }
 
-// The value a dump text describes; an empty handle when the text describes
-// no readable value.
-inline value from_dump(std::string_view text) {
+namespace detail {
+
+// The value `read` makes of `text`; throws pz::parse_error with the reason
+// and offset when it cannot, std::bad_alloc when memory ran out.
+inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *, pz_read_error_t *)) {
     const std::string terminated(text);
-    return value::adopt(pz_variant_from_dump(terminated.c_str()));
+    pz_read_error_t error;
+    pz_variant_t *v = read(terminated.c_str(), &error);
+    if (v != nullptr) return value::adopt(v);
+    if (std::strcmp(error.reason, "out of memory") == 0) throw std::bad_alloc();
+    throw parse_error(error.reason, error.offset);
+}
+
+}  // namespace detail
+
+// The value a dump text describes. Throws pz::parse_error when the text
+// describes no readable value (what() the reason, offset() where).
+inline value from_dump(std::string_view text) { return detail::read_text(text, pz_variant_from_dump_ex); }
+
+// The value a plain JSON text holds, its kinds by the rule in pz_variant.h.
+// Throws pz::parse_error when the text is not one JSON value.
+inline value from_json(std::string_view text) { return detail::read_text(text, pz_variant_from_json); }
+
+inline std::string value::to_json(bool indent) const {
+    if (v_ == nullptr) throw error("pzvariant: to_json of an empty handle");
+    char *text = pz_variant_to_json(v_, indent ? PZ_JSON_INDENT : 0);
+    if (text == nullptr) {
+        // Only a value too deep or containing itself is equal to nothing.
+        if (!pz_variant_equal(v_, v_)) throw error("pzvariant: value nested too deep or containing itself");
+        throw std::bad_alloc();
+    }
+    std::string out;
+    try {
+        out = text;
+    } catch (...) {
+        HAL_Free(text);
+        throw;
+    }
+    HAL_Free(text);
+    return out;
+}
+
+// Writes the indented plain JSON of `v`; an empty handle or a value that
+// cannot be written sets failbit and writes nothing.
+inline std::ostream &operator<<(std::ostream &out, const value &v) {
+    if (!v || !pz_variant_equal(v.get(), v.get())) {
+        out.setstate(std::ios::failbit);
+        return out;
+    }
+    return out << v.to_json(true);
 }
 
 // A new array holding the given elements in order.

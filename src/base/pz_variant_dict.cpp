@@ -17,16 +17,16 @@ pz_hash_table_t *pz::dict_table_new() {
     return table;
 }
 
-void pz::dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value) {
+bool pz::dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value) {
     const bool usable = dict_test(dict, key) && value != nullptr;
     pz_string_t *stored_key = usable ? pz_string_new(key) : nullptr;
     if (stored_key == nullptr) {
         pz_variant_unref(value);
-        return;
+        return false;
     }
     // The table takes over the key and the reference even when it cannot
     // grow, releasing both.
-    pz_hash_table_insert(dict_of(dict), stored_key, value);
+    return pz_hash_table_insert(dict_of(dict), stored_key, value);
 }
 
 extern "C" {

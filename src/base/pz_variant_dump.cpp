@@ -17,22 +17,54 @@ using namespace pz;
 
 namespace {
 
-// cJSON's unformatted text of a string: quotes, two-character escapes for
-// the common controls and the quote and backslash, \uXXXX for the other
-// controls, every other byte as it is.
-size_t printed_string_size(const char *text) {
+// cJSON's unformatted text of `len` bytes as a string: quotes, two-character
+// escapes for the common controls and the quote and backslash, \u00xx for
+// the other controls, every other byte as it is. Written to `out` when it is
+// not null (with a terminator after it); the size is returned either way.
+// `nul` tells whether a NUL byte was met, which cJSON itself cannot print.
+size_t print_string(const char *text, size_t len, char *out, bool *nul = nullptr) {
+    static constexpr char kHex[] = "0123456789abcdef";
     size_t n = 2;
-    for (const auto *p = reinterpret_cast<const unsigned char *>(text); *p != 0; ++p) {
+    if (out != nullptr) *out++ = '"';
+    const auto *p = reinterpret_cast<const unsigned char *>(text);
+    for (const unsigned char *last = p + len; p < last; ++p) {
+        char escape = 0;
         switch (*p) {
-            case '"': case '\\': case '\b': case '\f': case '\n': case '\r': case '\t':
-                n += 2;
-                break;
+            case '"': escape = '"'; break;
+            case '\\': escape = '\\'; break;
+            case '\b': escape = 'b'; break;
+            case '\f': escape = 'f'; break;
+            case '\n': escape = 'n'; break;
+            case '\r': escape = 'r'; break;
+            case '\t': escape = 't'; break;
             default:
-                n += *p < 32 ? 6 : 1;
+                if (*p >= 32) {
+                    ++n;
+                    if (out != nullptr) *out++ = static_cast<char>(*p);
+                    continue;
+                }
+                if (*p == 0 && nul != nullptr) *nul = true;
+                n += 6;
+                if (out != nullptr) {
+                    const char code[] = {'\\', 'u', '0', '0', kHex[*p >> 4], kHex[*p & 15]};
+                    out = std::copy(code, code + 6, out);
+                }
+                continue;
         }
+        n += 2;
+        if (out != nullptr) {
+            *out++ = '\\';
+            *out++ = escape;
+        }
+    }
+    if (out != nullptr) {
+        *out++ = '"';
+        *out = '\0';
     }
     return n;
 }
+
+size_t printed_string_size(const char *text) { return print_string(text, std::strlen(text), nullptr); }
 
 // Builds the tree in the arena: nodes, number and hex texts. Names and
 // string values are borrowed from `v` and the kind table. Alongside, it
@@ -40,47 +72,52 @@ size_t printed_string_size(const char *text) {
 // block of the right size at once.
 class tree_builder {
 public:
-    explicit tree_builder(dump_arena &arena) : arena_(arena) {}
+    tree_builder(dump_arena &arena, text_style style) : arena_(arena), style_(style) {}
 
     size_t printed_size() const { return size_; }
 
-    // The empty object at the top, or null when out of memory.
-    cJSON *root() {
-        cJSON *top = object();
-        if (top != nullptr) size_ += 2;
-        return top;
-    }
-
-    // Whether the value met a container nested too deep or holding itself;
-    // the tree is then incomplete and must not be printed.
+    // Whether the value met a container nested too deep or holding itself,
+    // or, in plain JSON, a refused pointer or a lack of memory; the tree is
+    // then incomplete and must not be printed.
     bool refused() const { return refused_; }
 
-    // Writes the typed object of `v` into `node`; a null value leaves it empty.
-    void vtype_dump(cJSON *node, const pz_variant_t *v) {
+    // The item of `v`: in the dump its typed object (empty for a null
+    // value, or when the member cannot be made), in plain JSON its value
+    // (null for a null value). Null when out of memory.
+    cJSON *item(const pz_variant_t *v) {
         // A value `open_` containers down sits at level open_ + 1.
         if (refused_ || open_ >= PZ_VARIANT_MAX_DEPTH) {
             refused_ = true;
-            return;
+            return nullptr;
         }
-        if (v == nullptr) return;
-        const char *name = kDumpNameOf[static_cast<unsigned char>(v->vt)];
-        if (name != nullptr) add_member(node, name, member_value(v));
+        if (style_.plain) {
+            cJSON *out = v != nullptr ? member_value(v) : keyword(cJSON_NULL, 4);
+            refused_ |= out == nullptr;  // plain JSON is written whole or not at all
+            return out;
+        }
+        cJSON *typed = object();
+        if (typed == nullptr) return nullptr;
+        size_ += 2;
+        const char *name = v != nullptr ? kDumpNameOf[static_cast<unsigned char>(v->vt)] : nullptr;
+        if (name != nullptr) add_member(typed, name, member_value(v));
+        return typed;
     }
 
-    // An array holding only the element object of `element`, or an object
-    // holding only `element`'s object under `key`: one piece of a large
-    // container, printed on its own. Null when out of memory.
+    // An array holding only the item of `element`, or an object holding
+    // only that item under `key`: one piece of a large container, printed
+    // on its own. Null when out of memory.
     cJSON *piece(const pz_variant_t *element, const char *key) {
         cJSON *holder = node(key == nullptr ? cJSON_Array : cJSON_Object);
-        cJSON *inner = object();
-        if (holder == nullptr || inner == nullptr) return nullptr;
+        refused_ |= holder == nullptr && style_.plain;
+        if (holder == nullptr) return nullptr;
         size_ += 2;
+        cJSON *inner = item(element);
+        if (inner == nullptr) return nullptr;
         if (key != nullptr) {
             inner->string = const_cast<char *>(key);
             inner->type |= cJSON_StringIsConst;
         }
-        link(holder, inner, 2 + (key != nullptr ? printed_string_size(key) + 1 : 0));
-        vtype_dump(inner, element);
+        link(holder, inner, key != nullptr ? printed_string_size(key) + 1 : 0);
         return holder;
     }
 
@@ -144,8 +181,18 @@ private:
         return leaf(cJSON_Raw, text, n);
     }
 
-    cJSON *string(const char *text) {
-        return leaf(cJSON_String, const_cast<char *>(text), printed_string_size(text));
+    cJSON *string(const char *text) { return string(text, std::strlen(text)); }
+
+    // `len` bytes of text: borrowed, or when it holds a NUL (which cJSON
+    // would end it at), printed here into a raw item.
+    cJSON *string(const char *text, size_t len) {
+        bool nul = false;
+        const size_t printed = print_string(text, len, nullptr, &nul);
+        if (!nul) return leaf(cJSON_String, const_cast<char *>(text), printed);
+        auto *escaped = static_cast<char *>(arena_.alloc(printed + 1));
+        if (escaped == nullptr) return nullptr;
+        print_string(text, len, escaped);
+        return leaf(cJSON_Raw, escaped, printed);
     }
 
     // A copy in the arena of a text made by the base library.
@@ -161,7 +208,11 @@ private:
         return item;
     }
 
-    cJSON *pointer(void *ptr) { return string_copy(pz_string_format("%p", ptr)); }
+    // The address text in the dump; null in plain JSON, or refused.
+    cJSON *pointer(void *ptr) {
+        if (!style_.plain) return string_copy(pz_string_format("%p", ptr));
+        return style_.refuse_pointers ? nullptr : keyword(cJSON_NULL, 4);
+    }
 
     cJSON *keyword(int type, size_t printed) {
         cJSON *item = node(type);
@@ -181,8 +232,16 @@ private:
                 const char *inf = d > 0 ? "1e999" : "-1e999";
                 return raw(inf, inf + std::strlen(inf));
             }
-            const auto [end, ec] = std::to_chars(text, text + sizeof text, d);
-            return ec == std::errc() ? raw(text, end) : nullptr;
+            // The dump writes a float as the double it widens to; plain JSON
+            // as the float, with ".0" when it would read back as an integer.
+            auto [end, ec] = style_.plain ? std::to_chars(text, text + sizeof text - 2, value)
+                                          : std::to_chars(text, text + sizeof text, d);
+            if (ec != std::errc()) return nullptr;
+            if (style_.plain && std::find_if(text, end, [](char c) { return c == '.' || c == 'e'; }) == end) {
+                *end++ = '.';
+                *end++ = '0';
+            }
+            return raw(text, end);
         } else if constexpr (std::is_pointer_v<T>) {
             return pointer(value);
         } else {
@@ -206,7 +265,7 @@ private:
 
     // Opens the container `v` below the ones open; false, and the tree
     // refused, when `v` is one of them (it contains itself). The depth was
-    // checked by vtype_dump, so the path has room.
+    // checked by item(), so the path has room.
     bool open(const pz_variant_t *v) {
         for (int i = 0; i < open_; ++i) {
             if (path_[i] == v) {
@@ -230,24 +289,21 @@ private:
         size_ += 2;
         if (a == nullptr) return items;
         for (size_t i = 0; i < a->len && !refused_; ++i) {
-            cJSON *element = object();
-            if (element == nullptr) continue;
-            link(items, element, 2);
-            vtype_dump(element, array_slots(a)[i]);
+            cJSON *element = item(array_slots(a)[i]);
+            if (element != nullptr) link(items, element, 0);
         }
         return items;
     }
 
     static bool dump_entry(void *key, void *value, void *self) {
         auto *b = static_cast<tree_builder *>(self);
-        cJSON *element = b->object();
+        cJSON *element = b->item(static_cast<const pz_variant_t *>(value));
         if (element != nullptr) {
             // Keys outlive the tree, which lives only through the dump.
             const char *name = static_cast<pz_string_t *>(key)->cstr;
             element->string = const_cast<char *>(name);
             element->type |= cJSON_StringIsConst;
-            b->link(b->members_, element, printed_string_size(name) + 1 + 2);
-            b->vtype_dump(element, static_cast<const pz_variant_t *>(value));
+            b->link(b->members_, element, printed_string_size(name) + 1);
         }
         return !b->refused_;
     }
@@ -284,7 +340,7 @@ private:
                 // The value outlives the tree, so its text is borrowed. The
                 // empty string (a null text) is written "" so that it reads
                 // back as itself.
-                return string(v->str_val != nullptr ? v->str_val : "");
+                return v->str_val != nullptr ? string(v->str_val, v->len) : string("");
             case vtype_bytes:
                 return bytes(v);
             case vtype_autoptr:
@@ -300,6 +356,7 @@ private:
     }
 
     dump_arena &arena_;
+    text_style style_;
     size_t size_ = 0;
     // The containers open on the way down, which bounds the recursion.
     const pz_variant_t *path_[PZ_VARIANT_MAX_DEPTH];
@@ -308,11 +365,11 @@ private:
     cJSON *members_ = nullptr;  // the dictionary whose entries are being added
 };
 
-// The whole dump printed from one tree, in a new HAL block.
-char *print_whole(const pz_variant_t *v) {
+// The whole text printed from one tree, in a new HAL block.
+char *print_whole(const pz_variant_t *v, text_style style) {
     dump_arena arena;
     size_t size = 0;
-    cJSON *tree = dump_tree(v, arena, &size);
+    cJSON *tree = dump_tree(v, arena, &size, style);
     if (tree == nullptr) return nullptr;
     // The counted size, plus room for cJSON's look-ahead and the terminator.
     const size_t room = size + 16;
@@ -339,13 +396,15 @@ char *print_whole(const pz_variant_t *v) {
 // and the commas between the pieces.
 class piecewise_printer {
 public:
-    explicit piecewise_printer(const pz_variant_t *v) : v_(v), builder_(arena_) {}
+    piecewise_printer(const pz_variant_t *v, text_style style) : v_(v), style_(style), builder_(arena_, style) {}
     ~piecewise_printer() { HAL_Free(text_); }
 
     char *print() {
         const char *name = kDumpNameOf[static_cast<unsigned char>(v_->vt)];
         if (!reserve(std::strlen(name) + 8)) return nullptr;
-        pos_ = static_cast<size_t>(std::snprintf(text_, cap_, "{\"%s\":", name));
+        // The typed object around the container, in the dump.
+        pos_ = style_.plain ? 0 : static_cast<size_t>(std::snprintf(text_, cap_, "{\"%s\":", name));
+        text_[pos_] = '\0';
         size_t written = 0;
         const bool whole = for_each_piece([&](cJSON *piece, size_t printed) {
             // The piece, cJSON's look-ahead, and the closing bracket, brace
@@ -366,10 +425,10 @@ public:
             pos_ += (exact ? printed : std::strlen(text_ + pos_)) - 1;
             return true;
         });
-        if (!whole) return too_long_ && !refused_ ? print_whole(v_) : nullptr;
+        if (!whole) return too_long_ && !refused_ ? print_whole(v_, style_) : nullptr;
         if (written == 0) text_[pos_++] = v_->vt == vtype_array ? '[' : '{';
         text_[pos_++] = v_->vt == vtype_array ? ']' : '}';
-        text_[pos_++] = '}';
+        if (!style_.plain) text_[pos_++] = '}';
         text_[pos_] = '\0';
         char *out = text_;
         text_ = nullptr;
@@ -421,6 +480,7 @@ private:
     }
 
     const pz_variant_t *v_;
+    text_style style_;
     dump_arena arena_;
     tree_builder builder_;
     char *text_ = nullptr;
@@ -430,12 +490,6 @@ private:
     bool refused_ = false;  // too deep, or containing itself
 };
 
-// The printed dump in a new HAL block; null when it cannot be made.
-char *print(const pz_variant_t *v) {
-    const bool container = (v->vt == vtype_array && array_of(v) != nullptr) ||
-                           (v->vt == vtype_dict && dict_of(v) != nullptr);
-    return container ? piecewise_printer(v).print() : print_whole(v);
-}
 
 // The one message, cut to fit and always terminated within `max_len`.
 void write_message(char *buf, uint32_t max_len) {
@@ -492,22 +546,27 @@ pz::dump_arena::~dump_arena() {
     }
 }
 
-cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size) {
-    tree_builder builder(arena);
-    cJSON *root = builder.root();
-    if (root != nullptr) builder.vtype_dump(root, v);
+cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size, text_style style) {
+    tree_builder builder(arena, style);
+    cJSON *root = builder.item(v);
     if (builder.refused()) return nullptr;
     if (printed_size != nullptr) *printed_size = builder.printed_size();
     return root;
 }
 
+char *pz::print_text(const pz_variant_t *v, text_style style) {
+    const bool container = (v->vt == vtype_array && array_of(v) != nullptr) ||
+                           (v->vt == vtype_dict && dict_of(v) != nullptr);
+    return container ? piecewise_printer(v, style).print() : print_whole(v, style);
+}
+
 extern "C" {
 
-char *pz_variant_dump(const pz_variant_t *v) { return v != nullptr ? print(v) : nullptr; }
+char *pz_variant_dump(const pz_variant_t *v) { return v != nullptr ? print_text(v) : nullptr; }
 
 int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t max_len) {
     if (v == nullptr) return -1;
-    char *text = print(v);
+    char *text = print_text(v);
     const size_t len = text != nullptr ? std::strlen(text) : 0;
     int32_t result = -2;
     if (text != nullptr && len <= INT32_MAX && (buf == nullptr || len < max_len)) {

@@ -128,8 +128,9 @@ inline pz_variant_t *dict_find(const pz_variant_t *dict, const char *key) {
 
 // Puts `value` under `key` handing the caller's reference to the table
 // instead of taking another; the reference is dropped when nothing can be
-// stored (dictionary test failed, null value, out of memory).
-void dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value);
+// stored (dictionary test failed, null value, out of memory). True when
+// the entry was stored.
+bool dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value);
 
 // A new table made the one way every dictionary table is made: string keys
 // released with pz_string_unref, values with pz_variant_unref. Null when out

@@ -1,6 +1,7 @@
-// The typed dump reader: rebuilds a value from the text the writer makes.
-// It is lenient: an element or member it cannot read is left out and the
-// rest is still returned.
+// The readers: the typed dump, which rebuilds a value from the text the
+// writer makes, and plain JSON, whose kinds follow one rule. The dump reader
+// is lenient: an element or member it cannot read is left out and the rest
+// is still returned. The plain reader takes the whole text or nothing.
 #include <algorithm>
 #include <cfloat>
 #include <climits>
@@ -18,14 +19,36 @@ using namespace pz::cjson64;
 
 namespace {
 
-pz_variant_t *dump_to_variant(const cJSON *jobj, exact_numbers &exact);
+// One read on its way down the tree: the text's exact values, how deep it
+// is, and why the last value gave null.
+struct reader {
+    exact_values &exact;
+    text_cursor *plain;  // plain JSON: its tokens, met in step with the walk
+    int depth = 0;       // of the container being read, the top value being 1
+    bool stopped = false;
+    const char *reason = nullptr;
+    const char *at = nullptr;  // where it failed, when known
 
-// cJSON_Parse records its error position in one process-wide variable, so
-// two of our parses must not run at once. The walk runs outside the lock.
-cJSON *parse(const char *text) {
+    // Null, noting why. The dump leaves such an element or member out; plain
+    // JSON, and a nesting too deep, fail the whole read.
+    pz_variant_t *fail(const char *why, bool whole = false) {
+        reason = why;
+        stopped |= whole || plain != nullptr;
+        return nullptr;
+    }
+    pz_variant_t *made(pz_variant_t *v) { return v != nullptr ? v : fail("out of memory"); }
+};
+
+pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r);
+pz_variant_t *json_to_variant(const cJSON *item, reader &r);
+
+// cJSON's parser records its error position in one process-wide variable,
+// so two of our parses must not run at once. The walk runs outside the lock.
+// `end` receives where parsing stopped: past the value, or at the error.
+cJSON *parse(const char *text, const char **end) {
     static std::mutex parsing;
     const std::lock_guard<std::mutex> lock(parsing);
-    return cJSON_Parse(text);
+    return cJSON_ParseWithOpts(text, end, false);
 }
 
 // The kind a type name stands for: every leading "u" is skipped (the
@@ -60,124 +83,299 @@ float nearest_float(double d) {
     return static_cast<float>(d);
 }
 
+constexpr const char *kMismatch = "value does not match its kind";
+
 // The value of `item` in the kind that `make` constructs.
 template <class T>
-pz_variant_t *scalar_value(pz_variant_t *(*make)(T), const cJSON *item, exact_numbers &exact) {
+pz_variant_t *scalar_value(pz_variant_t *(*make)(T), const cJSON *item, reader &r) {
     if constexpr (std::is_pointer_v<T>) {
-        return nullptr;  // an address read back would point at nothing
+        return r.fail("a pointer is not read back");  // it would point at nothing
     } else {
         T value;
         if constexpr (std::is_same_v<T, bool>) {
             if (cJSON_IsBool(item)) {
                 value = cJSON_IsTrue(item);
             } else if (cJSON_IsNumber(item)) {
-                value = cJSON_GetInt64Value(item, &exact) != 0;
+                value = cJSON_GetInt64Value(item, &r.exact) != 0;
             } else {
-                return nullptr;
+                return r.fail(kMismatch);
             }
         } else if (!cJSON_IsNumber(item)) {
-            return nullptr;
+            return r.fail(kMismatch);
         } else if constexpr (std::is_same_v<T, float>) {
             value = nearest_float(cJSON_GetNumberValue(item));
         } else if constexpr (std::is_same_v<T, double>) {
             value = cJSON_GetNumberValue(item);
         } else if constexpr (std::is_signed_v<T>) {
-            value = static_cast<T>(cJSON_GetInt64Value(item, &exact));  // the width's low bits
+            value = static_cast<T>(cJSON_GetInt64Value(item, &r.exact));  // the width's low bits
         } else {
-            value = static_cast<T>(cJSON_GetUInt64Value(item, &exact));
+            value = static_cast<T>(cJSON_GetUInt64Value(item, &r.exact));
         }
-        return make(value);
+        return r.made(make(value));
     }
 }
 
-pz_variant_t *bytes_value(const cJSON *item) {
+// The string with every byte, a NUL (written \u0000) included.
+pz_variant_t *string_value(const cJSON *item, size_t len, reader &r) {
+    if (len > UINT32_MAX - 1) return r.fail("string too long");
+    return r.made(vstr_sized_new(item->valuestring, static_cast<uint32_t>(len)));
+}
+
+pz_variant_t *bytes_value(const cJSON *item, reader &r) {
     const char *text = cJSON_GetStringValue(item);
-    if (text == nullptr) return nullptr;
     const size_t n = std::strlen(text);
-    if (n > INT_MAX) return nullptr;
+    if (n > INT_MAX) return r.fail("bytes too long");
     uint8_t *buf = pz_hex2bytes(text, static_cast<int>(n));
-    if (buf == nullptr) return nullptr;
+    if (buf == nullptr) return r.fail("bytes not in hex digits");
     const auto len = static_cast<uint32_t>(n / 2);
     pz_variant_t *v = vstr_buf_new_owned(buf, len);
     if (v == nullptr || len == 0) HAL_Free(buf);  // not taken over
-    return v;
+    return r.made(v);
 }
 
-pz_variant_t *array_value(const cJSON *item, exact_numbers &exact) {
-    if (!cJSON_IsArray(item)) return nullptr;
+// An element or member value, in the reader's format.
+pz_variant_t *element_value(const cJSON *item, reader &r) {
+    if (r.depth >= PZ_VARIANT_MAX_DEPTH) return r.fail("nested too deep", true);
+    return r.plain != nullptr ? json_to_variant(item, r) : dump_to_variant(item, r);
+}
+
+struct level {
+    explicit level(reader &r) : r_(r) { ++r_.depth; }
+    ~level() { --r_.depth; }
+    reader &r_;
+};
+
+pz_variant_t *array_value(const cJSON *item, reader &r) {
     pz_variant_t *va = pz_variant_array_new();
     if (array_of(va) == nullptr) {  // the record or its storage is missing
         pz_variant_unref(va);
-        return nullptr;
+        return r.fail("out of memory");
     }
+    const level in(r);
     // Along `next` rather than by index, which would rescan the list.
-    for (const cJSON *element = item->child; element != nullptr; element = element->next) {
-        pz_variant_t *value = dump_to_variant(element, exact);
-        if (value != nullptr) array_append_moved(va, value);
+    for (const cJSON *element = item->child; element != nullptr && !r.stopped; element = element->next) {
+        pz_variant_t *value = element_value(element, r);
+        if (value != nullptr && !array_append_moved(va, value)) r.fail("out of memory");
     }
-    return va;
+    if (!r.stopped) return va;
+    pz_variant_unref(va);
+    return nullptr;
 }
 
-pz_variant_t *dict_value(const cJSON *item, exact_numbers &exact) {
-    if (!cJSON_IsObject(item)) return nullptr;
+pz_variant_t *dict_value(const cJSON *item, reader &r) {
     pz_variant_t *dict = pz_variant_dict_new();
     if (dict_of(dict) == nullptr) {
         pz_variant_unref(dict);
-        return nullptr;
+        return r.fail("out of memory");
     }
-    for (const cJSON *member = item->child; member != nullptr; member = member->next) {
-        if (member->string == nullptr) continue;
+    const level in(r);
+    for (const cJSON *member = item->child; member != nullptr && !r.stopped; member = member->next) {
+        // A name holding a NUL cannot be a key, which ends at its first NUL.
+        const char *name = member->string;
+        bool cut = false;
+        if (r.plain != nullptr) {
+            const std::string_view token = r.plain->next();
+            cut = !token.empty() && text_cursor::decoded_length(token) != std::strlen(name);
+            r.at = token.data();  // where the whole read stops if this member fails
+        } else {
+            cut = r.exact.name_cut(member);
+        }
+        // Neither can an empty name; the dump leaves such members out.
+        if (cut || *name == '\0') {
+            r.fail(cut ? "a key holds a NUL byte" : "an empty key");
+            continue;
+        }
+        pz_variant_t *value = element_value(member, r);
         // A later duplicate wins.
-        dict_put_moved(dict, member->string, dump_to_variant(member, exact));
+        if (value != nullptr && !dict_put_moved(dict, name, value)) r.fail("out of memory");
     }
-    return dict;
+    if (!r.stopped) return dict;
+    pz_variant_unref(dict);
+    return nullptr;
 }
 
-pz_variant_t *dump_to_variant(const cJSON *jobj, exact_numbers &exact) {
+pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r) {
     if (!cJSON_IsObject(jobj) || jobj->child == nullptr || jobj->child->string == nullptr) {
-        return nullptr;
+        return r.fail("not a typed object");
     }
     // Only the first member counts; later ones are ignored.
     const cJSON *item = jobj->child;
     const char *name = item->string;
-    if (cJSON_IsNull(item) && name[0] != 'n') return nullptr;
+    if (cJSON_IsNull(item) && name[0] != 'n') return r.fail(kMismatch);
     bool unsigned_mark;
     const dump_name *kind = kind_of(name, &unsigned_mark);
-    if (kind == nullptr) return nullptr;
+    if (kind == nullptr) return r.fail("unknown kind");
     const char vt = unsigned_mark ? unsigned_kind(kind->vt) : kind->vt;
     switch (vt) {
 #define PZ_READ_SCALAR(name, ctype, code, va_type) \
     case code:                                     \
-        return scalar_value<ctype>(pz_variant_##name##_new, item, exact);
+        return scalar_value<ctype>(pz_variant_##name##_new, item, r);
         PZ_SCALAR_KINDS(PZ_READ_SCALAR)
 #undef PZ_READ_SCALAR
         case vtype_null:
-            return new_record(vtype_null);
+            return r.made(new_record(vtype_null));
         case vtype_string:
-            return cJSON_IsString(item) ? pz_variant_str_new(cJSON_GetStringValue(item)) : nullptr;
+            return cJSON_IsString(item) ? string_value(item, r.exact.string_length(item), r) : r.fail(kMismatch);
         case vtype_bytes:
-            return cJSON_IsString(item) ? bytes_value(item) : nullptr;
+            return cJSON_IsString(item) ? bytes_value(item, r) : r.fail(kMismatch);
         case vtype_array:
-            return array_value(item, exact);
+            return cJSON_IsArray(item) ? array_value(item, r) : r.fail(kMismatch);
         case vtype_dict:
-            return dict_value(item, exact);
-        default:  // unknown names; pointer kinds
-            return nullptr;
+            return cJSON_IsObject(item) ? dict_value(item, r) : r.fail(kMismatch);
+        default:  // the pointer kinds
+            return r.fail("a pointer is not read back");
     }
+}
+
+// A number of plain JSON by the rule of kinds: written as an integer, int64
+// when it fits, else uint64 when it fits; any other number a double.
+pz_variant_t *json_number(const cJSON *item, reader &r) {
+    const std::string_view token = r.plain->next();
+    bool negative;
+    uint64_t magnitude;
+    if (token.find_first_of(".eE") == std::string_view::npos &&
+        parse_digits(token.data(), token.data() + token.size(), &negative, &magnitude)) {
+        if (negative && magnitude <= uint64_t{1} << 63) {
+            return r.made(pz_variant_int64_new(static_cast<int64_t>(0 - magnitude)));
+        }
+        if (!negative && magnitude <= INT64_MAX) return r.made(pz_variant_int64_new(static_cast<int64_t>(magnitude)));
+        if (!negative) return r.made(pz_variant_uint64_new(magnitude));
+    }
+    return r.made(pz_variant_double_new(item->valuedouble));
+}
+
+pz_variant_t *json_to_variant(const cJSON *item, reader &r) {
+    switch (item->type & 0xff) {
+        case cJSON_NULL:
+            return r.made(new_record(vtype_null));
+        case cJSON_False:
+        case cJSON_True:
+            return r.made(pz_variant_bool_new(cJSON_IsTrue(item)));
+        case cJSON_Number:
+            return json_number(item, r);
+        case cJSON_String: {
+            const std::string_view token = r.plain->next();
+            const size_t len = token.empty() ? std::strlen(item->valuestring) : text_cursor::decoded_length(token);
+            return string_value(item, len, r);
+        }
+        case cJSON_Array:
+            return array_value(item, r);
+        case cJSON_Object:
+            return dict_value(item, r);
+        default:
+            return r.fail("not JSON");
+    }
+}
+
+bool json_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+const char *skip_space(const char *p) {
+    while (json_space(*p)) ++p;
+    return p;
+}
+
+// Past the string that starts at `p` (its closing quote, or the end).
+const char *string_end(const char *p) {
+    for (++p; *p != '\0' && *p != '"'; ++p) {
+        if (*p == '\\' && p[1] != '\0') ++p;
+    }
+    return p;
+}
+
+// Where the first value nested deeper than PZ_VARIANT_MAX_DEPTH starts: the
+// first element or member value of the first container at that depth that
+// is not empty.
+const char *too_deep_at(const char *text) {
+    int depth = 0;
+    for (const char *p = text; *p != '\0'; ++p) {
+        if (*p == '"') {
+            p = string_end(p);
+            if (*p == '\0') break;
+        } else if (*p == '[' || *p == '{') {
+            if (++depth < PZ_VARIANT_MAX_DEPTH) continue;
+            const char *inside = skip_space(p + 1);
+            if (*p == '{' && *inside == '"') inside = skip_space(skip_space(string_end(inside) + 1) + 1);
+            if (*inside != ']' && *inside != '}') return inside;
+        } else if (*p == ']' || *p == '}') {
+            --depth;
+        }
+    }
+    return text;
+}
+
+// Notes the reason and offset when `error` is given; returns null.
+pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, const char *reason) {
+    if (error != nullptr) {
+        error->offset = at != nullptr && text != nullptr ? static_cast<size_t>(at - text) : 0;
+        const size_t n = std::min(std::strlen(reason), sizeof error->reason - 1);
+        std::memcpy(error->reason, reason, n);
+        error->reason[n] = '\0';
+    }
+    return nullptr;
+}
+
+// Reads `text` as the dump or, with `plain`, as plain JSON.
+pz_variant_t *read_text(const char *text, bool plain, pz_read_error_t *error) {
+    if (text == nullptr) return refuse(error, text, nullptr, "no text");
+    const char *end = nullptr;
+    cJSON *root = parse(text, &end);
+    text_cursor cursor(text);
+    if (root == nullptr) {
+        // A fault of strict JSON before the place where cJSON stopped is
+        // the first thing wrong.
+        if (plain) {
+            while (!cursor.next().empty() && cursor.fault_at() == nullptr) {
+            }
+            if (cursor.fault_at() != nullptr && cursor.fault_at() < end) {
+                return refuse(error, text, cursor.fault_at(), cursor.fault());
+            }
+        }
+        return refuse(error, text, end, *skip_space(text) == '\0' ? "no value" : *end == '\0' ? "unexpected end of text"
+                                                                                             : "not valid JSON");
+    }
+    exact_values exact(text, root);
+    reader r{exact, plain ? &cursor : nullptr};
+    pz_variant_t *v = plain ? json_to_variant(root, r) : dump_to_variant(root, r);
+    cJSON_Delete(root);
+    const char *at = r.at != nullptr ? r.at : skip_space(text);
+    const char *reason = r.reason;
+    if (v != nullptr && exact.failed()) {
+        reason = "out of memory";  // a number or string may not be exact
+    } else if (v != nullptr && plain) {
+        cursor.finish();
+        if (cursor.fault_at() != nullptr) {
+            at = cursor.fault_at();
+            reason = cursor.fault();
+        } else if (*skip_space(end) != '\0') {
+            at = skip_space(end);
+            reason = "text after the value";
+        } else {
+            reason = nullptr;
+        }
+    } else if (v != nullptr) {
+        reason = nullptr;
+    }
+    if (reason == nullptr) {
+        refuse(error, text, text, "");
+        return v;
+    }
+    pz_variant_unref(v);
+    if (r.stopped && std::strcmp(reason, "nested too deep") == 0) at = too_deep_at(text);
+    return refuse(error, text, at, reason);
 }
 
 }  // namespace
 
 extern "C" {
 
-pz_variant_t *pz_variant_from_dump(const char *dump) {
-    if (dump == nullptr) return nullptr;
-    cJSON *root = parse(dump);
-    if (root == nullptr) return nullptr;
-    exact_numbers exact(dump, root);
-    pz_variant_t *v = dump_to_variant(root, exact);
-    cJSON_Delete(root);
-    return v;
+pz_variant_t *pz_variant_from_dump(const char *dump) { return read_text(dump, false, nullptr); }
+
+pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error) {
+    return read_text(text, false, error);
+}
+
+pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error) {
+    return read_text(text, true, error);
 }
 
 }  // extern "C"
