@@ -12,7 +12,7 @@ FUZZ_DIR   ?= build-fuzz
 # and a few thousand mutations of them.
 FUZZ_SECONDS ?= 600
 FUZZ_RUNS    ?= 2000
-FUZZ_TARGETS := fuzz_from_dump fuzz_format
+FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format
 JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
 
