@@ -210,8 +210,9 @@ void exact_and_shortest(F f) {
     pz_variant_unref(v);
 }
 
-// Values of every kind; and floating point numbers, each written as its
-// own kind, come back bit for bit in the shortest text.
+// Values of every kind, through a dump and through plain JSON; and floating
+// point numbers, each written as its own kind, come back bit for bit in the
+// shortest text.
 TEST_F(Dump, RandomValuesReadBackEqualAndNumbersExactInTheShortestText) {
     generator gen(20240611);
     for (int i = 0; i < 3000 && !HasFailure(); ++i) {
@@ -220,6 +221,14 @@ TEST_F(Dump, RandomValuesReadBackEqualAndNumbersExactInTheShortestText) {
         pz_variant_t *back = pz_variant_from_dump(text.c_str());
         EXPECT_TRUE(pz_variant_equal(v, back)) << text;
         EXPECT_EQ(dump_text(back), text);
+        pz_variant_unref(back);
+        // As plain JSON, read back by the rule of kinds: the same JSON again.
+        char *json = pz_variant_to_json(v, 0);
+        back = pz_variant_from_json(json, nullptr);
+        char *again = pz_variant_to_json(back, 0);
+        EXPECT_STREQ(again, json) << text;
+        HAL_Free(again);
+        HAL_Free(json);
         pz_variant_unref(back);
         pz_variant_unref(v);
         for (int j = 0; j < 30; ++j) {

@@ -128,9 +128,12 @@ std::string_view text_cursor::next() {
         if (c == '\0') return {};
         const char *start = p_;
         if (c == '"') {
+            nul_ = false;
             for (++p_; *p_ != '\0' && *p_ != '"'; ++p_) {
                 if (static_cast<unsigned char>(*p_) < 0x20) fault(p_, "control character in a string");
-                if (*p_ == '\\' && p_[1] != '\0') ++p_;
+                if (*p_ == '\\' && p_[1] != '\0') {
+                    nul_ |= std::strncmp(++p_, "u0000", 5) == 0;
+                }
             }
             if (*p_ == '"') ++p_;
             return {start, static_cast<size_t>(p_ - start)};

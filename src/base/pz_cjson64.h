@@ -1,6 +1,8 @@
-// Exact 64-bit integers, exact doubles and borrowed member names over the
-// installed cJSON, which stores every number as a double (exact only below
-// 2^53) and prints doubles with 15-17 significant digits.
+// Exact 64-bit integers, exact doubles, whole strings and borrowed member
+// names over the installed cJSON, which stores every number as a double
+// (exact only below 2^53), prints doubles with 15-17 significant digits and
+// hands out strings as C strings; and a walk over the tokens of a text that
+// tells the text's own spelling of each number and string.
 //
 // Private to the library and kept in a C++ namespace, so that a program with
 // its own cJSON extensions never meets these names.
@@ -61,6 +63,10 @@ public:
     const char *fault_at() const { return fault_at_; }
     const char *fault() const { return fault_; }
 
+    // Whether the last string token holds \u0000, so that cJSON's C string
+    // of it is cut short.
+    bool holds_nul() const { return nul_; }
+
     // The length in bytes of a string token as cJSON decodes it: each
     // escape one byte, \uXXXX its code point's UTF-8 length (a surrogate
     // pair four bytes).
@@ -72,6 +78,7 @@ private:
     const char *p_;
     const char *fault_at_ = nullptr;
     const char *fault_ = nullptr;
+    bool nul_ = false;  // whether the last string token holds \u0000
 };
 
 // What cJSON cannot hold of one parsed text, recovered from the text

@@ -371,6 +371,9 @@ namespace detail {
 // The value `read` makes of `text`; throws pz::parse_error with the reason
 // and offset when it cannot, std::bad_alloc when memory ran out.
 inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *, pz_read_error_t *)) {
+    // The C readers end a text at its first NUL, which would hide the rest.
+    const size_t nul = text.find('\0');
+    if (nul != std::string_view::npos) throw parse_error("NUL byte in the text", nul);
     const std::string terminated(text);
     pz_read_error_t error;
     pz_variant_t *v = read(terminated.c_str(), &error);
@@ -411,11 +414,12 @@ inline std::string value::to_json(bool indent) const {
 // Writes the indented plain JSON of `v`; an empty handle or a value that
 // cannot be written sets failbit and writes nothing.
 inline std::ostream &operator<<(std::ostream &out, const value &v) {
-    if (!v || !pz_variant_equal(v.get(), v.get())) {
+    try {
+        return out << v.to_json(true);
+    } catch (const error &) {
         out.setstate(std::ios::failbit);
         return out;
     }
-    return out << v.to_json(true);
 }
 
 // A new array holding the given elements in order.

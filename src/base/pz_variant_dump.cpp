@@ -19,13 +19,15 @@ namespace {
 
 // cJSON's unformatted text of `len` bytes as a string: quotes, two-character
 // escapes for the common controls and the quote and backslash, \u00xx for
-// the other controls, every other byte as it is. Written to `out` when it is
-// not null (with a terminator after it); the size is returned either way.
+// the other controls, every other byte as it is. Written to `out` when
+// kWrite (with a terminator after it); the size is returned either way.
 // `nul` tells whether a NUL byte was met, which cJSON itself cannot print.
+// (A template, so that counting, the common case, tests for `out` nowhere.)
+template <bool kWrite>
 size_t print_string(const char *text, size_t len, char *out, bool *nul = nullptr) {
     static constexpr char kHex[] = "0123456789abcdef";
     size_t n = 2;
-    if (out != nullptr) *out++ = '"';
+    if constexpr (kWrite) *out++ = '"';
     const auto *p = reinterpret_cast<const unsigned char *>(text);
     for (const unsigned char *last = p + len; p < last; ++p) {
         char escape = 0;
@@ -40,31 +42,31 @@ size_t print_string(const char *text, size_t len, char *out, bool *nul = nullptr
             default:
                 if (*p >= 32) {
                     ++n;
-                    if (out != nullptr) *out++ = static_cast<char>(*p);
+                    if constexpr (kWrite) *out++ = static_cast<char>(*p);
                     continue;
                 }
                 if (*p == 0 && nul != nullptr) *nul = true;
                 n += 6;
-                if (out != nullptr) {
+                if constexpr (kWrite) {
                     const char code[] = {'\\', 'u', '0', '0', kHex[*p >> 4], kHex[*p & 15]};
                     out = std::copy(code, code + 6, out);
                 }
                 continue;
         }
         n += 2;
-        if (out != nullptr) {
+        if constexpr (kWrite) {
             *out++ = '\\';
             *out++ = escape;
         }
     }
-    if (out != nullptr) {
+    if constexpr (kWrite) {
         *out++ = '"';
         *out = '\0';
     }
     return n;
 }
 
-size_t printed_string_size(const char *text) { return print_string(text, std::strlen(text), nullptr); }
+size_t printed_string_size(const char *text) { return print_string<false>(text, std::strlen(text), nullptr); }
 
 // Builds the tree in the arena: nodes, number and hex texts. Names and
 // string values are borrowed from `v` and the kind table. Alongside, it
@@ -187,11 +189,11 @@ private:
     // would end it at), printed here into a raw item.
     cJSON *string(const char *text, size_t len) {
         bool nul = false;
-        const size_t printed = print_string(text, len, nullptr, &nul);
+        const size_t printed = print_string<false>(text, len, nullptr, &nul);
         if (!nul) return leaf(cJSON_String, const_cast<char *>(text), printed);
         auto *escaped = static_cast<char *>(arena_.alloc(printed + 1));
         if (escaped == nullptr) return nullptr;
-        print_string(text, len, escaped);
+        print_string<true>(text, len, escaped);
         return leaf(cJSON_Raw, escaped, printed);
     }
 

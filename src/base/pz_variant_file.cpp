@@ -15,9 +15,11 @@ char *read_all(FILE *stream, size_t *len, const char **reason) {
     for (;;) {
         if (capacity - size < 2) {
             const size_t grown_capacity = capacity == 0 ? 4096 : capacity * 2;
-            auto *grown = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(grown_capacity)));
-            if (grown == nullptr || grown_capacity < capacity) {
-                HAL_Free(grown);
+            // (Doubling past the largest size gives nothing.)
+            auto *grown = grown_capacity > capacity
+                              ? static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(grown_capacity)))
+                              : nullptr;
+            if (grown == nullptr) {
                 HAL_Free(text);
                 *reason = "out of memory";
                 return nullptr;

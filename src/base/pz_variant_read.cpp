@@ -84,6 +84,7 @@ float nearest_float(double d) {
 }
 
 constexpr const char *kMismatch = "value does not match its kind";
+constexpr const char *kTooDeep = "nested too deep";
 
 // The value of `item` in the kind that `make` constructs.
 template <class T>
@@ -135,7 +136,7 @@ pz_variant_t *bytes_value(const cJSON *item, reader &r) {
 
 // An element or member value, in the reader's format.
 pz_variant_t *element_value(const cJSON *item, reader &r) {
-    if (r.depth >= PZ_VARIANT_MAX_DEPTH) return r.fail("nested too deep", true);
+    if (r.depth >= PZ_VARIANT_MAX_DEPTH) return r.fail(kTooDeep, true);
     return r.plain != nullptr ? json_to_variant(item, r) : dump_to_variant(item, r);
 }
 
@@ -175,7 +176,7 @@ pz_variant_t *dict_value(const cJSON *item, reader &r) {
         bool cut = false;
         if (r.plain != nullptr) {
             const std::string_view token = r.plain->next();
-            cut = !token.empty() && text_cursor::decoded_length(token) != std::strlen(name);
+            cut = r.plain->holds_nul();
             r.at = token.data();  // where the whole read stops if this member fails
         } else {
             cut = r.exact.name_cut(member);
@@ -255,7 +256,7 @@ pz_variant_t *json_to_variant(const cJSON *item, reader &r) {
             return json_number(item, r);
         case cJSON_String: {
             const std::string_view token = r.plain->next();
-            const size_t len = token.empty() ? std::strlen(item->valuestring) : text_cursor::decoded_length(token);
+            const size_t len = r.plain->holds_nul() ? text_cursor::decoded_length(token) : std::strlen(item->valuestring);
             return string_value(item, len, r);
         }
         case cJSON_Array:
@@ -337,30 +338,28 @@ pz_variant_t *read_text(const char *text, bool plain, pz_read_error_t *error) {
     reader r{exact, plain ? &cursor : nullptr};
     pz_variant_t *v = plain ? json_to_variant(root, r) : dump_to_variant(root, r);
     cJSON_Delete(root);
-    const char *at = r.at != nullptr ? r.at : skip_space(text);
-    const char *reason = r.reason;
-    if (v != nullptr && exact.failed()) {
-        reason = "out of memory";  // a number or string may not be exact
-    } else if (v != nullptr && plain) {
-        cursor.finish();
-        if (cursor.fault_at() != nullptr) {
+    // What went wrong first, if anything: the walk, or memory for the exact
+    // values; in plain JSON also a fault of strict JSON (perhaps earlier in
+    // the text) or text after the value.
+    const char *reason = v == nullptr && r.reason != nullptr ? r.reason
+                         : v == nullptr || exact.failed()   ? "out of memory"
+                                                            : nullptr;
+    const char *at = reason == kTooDeep ? too_deep_at(text) : r.at != nullptr ? r.at : skip_space(text);
+    if (plain) {
+        if (reason == nullptr) cursor.finish();
+        if (cursor.fault_at() != nullptr && (reason == nullptr || cursor.fault_at() < at)) {
             at = cursor.fault_at();
             reason = cursor.fault();
-        } else if (*skip_space(end) != '\0') {
+        } else if (reason == nullptr && *skip_space(end) != '\0') {
             at = skip_space(end);
             reason = "text after the value";
-        } else {
-            reason = nullptr;
         }
-    } else if (v != nullptr) {
-        reason = nullptr;
     }
     if (reason == nullptr) {
         refuse(error, text, text, "");
         return v;
     }
     pz_variant_unref(v);
-    if (r.stopped && std::strcmp(reason, "nested too deep") == 0) at = too_deep_at(text);
     return refuse(error, text, at, reason);
 }
 
