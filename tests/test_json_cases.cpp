@@ -103,7 +103,7 @@ void check_folder(const char *folder, const std::string &expect) {
             EXPECT_EQ(pz_variant_from_json(text.c_str(), nullptr), nullptr);
             continue;
         }
-        EXPECT_NE(want, "refused") << taken(pz_variant_dump(v));
+        EXPECT_NE(want, "refused") << "read as " << taken(pz_variant_dump(v));
         if (want != "refused" && want != "accepted") {
             EXPECT_EQ(taken(pz_variant_dump(v)), want);
         }
