@@ -32,6 +32,8 @@ const workload kWorkloads[] = {
     {"W5", "deep copy ~10 MB document", 1.0, false},
     {"W6", "write document as text", 1.3, true},
     {"W7", "read document from text", 1.3, true},
+    {"W8", "write document as plain JSON", 1.0, false},
+    {"W9", "read document from plain JSON", 1.0, false},
 };
 
 // The typed dump benchmarks of bench_dump.cpp stand for us and the floor.
@@ -96,7 +98,7 @@ void print_table(const table_reporter &r) {
         std::printf(" %7.2f %6.1f %s\n", ratio, w.target,
                     ratio < 0 ? "?" : ratio <= w.target ? "yes" : "NO");
     }
-    std::printf("(ratio: pz / best peer for W1-W5, pz / cJSON floor for W6-W7)\n");
+    std::printf("(ratio: pz / best peer for W1-W5 and W8-W9, pz / cJSON floor for W6-W7)\n");
 
     std::printf("\n%-4s %-34s %9s", "", "memory (bytes in use per item)", "pz");
     for (const char *peer : kPeers) std::printf(" %9s", peer);

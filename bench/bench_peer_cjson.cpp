@@ -106,3 +106,13 @@ pz_bench::memory_bytes pz_bench::memory_cjson() {
                           return [d] { cJSON_Delete(d); };
                       })};
 }
+
+pz_bench::plain_json pz_bench::plain_json_cjson() {
+    return {[](const char *text) -> void * { return cJSON_Parse(text); },
+            [](void *tree) { cJSON_Delete(static_cast<cJSON *>(tree)); },
+            [](void *tree) {
+                char *text = cJSON_PrintUnformatted(static_cast<cJSON *>(tree));
+                benchmark::DoNotOptimize(text);
+                cJSON_free(text);
+            }};
+}

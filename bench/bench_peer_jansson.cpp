@@ -144,3 +144,13 @@ pz_bench::memory_bytes pz_bench::memory_jansson() {
                           return [d] { json_decref(d); };
                       })};
 }
+
+pz_bench::plain_json pz_bench::plain_json_jansson() {
+    return {[](const char *text) -> void * { return json_loads(text, 0, nullptr); },
+            [](void *tree) { json_decref(static_cast<json_t *>(tree)); },
+            [](void *tree) {
+                char *text = json_dumps(static_cast<json_t *>(tree), JSON_COMPACT);
+                benchmark::DoNotOptimize(text);
+                free(text);
+            }};
+}

@@ -133,3 +133,13 @@ pz_bench::memory_bytes pz_bench::memory_jsonc() {
                           return [d] { json_object_put(d); };
                       })};
 }
+
+pz_bench::plain_json pz_bench::plain_json_jsonc() {
+    return {[](const char *text) -> void * { return json_tokener_parse(text); },
+            [](void *tree) { json_object_put(static_cast<json_object *>(tree)); },
+            [](void *tree) {
+                // The text belongs to the object and is rewritten by each call.
+                benchmark::DoNotOptimize(
+                    json_object_to_json_string_ext(static_cast<json_object *>(tree), JSON_C_TO_STRING_PLAIN));
+            }};
+}

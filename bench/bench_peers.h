@@ -140,6 +140,19 @@ memory_bytes memory_jsonc();
 memory_bytes memory_cjson();
 memory_bytes memory_glib();
 
+// A library's plain JSON, behind untyped pointers for bench_json.cpp: read a
+// text into its tree, release the tree, write the tree as compact text (and
+// drop the text).
+struct plain_json {
+    void *(*read)(const char *text);
+    void (*release)(void *tree);
+    void (*write)(void *tree);
+};
+
+plain_json plain_json_jansson();
+plain_json plain_json_jsonc();
+plain_json plain_json_cjson();
+
 }  // namespace pz_bench
 
 #endif  // PZ_BENCH_PEERS_H

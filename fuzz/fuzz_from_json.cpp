@@ -1,0 +1,25 @@
+// Whatever the plain JSON reader accepts survives a round trip: the text
+// written from it, compact or indented, reads back to an equal value, kinds
+// included, and writing that value again gives the same text. What it
+// refuses it refuses with a reason and an offset within the text.
+#include <cstdint>
+#include <string>
+
+#include "round_trip.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    // The reader takes a zero-terminated text; an embedded NUL just ends it.
+    const std::string text(reinterpret_cast<const char *>(data), size);
+    pz_read_error_t error;
+    pz_variant_t *v = pz_variant_from_json(text.c_str(), &error);
+    if (v == nullptr) {
+        if (error.offset > std::strlen(text.c_str()) || error.reason[0] == '\0') std::abort();
+        return 0;
+    }
+    const auto read = [](const char *t) { return pz_variant_from_json(t, nullptr); };
+    for (const unsigned flags : {0u, static_cast<unsigned>(PZ_JSON_INDENT)}) {
+        check_round_trip(v, read, [flags](const pz_variant_t *w) { return pz_variant_to_json(w, flags); });
+    }
+    pz_variant_unref(v);
+    return 0;
+}
