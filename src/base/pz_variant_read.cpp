@@ -103,24 +103,34 @@ pz_variant_t *bytes_value(const cJSON *item) {
     return v;
 }
 
+// The number of items in cJSON's list, so that a container is sized once.
+size_t child_count(const cJSON *item) {
+    size_t n = 0;
+    for (const cJSON *child = item->child; child != nullptr; child = child->next) ++n;
+    return n;
+}
+
 pz_variant_t *array_value(const cJSON *item, exact_numbers &exact) {
     if (!cJSON_IsArray(item)) return nullptr;
-    pz_variant_t *va = pz_variant_array_new();
+    const size_t count = child_count(item);
+    pz_variant_t *va = array_new_for(count);
     if (array_of(va) == nullptr) {  // the record or its storage is missing
         pz_variant_unref(va);
         return nullptr;
     }
+    array_filler filler(va, count);
     // Along `next` rather than by index, which would rescan the list.
     for (const cJSON *element = item->child; element != nullptr; element = element->next) {
-        pz_variant_t *value = dump_to_variant(element, exact);
-        if (value != nullptr) array_append_moved(va, value);
+        filler.add(dump_to_variant(element, exact));
     }
+    filler.finish();
     return va;
 }
 
 pz_variant_t *dict_value(const cJSON *item, exact_numbers &exact) {
     if (!cJSON_IsObject(item)) return nullptr;
-    pz_variant_t *dict = pz_variant_dict_new();
+    const size_t count = child_count(item);
+    pz_variant_t *dict = dict_new_for(count);
     if (dict_of(dict) == nullptr) {
         pz_variant_unref(dict);
         return nullptr;
