@@ -1,9 +1,10 @@
 #include "pz_cjson64.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+
+#include "hal/pz_hal.h"
 
 namespace pz::cjson64 {
 
@@ -47,6 +48,12 @@ bool parse_digits(const char *first, const char *last, bool *negative, uint64_t 
     return true;
 }
 
+// A character a JSON number may hold; tested inline rather than looked up in
+// a string, since the scan asks it of every digit in the text.
+bool in_number(char c) {
+    return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
+}
+
 // The next number in JSON text from `p` on, skipping strings; null when the
 // text ends first. Sets `end` past it and moves `p` there.
 const char *next_number(const char *&p, const char **end) {
@@ -60,7 +67,7 @@ const char *next_number(const char *&p, const char **end) {
             if (*p == '"') ++p;
         } else if (c == '-' || (c >= '0' && c <= '9')) {
             const char *start = p;
-            while (*p != '\0' && std::strchr("0123456789+-.eE", *p) != nullptr) ++p;
+            while (in_number(*p)) ++p;
             *end = p;
             return start;
         } else {
@@ -142,29 +149,74 @@ uint64_t cJSON_GetUInt64Value(const cJSON *item, exact_numbers *exact) {
     return wrapped(n);
 }
 
+// Blocks of 120 bytes or less: glibc keeps them on its fast lists, and
+// freeing them never merges free blocks, which can make it merge all of
+// them when the merged block grows large.
+struct exact_numbers::chunk {
+    static constexpr size_t kEntries = (120 - 2 * sizeof(void *)) / sizeof(entry);
+    chunk *next;
+    size_t count;
+    entry entries[kEntries];
+};
+
+exact_numbers::~exact_numbers() {
+    while (head_ != nullptr) {
+        chunk *next = head_->next;
+        HAL_Free(head_);
+        head_ = next;
+    }
+}
+
+bool exact_numbers::add(const entry &e) {
+    if (tail_ == nullptr || tail_->count == chunk::kEntries) {
+        auto *c = static_cast<chunk *>(HAL_Malloc(sizeof(chunk)));
+        if (c == nullptr) return false;
+        c->next = nullptr;
+        c->count = 0;
+        (tail_ != nullptr ? tail_->next : head_) = c;
+        tail_ = c;
+    }
+    tail_->entries[tail_->count++] = e;
+    return true;
+}
+
+// The entry of `item` from entry `at` of `from` on, remembered for the next
+// lookup; null when it is not there.
+const exact_numbers::entry *exact_numbers::search(chunk *from, size_t at, const cJSON *item) {
+    for (chunk *c = from; c != nullptr; c = c->next, at = 0) {
+        for (; at < c->count; ++at) {
+            if (c->entries[at].item == item) {
+                last_chunk_ = c;
+                last_at_ = at;
+                return &c->entries[at];
+            }
+        }
+    }
+    return nullptr;
+}
+
 bool exact_numbers::find(const cJSON *item, bool *negative, uint64_t *magnitude) {
     if (!scanned_) scan();
-    // Plain pointers, not vector iterators: comparing those would instantiate
-    // an exported helper of the standard library.
-    const entry *first = table_.data();
-    const entry *last = first + table_.size();
-    const entry *at = std::lower_bound(first, last, item, [](const entry &e, const cJSON *key) {
-        return std::less<const cJSON *>()(e.item, key);
-    });
-    if (at == last || at->item != item) return false;
-    *negative = at->negative;
-    *magnitude = at->magnitude;
+    // Onwards from the last find, then from the start for a lookup out of
+    // text order.
+    const entry *e = search(last_chunk_ != nullptr ? last_chunk_ : head_, last_at_, item);
+    if (e == nullptr && last_chunk_ != nullptr) e = search(head_, 0, item);
+    if (e == nullptr || !e->digits) return false;
+    *negative = e->negative;
+    *magnitude = e->magnitude;
     return true;
 }
 
 // The parser makes items in text order, so a pre-order walk of the tree
-// meets the number items in the order their texts appear.
+// meets the number items in the order their texts appear. Every number that
+// a double cannot hold exactly is kept, in digits or not, so that lookups in
+// text order never pass the one they look for.
 void exact_numbers::scan() {
     scanned_ = true;
     const char *p = text_;
     struct walker {
         const char *&p;
-        std::vector<entry> &table;
+        exact_numbers &out;
 
         bool walk(const cJSON *item) {
             for (; item != nullptr; item = item->next) {
@@ -172,10 +224,10 @@ void exact_numbers::scan() {
                     const char *end;
                     const char *start = next_number(p, &end);
                     if (start == nullptr) return false;  // not this tree's text
-                    entry e{item, false, 0};
-                    if (std::fabs(item->valuedouble) >= kExactBelow &&
-                        parse_digits(start, end, &e.negative, &e.magnitude)) {
-                        table.push_back(e);
+                    if (std::fabs(item->valuedouble) >= kExactBelow) {
+                        entry e{item, 0, false, false};
+                        e.digits = parse_digits(start, end, &e.negative, &e.magnitude);
+                        if (!out.add(e)) return false;
                     }
                 }
                 if (!walk(item->child)) return false;
@@ -183,10 +235,7 @@ void exact_numbers::scan() {
             return true;
         }
     };
-    walker{p, table_}.walk(root_);
-    std::sort(table_.data(), table_.data() + table_.size(), [](const entry &a, const entry &b) {
-        return std::less<const cJSON *>()(a.item, b.item);
-    });
+    walker{p, *this}.walk(root_);
 }
 
 }  // namespace pz::cjson64

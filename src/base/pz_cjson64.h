@@ -10,7 +10,6 @@
 #include <cjson/cJSON.h>
 
 #include <cstdint>
-#include <vector>
 
 namespace pz::cjson64 {
 
@@ -41,9 +40,18 @@ bool cJSON_SetObjectItem(cJSON *object, const char *name, cJSON *item);
 // itself; this is done once, on the first such lookup, so reads of texts
 // without large integers pay nothing. Lives no longer than the text and the
 // tree it was made for.
+//
+// The numbers are kept in text order, in small blocks (a large one would
+// make glibc merge every small block freed before it), and lookups that
+// come in text order, as a walk of the tree makes them, resume where the
+// last one stopped. When the numbers cannot be stored, integers read as
+// exactly as their double.
 class exact_numbers {
 public:
     exact_numbers(const char *text, const cJSON *root) : text_(text), root_(root) {}
+    ~exact_numbers();
+    exact_numbers(const exact_numbers &) = delete;
+    exact_numbers &operator=(const exact_numbers &) = delete;
 
     // Sign and magnitude of `item` as written, when it was written as plain
     // digits of magnitude below 2^64; false otherwise.
@@ -52,15 +60,22 @@ public:
 private:
     struct entry {
         const cJSON *item;
-        bool negative;
         uint64_t magnitude;
+        bool negative;
+        bool digits;  // written as plain digits below 2^64
     };
+    struct chunk;
     void scan();
+    bool add(const entry &e);
+    const entry *search(chunk *from, size_t at, const cJSON *item);
 
     const char *text_;
     const cJSON *root_;
     bool scanned_ = false;
-    std::vector<entry> table_;  // sorted by item
+    chunk *head_ = nullptr;
+    chunk *tail_ = nullptr;
+    chunk *last_chunk_ = nullptr;  // where the last lookup found its item
+    size_t last_at_ = 0;
 };
 
 // The integer value of a number item (or of an integer item made above),

@@ -184,8 +184,13 @@ pz_variant_t *pz_variant_from_dump(const char *dump) {
     if (dump == nullptr) return nullptr;
     cJSON *root = parse(dump);
     if (root == nullptr) return nullptr;
-    exact_numbers exact(dump, root);
-    pz_variant_t *v = dump_to_variant(root, exact);
+    pz_variant_t *v;
+    {
+        // Its blocks go before the tree's, whose many frees they would
+        // otherwise follow.
+        exact_numbers exact(dump, root);
+        v = dump_to_variant(root, exact);
+    }
     cJSON_Delete(root);
     return v;
 }
