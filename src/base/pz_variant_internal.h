@@ -29,8 +29,20 @@ typedef struct v_sharedptr_s {
 namespace pz {
 
 // Which record a block was allocated with, kept in pz_variant_t::layout so
-// that a setter never writes callbacks past the end of a plain record.
-enum record_layout : uint8_t { layout_plain = 0, layout_autoptr = 1, layout_sharedptr = 2 };
+// that a setter never writes callbacks past the end of a plain record, and
+// that releasing a string never frees a text that lives in the record's
+// block (right after the record) rather than in a block of its own.
+enum record_layout : uint8_t {
+    layout_plain = 0,
+    layout_autoptr = 1,
+    layout_sharedptr = 2,
+    layout_text = 3,
+};
+
+// Whether `v`'s block has room for an owned pointer's destructor.
+inline bool has_dtor_room(const pz_variant_t *v) {
+    return v->layout == layout_autoptr || v->layout == layout_sharedptr;
+}
 
 // A value is one block: the count, then the record. The union is 8 bytes
 // and holds every kind; containers store 8-byte element pointers.

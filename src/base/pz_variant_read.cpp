@@ -35,8 +35,10 @@ const dump_name *kind_of(std::string_view name, bool *unsigned_mark) {
     const size_t marks = std::min(name.find_first_not_of('u'), name.size());
     name.remove_prefix(marks);
     *unsigned_mark = marks > 0;
+    // The first letter is compared inline: most names differ there, and
+    // the full comparison is a library call.
     for (const dump_name &kind : kDumpNames) {
-        if (name.starts_with(kind.name)) return &kind;
+        if (!name.empty() && name[0] == kind.name[0] && name.starts_with(kind.name)) return &kind;
     }
     return nullptr;
 }
