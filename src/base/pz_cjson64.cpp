@@ -1,5 +1,6 @@
 #include "pz_cjson64.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -48,10 +49,34 @@ bool parse_digits(const char *first, const char *last, bool *negative, uint64_t 
     return true;
 }
 
-// A character a JSON number may hold; tested inline rather than looked up in
-// a string, since the scan asks it of every digit in the text.
-bool in_number(char c) {
-    return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
+// Where a JSON number may start, and what it may hold; looked up in a table
+// since the scan asks it of every character outside strings.
+enum char_class : uint8_t { starts_number = 1, in_number = 2 };
+
+constexpr std::array<uint8_t, 256> kCharClass = [] {
+    std::array<uint8_t, 256> classes{};
+    for (char c = '0'; c <= '9'; ++c) classes[static_cast<unsigned char>(c)] = starts_number | in_number;
+    classes['-'] = starts_number | in_number;
+    for (char c : {'+', '.', 'e', 'E'}) classes[static_cast<unsigned char>(c)] = in_number;
+    return classes;
+}();
+
+bool is(char c, char_class k) { return (kCharClass[static_cast<unsigned char>(c)] & k) != 0; }
+
+// Past the string whose opening quote is at `p`: after its closing quote,
+// or at the end of the text. The quotes are found by strchr, which passes
+// over a short string in fewer steps than a loop over its characters; a
+// quote after an odd run of backslashes is escaped.
+const char *past_string(const char *p) {
+    const char *from = p + 1;
+    for (;;) {
+        const char *q = std::strchr(from, '"');
+        if (q == nullptr) return from + std::strlen(from);
+        const char *b = q;
+        while (b > p + 1 && b[-1] == '\\') --b;
+        if ((q - b) % 2 == 0) return q + 1;
+        from = q + 1;
+    }
 }
 
 // The next number in JSON text from `p` on, skipping strings; null when the
@@ -61,13 +86,10 @@ const char *next_number(const char *&p, const char **end) {
         const char c = *p;
         if (c == '\0') return nullptr;
         if (c == '"') {
-            for (++p; *p != '\0' && *p != '"'; ++p) {
-                if (*p == '\\' && p[1] != '\0') ++p;
-            }
-            if (*p == '"') ++p;
-        } else if (c == '-' || (c >= '0' && c <= '9')) {
+            p = past_string(p);
+        } else if (is(c, starts_number)) {
             const char *start = p;
-            while (in_number(*p)) ++p;
+            while (is(*p, in_number)) ++p;
             *end = p;
             return start;
         } else {
@@ -220,7 +242,9 @@ void exact_numbers::scan() {
 
         bool walk(const cJSON *item) {
             for (; item != nullptr; item = item->next) {
-                if (cJSON_IsNumber(item)) {
+                // The type test inline: cJSON_IsNumber is a library call,
+                // and the walk makes it for every item of the tree.
+                if ((item->type & 0xFF) == cJSON_Number) {
                     const char *end;
                     const char *start = next_number(p, &end);
                     if (start == nullptr) return false;  // not this tree's text
@@ -230,7 +254,7 @@ void exact_numbers::scan() {
                         if (!out.add(e)) return false;
                     }
                 }
-                if (!walk(item->child)) return false;
+                if (item->child != nullptr && !walk(item->child)) return false;
             }
             return true;
         }
