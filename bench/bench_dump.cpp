@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "bench_document.h"
+#include "bench_peers.h"
 #include "pz_variant.h"
 #include "pz_variant_dump.h"
 
@@ -67,3 +68,9 @@ void BM_ReadFloor_cJSONParse(benchmark::State &state) {
 BENCHMARK(BM_ReadFloor_cJSONParse)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+pz_bench::peak_bytes pz_bench::read_peak() {
+    const char *text = doc().text().c_str();
+    return {resident_peak([text] { pz_variant_unref(pz_variant_from_dump(text)); }),
+            resident_peak([text] { cJSON_Delete(cJSON_Parse(text)); })};
+}

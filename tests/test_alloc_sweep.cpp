@@ -70,14 +70,18 @@ bool degraded(const pz_variant_t *got, const pz_variant_t *want) {
 const uint8_t three_bytes[] = {0, 1, 0xfe};
 
 // Every kind but the null kind and the containers, one element each: 16
-// elements, which fill the array's storage, so that adding to it grows it.
+// elements, which fill the array's storage (pack sizes it to the letters;
+// the last, unknown letter keeps a slot for the bytes), so that adding to it
+// grows it.
 pz_variant_t *full_array() {
     ++Tracked::owned;
     pz_variant_t *a = pz_variant_pack(
-        "boynqiuxtfdc*as", 1, -8, 200, -16, 60000, INT32_MIN, UINT32_MAX, INT64_MIN, UINT64_MAX, 1.5,
+        "boynqiuxtfdc*as-", 1, -8, 200, -16, 60000, INT32_MIN, UINT32_MAX, INT64_MIN, UINT64_MAX, 1.5,
         -2.25, "text", &Tracked::object, &Tracked::object, Tracked::dtor, &Tracked::object,
         Tracked::ref, Tracked::unref);
-    append_new(a, vstr_buf_new(three_bytes, sizeof three_bytes));
+    pz_variant_t *bytes = vstr_buf_new(three_bytes, sizeof three_bytes);
+    pz_variant_array_set(a, 15, bytes);
+    pz_variant_unref(bytes);
     return a;
 }
 
@@ -117,6 +121,14 @@ pz_variant_t *nested_patch() {
     pz_variant_t *patch = sample_plus();
     pz_variant_dict_erase(patch, "null");
     return nested(patch);
+}
+
+// Long enough that copying or reading it makes its storage last, after the
+// elements have waited in blocks of their own.
+pz_variant_t *long_array() {
+    pz_variant_t *a = pz_variant_array_new();
+    for (int i = 0; i < 300; ++i) varray_add_int32(a, i);
+    return a;
 }
 
 pz_variant_t *none() { return nullptr; }
@@ -178,6 +190,16 @@ struct Case {
              if (fail_at == 1) give_back(obj);                               \
              return result;                                                  \
          }}
+// The value `Make` gives, dumped and read back with the failure armed.
+template <pz_variant_t *(*Make)()>
+pz_variant_t *read_back() {
+    pz_variant_t *v = Make();
+    char *text = pz_variant_dump(v);
+    pz_variant_t *back = ARMED(pz_variant_from_dump(text));
+    HAL_Free(text);
+    return instead(v, back);
+}
+
 #define SCALAR(name, ctype, code, va_type)                                                 \
     MAKE(pz_variant_##name##_new(far_from_zero<ctype>(&Tracked::object))),                 \
     CALL(full_array, none, (varray_add_##name(t, far_from_zero<ctype>(&Tracked::object)), t)), \
@@ -224,22 +246,17 @@ const std::vector<Case> cases = {
     MAKE(pz_variant_pack("bc?s", 1, "text", &Tracked::object, Tracked::ref, Tracked::unref)),
     MAKE(pack_arg_from(0, "yc", 9, "text")),
     CALL(sample, none, instead(t, pz_variant_dup(t))),
+    CALL(long_array, none, instead(t, pz_variant_dup(t))),
     CALL(sample, sample_plus, pz_variant_concat(t, a)),
     CALL(full_array, full_array, pz_variant_concat(t, a)),
     CALL(sample, none, pz_variant_concat(t, t)),
+    CALL(long_array, none, pz_variant_concat(t, t)),
     CALL(int_value, string_value, pz_variant_concat(t, a)),
     // Into another kind a shared pointer takes a new record, consuming the
     // caller's reference to the target even when it cannot be made.
     CALL(int_value, shared_value, pz_variant_concat(t, a)),
     // All or nothing: a failed merge leaves the target as it was.
     CALL(nested_sample, nested_patch, (pz_variant_merge_patch(t, a), t)),
-    Case{"pz_variant_from_dump", [] {
-             pz_variant_t *v = sample();
-             char *text = pz_variant_dump(v);
-             pz_variant_t *back = ARMED(pz_variant_from_dump(text));
-             HAL_Free(text);
-             return instead(v, back);
-         }},
     // Large integers and a NUL byte make the readers look into the text.
     Case{"pz_variant_from_dump_ex", [] {
              return ARMED(pz_variant_from_dump_ex(
@@ -265,6 +282,8 @@ const std::vector<Case> cases = {
              }();
              return written ? ARMED(pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr)) : nullptr;
          }},
+    Case{"pz_variant_from_dump", read_back<sample>},
+    Case{"pz_variant_from_dump of a long array", read_back<long_array>},
     Case{"pz_variant_dump", [] {
              pz_variant_t *v = sample();
              char *text = ARMED(pz_variant_dump(v));

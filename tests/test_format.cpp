@@ -22,6 +22,8 @@ TEST_F(Format, EveryEntryPointReadsTheFormatAndItsArguments) {
     append_args_from(built[3], ARGS);
     append_internal_from(built[4], ARGS);
 #undef ARGS
+    // Pack's storage holds the letters' elements and no more.
+    for (pz_variant_t *packed : {built[0], built[1]}) EXPECT_EQ(pz::array_of(packed)->capacity, 3u);
     for (pz_variant_t *va : built) {
         ASSERT_EQ(pz_variant_array_size(va), 3u);
         EXPECT_EQ(array_at(va, 0)->int64_val, INT64_MIN);

@@ -50,15 +50,18 @@ TEST_F(Pointers, SharedPointerHoldsWhatRefReturnsUntilReleased) {
 TEST_F(Pointers, RecordsWithoutRoomRefuse) {
     pz_variant_t *plain = pz_variant_int32_new(4);
     pz_variant_t *owned = pz_variant_autoptr_new(&object_a, CallbackLog::dtor);
+    pz_variant_t *text = pz_variant_str_new("t");  // its block: the record and two bytes
     EXPECT_EQ(pz_variant_autoptr_set(plain, &object_a, CallbackLog::dtor), nullptr);
     EXPECT_EQ(plain->int32_val, 4) << "a refused setter leaves the value as it was";
+    EXPECT_EQ(pz_variant_autoptr_set(text, &object_a, CallbackLog::dtor), nullptr);
     EXPECT_EQ(pz_variant_autoptr_set(nullptr, &object_a, CallbackLog::dtor), nullptr);
-    for (pz_variant_t *v : {plain, owned, static_cast<pz_variant_t *>(nullptr)}) {
+    for (pz_variant_t *v : {plain, owned, text, static_cast<pz_variant_t *>(nullptr)}) {
         EXPECT_EQ(pz_variant_sharedptr_set(v, &object_b, CallbackLog::ref, CallbackLog::unref), nullptr);
     }
     EXPECT_EQ(CallbackLog::ref_calls + CallbackLog::dtor_calls, 0);
     pz_variant_unref(plain);
     pz_variant_unref(owned);
+    pz_variant_unref(text);
     EXPECT_EQ(CallbackLog::dtor_calls, 1);
 }
 

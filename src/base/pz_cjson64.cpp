@@ -1,6 +1,7 @@
 #include "pz_cjson64.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -133,6 +134,13 @@ std::string_view text_cursor::next() {
                 if (static_cast<unsigned char>(*p_) < 0x20) fault(p_, "control character in a string");
                 if (*p_ == '\\' && p_[1] != '\0') {
                     nul_ |= std::strncmp(++p_, "u0000", 5) == 0;
+                    // cJSON passes some malformed \u escapes over.
+                    if (*p_ == 'u' && !(std::isxdigit(static_cast<unsigned char>(p_[1])) &&
+                                        std::isxdigit(static_cast<unsigned char>(p_[2])) &&
+                                        std::isxdigit(static_cast<unsigned char>(p_[3])) &&
+                                        std::isxdigit(static_cast<unsigned char>(p_[4])))) {
+                        fault(p_ - 1, "malformed escape");
+                    }
                 }
             }
             if (*p_ == '"') ++p_;
@@ -223,11 +231,31 @@ uint64_t cJSON_GetUInt64Value(const cJSON *item, exact_values *exact) {
     return wrapped(n);
 }
 
-exact_values::~exact_values() { HAL_Free(table_); }
+// Blocks of 120 bytes or less: glibc keeps them on its fast lists, and
+// freeing them never merges free blocks, as a large table would make it do
+// with every small block freed before it.
+struct exact_values::chunk {
+    static constexpr size_t kEntries = (120 - 2 * sizeof(void *)) / sizeof(entry);
+    chunk *next;
+    size_t count;
+    entry entries[kEntries];
+};
+
+exact_values::~exact_values() { release(); }
+
+void exact_values::release() {
+    while (head_ != nullptr) {
+        chunk *next = head_->next;
+        HAL_Free(head_);
+        head_ = next;
+    }
+    tail_ = last_chunk_ = nullptr;
+    last_at_ = 0;
+}
 
 bool exact_values::find(const cJSON *item, bool *negative, uint64_t *magnitude) {
     const entry *e = lookup(item, number);
-    if (e == nullptr) return false;
+    if (e == nullptr || !e->digits) return false;
     *negative = e->negative;
     *magnitude = e->value;
     return true;
@@ -240,45 +268,57 @@ bool exact_values::nul_escapes() {
 
 size_t exact_values::string_length(const cJSON *item) {
     const entry *e = nul_escapes() ? lookup(item, value_text) : nullptr;
-    return e != nullptr ? static_cast<size_t>(e->value) : std::strlen(item->valuestring);
+    return e != nullptr && e->digits ? static_cast<size_t>(e->value) : std::strlen(item->valuestring);
 }
 
-namespace {
-
-bool before(const cJSON *a, uint8_t a_what, const cJSON *b, uint8_t b_what) {
-    return std::less<const cJSON *>()(a, b) || (a == b && a_what < b_what);
+bool exact_values::name_cut(const cJSON *item) {
+    const entry *e = nul_escapes() ? lookup(item, name_text) : nullptr;
+    return e != nullptr && e->digits;
 }
 
-}  // namespace
-
+// The entries are in text order, which is the order in which a walk of the
+// tree looks them up: a lookup goes on from where the last one stopped, and
+// only one out of that order starts again from the first.
 const exact_values::entry *exact_values::lookup(const cJSON *item, what kind) {
     if (!scanned_) scan();
-    const entry *first = table_;
-    const entry *last = table_ + size_;
-    const entry *at = std::lower_bound(first, last, item, [kind](const entry &e, const cJSON *key) {
-        return before(e.item, e.what, key, kind);
-    });
-    return at != last && at->item == item && at->what == kind ? at : nullptr;
+    auto search = [&](chunk *from, size_t at) -> const entry * {
+        for (chunk *c = from; c != nullptr; c = c->next, at = 0) {
+            for (; at < c->count; ++at) {
+                if (c->entries[at].item == item && c->entries[at].what == kind) {
+                    last_chunk_ = c;
+                    last_at_ = at;
+                    return &c->entries[at];
+                }
+            }
+        }
+        return nullptr;
+    };
+    const entry *e = search(last_chunk_ != nullptr ? last_chunk_ : head_, last_at_);
+    return e != nullptr || last_chunk_ == nullptr ? e : search(head_, 0);
 }
 
-void exact_values::add(const entry &e) {
-    if (size_ == capacity_) {
-        const size_t capacity = capacity_ == 0 ? 16 : capacity_ * 2;
-        auto *grown = static_cast<entry *>(HAL_Malloc(static_cast<unsigned long>(capacity * sizeof(entry))));
-        if (grown == nullptr) {
+bool exact_values::add(const entry &e) {
+    if (tail_ == nullptr || tail_->count == chunk::kEntries) {
+        auto *c = static_cast<chunk *>(HAL_Malloc(sizeof(chunk)));
+        if (c == nullptr) {
             failed_ = true;
-            return;
+            return false;
         }
-        if (size_ != 0) std::memcpy(grown, table_, size_ * sizeof(entry));
-        HAL_Free(table_);
-        table_ = grown;
-        capacity_ = capacity;
+        c->next = nullptr;
+        c->count = 0;
+        (tail_ != nullptr ? tail_->next : head_) = c;
+        tail_ = c;
     }
-    table_[size_++] = e;
+    tail_->entries[tail_->count++] = e;
+    return true;
 }
 
 // The parser makes items in text order, so a pre-order walk of the tree
 // meets member names, strings and numbers in the order their texts appear.
+// Every item that a lookup will ask for is entered, holding what cJSON
+// cannot or not (`digits`), so that lookups in text order never search past
+// the end: numbers a double cannot hold exactly, and, in a text with a
+// \u0000 escape, every string and member name.
 void exact_values::scan() {
     scanned_ = true;
     struct walker {
@@ -286,40 +326,35 @@ void exact_values::scan() {
         text_cursor cursor;
         bool texts;  // whether strings are looked at: only when \u0000 occurs
 
-        // The length of the next string token when cJSON's C string of it,
-        // `cut`, is shorter; 0 otherwise.
-        size_t longer_text(const char *cut) {
+        // Enters the next string token as the text of `item`, marked when
+        // cJSON's C string of it, `cut`, is shorter.
+        bool text(const cJSON *item, what kind, const char *cut) {
             const std::string_view token = cursor.next();
-            if (!texts || token.empty() || token[0] != '"') return 0;
+            if (!texts || token.empty() || token[0] != '"') return true;
             const size_t n = text_cursor::decoded_length(token);
-            return n != std::strlen(cut) ? n : 0;
+            return self.add({item, n, kind, false, n != std::strlen(cut)});
         }
 
         bool walk(const cJSON *item, bool named) {
             for (; item != nullptr; item = item->next) {
-                if (named && item->string != nullptr) {
-                    if (const size_t n = longer_text(item->string)) self.add({item, name_text, false, n});
-                }
+                if (named && item->string != nullptr && !text(item, name_text, item->string)) return false;
                 if (cJSON_IsString(item)) {
-                    if (const size_t n = longer_text(item->valuestring)) self.add({item, value_text, false, n});
+                    if (!text(item, value_text, item->valuestring)) return false;
                 } else if (cJSON_IsNumber(item)) {
                     const std::string_view token = cursor.next();
                     if (token.empty()) return false;  // not this tree's text
-                    entry e{item, number, false, 0};
-                    if (std::fabs(item->valuedouble) >= kExactBelow &&
-                        parse_digits(token.data(), token.data() + token.size(), &e.negative, &e.value)) {
-                        self.add(e);
+                    if (std::fabs(item->valuedouble) >= kExactBelow) {
+                        entry e{item, 0, number, false, false};
+                        e.digits = parse_digits(token.data(), token.data() + token.size(), &e.negative, &e.value);
+                        if (!self.add(e)) return false;
                     }
                 }
-                if (!walk(item->child, cJSON_IsObject(item))) return false;
+                if (item->child != nullptr && !walk(item->child, cJSON_IsObject(item))) return false;
             }
             return true;
         }
     };
     walker{*this, text_cursor(text_), nul_escapes()}.walk(root_, false);
-    std::sort(table_, table_ + size_, [](const entry &a, const entry &b) {
-        return before(a.item, a.what, b.item, b.what);
-    });
 }
 
 }  // namespace pz::cjson64

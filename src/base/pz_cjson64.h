@@ -88,7 +88,7 @@ private:
 // string (or member name) is taken from the text. The text is scanned once,
 // on the first lookup that needs it: a text without large integers or
 // \u0000 escapes pays nothing. Lives no longer than the text and the tree it
-// was made for. The table lives in HAL memory.
+// was made for. The entries live in small HAL blocks.
 class exact_values {
 public:
     exact_values(const char *text, const cJSON *root) : text_(text), root_(root) {}
@@ -105,33 +105,40 @@ public:
 
     // Whether the name of the member `item` holds a NUL byte, so that
     // cJSON's C string of it is cut short.
-    bool name_cut(const cJSON *item) { return nul_escapes() && lookup(item, name_text) != nullptr; }
+    bool name_cut(const cJSON *item);
 
     // Whether the scan ran out of memory, so that a lookup may have fallen
     // back to what cJSON holds.
     bool failed() const { return failed_; }
 
+    // Frees the entries early (lookups then find nothing): before cJSON's
+    // tree, whose many small frees they would otherwise follow.
+    void release();
+
 private:
     enum what : uint8_t { number, value_text, name_text };
     struct entry {
         const cJSON *item;
+        uint64_t value;  // the magnitude, or the length of the text
         uint8_t what;
         bool negative;
-        uint64_t value;  // the magnitude, or the length of the text
+        bool digits;  // a number: written as plain digits below 2^64; a text: cut short by cJSON
     };
+    struct chunk;
     bool nul_escapes();
     const entry *lookup(const cJSON *item, what kind);
     void scan();
-    void add(const entry &e);
+    bool add(const entry &e);
 
     const char *text_;
     const cJSON *root_;
     bool scanned_ = false;
     bool failed_ = false;
     int8_t nul_escapes_ = -1;  // whether the text holds \u0000; -1 not yet known
-    entry *table_ = nullptr;   // sorted by item, then what
-    size_t size_ = 0;
-    size_t capacity_ = 0;
+    chunk *head_ = nullptr;    // the entries in text order
+    chunk *tail_ = nullptr;
+    chunk *last_chunk_ = nullptr;  // where the last lookup found its item
+    size_t last_at_ = 0;
 };
 
 // The integer value of a number item (or of an integer item made above),

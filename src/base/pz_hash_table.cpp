@@ -85,14 +85,16 @@ uint32_t empty_slot(const pz_hash_table_t *t, uint32_t hash) {
 }
 
 // Rebuilds the table with room for `wanted` live entries, moving them over
-// in order; false (the table untouched) when out of memory.
-bool resize(pz_hash_table_t *t, uint64_t wanted) {
+// in order; false (the table untouched) when out of memory. With `exact`
+// the dense array holds `wanted` entries and no more: the caller knows how
+// many there will be. Otherwise it fills the slots' usable share.
+bool resize(pz_hash_table_t *t, uint64_t wanted, bool exact = false) {
     uint64_t slots = kMinSlots;
     while (usable_for(slots) < wanted) {
         slots *= 2;
         if (slots > (1ull << 31)) return false;
     }
-    const uint32_t usable = usable_for(slots);
+    const uint32_t usable = exact ? static_cast<uint32_t>(wanted) : usable_for(slots);
     const size_t entry_bytes = sizeof(entry) * usable;
     void *block = HAL_Malloc(static_cast<unsigned long>(entry_bytes + sizeof(int32_t) * slots));
     if (block == nullptr) return false;
@@ -197,7 +199,7 @@ bool pz_hash_table_insert(pz_hash_table_t *table, void *key, void *value) {
 bool pz_hash_table_reserve(pz_hash_table_t *table, uint32_t count) {
     if (table == nullptr) return false;
     if (table->usable - table->used >= count) return true;
-    return resize(table, static_cast<uint64_t>(table->size) + count);
+    return resize(table, static_cast<uint64_t>(table->size) + count, true);
 }
 
 void *pz_hash_table_find(const pz_hash_table_t *table, const void *key) {

@@ -89,6 +89,13 @@ void release_contents(pz_variant_t *v) {
             pz_hash_table_free(static_cast<pz_hash_table_t *>(held));
             break;
         case vtype_string:
+            // A text in the record's block goes with the block.
+            if (v->layout == layout_text) {
+                v->layout = layout_plain;
+                break;
+            }
+            HAL_Free(held);
+            break;
         case vtype_bytes:
             HAL_Free(held);
             break;

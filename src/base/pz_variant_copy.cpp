@@ -1,66 +1,115 @@
-// Deep copy and merge. The public entry checks the nesting of `other` once;
-// below it the copy recurses one level per level of nesting, which that
-// check has bounded.
+// Deep copy and merge. The copy checks the nesting of `other` as it goes,
+// along the containers open on the way down: it recurses one level per
+// level of nesting, which the check bounds, and a copy found too deep or
+// containing itself is given up. A merge checks first, since it changes `v`
+// as it goes.
 #include "pz_variant_internal.h"
 
 using namespace pz;
 
 namespace {
 
-pz_variant_t *copy_into(pz_variant_t *v, pz_variant_t *other);
+// The containers open on the way from the top to the value being copied.
+struct path {
+    const pz_variant_t *container;
+    const path *up;
+    int levels_left;  // for what this container holds
+};
+
+// The state of one copy: false in `ok` once `other` is found to nest too
+// deep or to contain itself, after which the copy stops.
+struct copy_walk {
+    bool ok = true;
+};
+
+pz_variant_t *copy_into(pz_variant_t *v, pz_variant_t *other, const path *up, copy_walk &walk);
+
+// Each value held takes one more level, an empty slot included.
+bool room_below(const path *up, copy_walk &walk) {
+    if (up != nullptr && up->levels_left < 1) walk.ok = false;
+    return walk.ok;
+}
 
 // Appends copies of `other`'s elements to the array `v`. The count is taken
 // once and each element read afresh, so an array appended to itself gets
 // copies of its first n elements, once. Empty slots and elements that cannot
 // be copied are left out.
-void pz_variant_array_dup(pz_variant_t *v, const pz_variant_t *other) {
+void pz_variant_array_dup(pz_variant_t *v, const pz_variant_t *other, const path *here,
+                          copy_walk &walk) {
     const uint32_t n = pz_variant_array_size(other);
     if (array_of(v) == nullptr) return;
-    // Room for all at once; if it cannot be had, each append tries again.
-    v->ptr_val = pz_array_reserve(array_of(v), array_of(v)->len + n);
-    for (uint32_t i = 0; i < n; ++i) {
-        pz_variant_t *d = copy_into(nullptr, array_at(other, i));
-        if (d != nullptr) array_append_moved(v, d);  // dropped when there is no room
+    array_filler filler(v, n);
+    for (uint32_t i = 0; i < n && room_below(here, walk); ++i) {
+        filler.add(copy_into(nullptr, array_at(other, i), here, walk));
     }
 }
+
+struct dict_walk {
+    pz_variant_t *dup;
+    const path *here;
+    copy_walk *walk;
+};
 
 // Enters a copy of one entry into the dictionary `dup`, under a key string
 // of its own. A value that cannot be copied is entered as null; an entry
 // whose key cannot be made is left out.
-bool dict_dup_node(void *key, void *value, void *dup) {
+bool dict_dup_node(void *key, void *value, void *user) {
+    auto *dw = static_cast<dict_walk *>(user);
+    if (!room_below(dw->here, *dw->walk)) return false;
     const auto *k = static_cast<const pz_string_t *>(key);
-    pz_variant_t *d = copy_into(nullptr, static_cast<pz_variant_t *>(value));
+    pz_variant_t *d = copy_into(nullptr, static_cast<pz_variant_t *>(value), dw->here, *dw->walk);
     pz_string_t *new_key = pz_string_new_len(k->cstr, k->len);
     if (new_key == nullptr) {
         pz_variant_unref(d);
-        return true;
+        return dw->walk->ok;
     }
     // Takes over the key and the copy's reference, also when it fails.
-    pz_hash_table_insert(dict_of(static_cast<pz_variant_t *>(dup)), new_key, d);
-    return true;
+    pz_hash_table_insert(dict_of(dw->dup), new_key, d);
+    return dw->walk->ok;
 }
 
 // Merges copies of `other`'s entries into the dictionary `v`.
-void pz_variant_dict_dup(pz_variant_t *v, pz_variant_t *other) {
+void pz_variant_dict_dup(pz_variant_t *v, pz_variant_t *other, const path *here, copy_walk &walk) {
     if (dict_of(v) == nullptr) return;  // no table to merge into
     if (v != other) {
         // Growing once beats growing by steps; failing here costs nothing.
         pz_hash_table_reserve(dict_of(v), pz_hash_table_size(dict_of(other)));
-        pz_hash_table_foreach(dict_of(other), dict_dup_node, v);
+        dict_walk dw{v, here, &walk};
+        pz_hash_table_foreach(dict_of(other), dict_dup_node, &dw);
         return;
     }
     // A table must not grow while it is walked: merging into itself goes
     // through a copy.
-    pz_variant_t *copy = copy_into(nullptr, other);
-    pz_hash_table_foreach(dict_of(copy), dict_dup_node, v);
+    pz_variant_t *copy = copy_into(nullptr, other, here->up, walk);
+    dict_walk dw{v, here, &walk};
+    pz_hash_table_foreach(dict_of(copy), dict_dup_node, &dw);
     pz_variant_unref(copy);
 }
 
 // `v` turned into an empty container of kind `vt` (kept as it is when it
-// already is one), or a new one when `v` is null.
-pz_variant_t *container_target(pz_variant_t *v, pz_variant_type vt) {
+// already is one), or a new one sized for `other` when `v` is null.
+pz_variant_t *container_target(pz_variant_t *v, pz_variant_type vt, const pz_variant_t *other) {
     if (v != nullptr) return pz_variant_change_type(v, vt);
-    return vt == vtype_array ? pz_variant_array_new() : pz_variant_dict_new();
+    return vt == vtype_array ? array_new_for(pz_variant_array_size(other))
+                             : dict_new_for(pz_variant_dict_size(other));
+}
+
+pz_variant_t *copy_container(pz_variant_t *v, pz_variant_t *other, const path *up,
+                             copy_walk &walk) {
+    for (const path *p = up; p != nullptr; p = p->up) {
+        if (p->container == other) walk.ok = false;  // contains itself
+    }
+    if (!walk.ok) return nullptr;
+    const auto vt = static_cast<pz_variant_type>(other->vt);
+    pz_variant_t *target = container_target(v, vt, other);
+    if (target == nullptr) return nullptr;
+    const path here{other, up, (up != nullptr ? up->levels_left : PZ_VARIANT_MAX_DEPTH) - 1};
+    if (vt == vtype_array) {
+        pz_variant_array_dup(target, other, &here, walk);
+    } else {
+        pz_variant_dict_dup(target, other, &here, walk);
+    }
+    return target;
 }
 
 pz_variant_t *copy_sharedptr(pz_variant_t *v, const pz_variant_t *other) {
@@ -86,21 +135,12 @@ pz_variant_t *copy_plain(pz_variant_t *v, const pz_variant_t *other) {
     return v;
 }
 
-pz_variant_t *copy_into(pz_variant_t *v, pz_variant_t *other) {
+pz_variant_t *copy_into(pz_variant_t *v, pz_variant_t *other, const path *up, copy_walk &walk) {
     if (other == nullptr) return nullptr;
     switch (other->vt) {
         case vtype_array:
-        case vtype_dict: {
-            const auto vt = static_cast<pz_variant_type>(other->vt);
-            pz_variant_t *target = container_target(v, vt);
-            if (target == nullptr) return nullptr;
-            if (vt == vtype_array) {
-                pz_variant_array_dup(target, other);
-            } else {
-                pz_variant_dict_dup(target, other);
-            }
-            return target;
-        }
+        case vtype_dict:
+            return copy_container(v, other, up, walk);
         case vtype_string:
             // A new copy keeps all `len` bytes; setting stops at the first NUL.
             return v == nullptr ? vstr_sized_new(other->str_val, other->len)
@@ -125,17 +165,24 @@ pz_variant_t *copy_into(pz_variant_t *v, pz_variant_t *other) {
 
 extern "C" {
 
-pz_variant_t *pz_variant_dup(pz_variant_t *v) { return pz_variant_concat(nullptr, v); }
+pz_variant_t *pz_variant_dup(pz_variant_t *v) {
+    copy_walk walk;
+    pz_variant_t *copy = copy_into(nullptr, v, nullptr, walk);
+    if (walk.ok) return copy;
+    pz_variant_unref(copy);  // nested too deep or containing itself
+    return nullptr;
+}
 
 pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other) {
-    // A value nested too deep, or containing itself, cannot be copied; the
-    // check bounds the recursion below.
+    if (v == nullptr) return pz_variant_dup(other);
+    // A value nested too deep, or containing itself, cannot be merged; `v`
+    // must then be left as it was, so the check comes first.
     if (other == nullptr || !nesting_within(other, PZ_VARIANT_MAX_DEPTH)) return nullptr;
-    if (v == nullptr) return copy_into(nullptr, other);
     // `other` may live inside `v`, whose old value a change of kind releases:
     // hold it for the length of the copy.
     pz_variant_ref(other);
-    pz_variant_t *result = copy_into(v, other);
+    copy_walk walk;
+    pz_variant_t *result = copy_into(v, other, nullptr, walk);
     pz_variant_unref(other);
     return result;
 }

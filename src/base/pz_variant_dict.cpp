@@ -17,6 +17,13 @@ pz_hash_table_t *pz::dict_table_new() {
     return table;
 }
 
+pz_variant_t *pz::dict_new_for(size_t count) {
+    pz_variant_t *dict = pz_variant_dict_new();
+    // Without the room, each insert grows the table as it needs.
+    if (count != 0 && count <= UINT32_MAX) pz_hash_table_reserve(dict_of(dict), static_cast<uint32_t>(count));
+    return dict;
+}
+
 bool pz::dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value) {
     const bool usable = dict_test(dict, key) && value != nullptr;
     pz_string_t *stored_key = usable ? pz_string_new(key) : nullptr;

@@ -58,7 +58,8 @@ void append_from_list(pz_variant_t *va, const char *fmt, va_list *args) {
 // A new array of `fmt`'s elements; null for an empty format.
 pz_variant_t *pack_from_list(const char *fmt, va_list *args) {
     if (pz_cstr_empty(fmt)) return nullptr;
-    pz_variant_t *va = pz_variant_array_new();
+    // Storage for one element per letter, no more.
+    pz_variant_t *va = array_new_for(std::strlen(fmt));
     if (array_of(va) != nullptr) append_from_list(va, fmt, args);
     return va;
 }

@@ -30,8 +30,20 @@ typedef struct v_sharedptr_s {
 namespace pz {
 
 // Which record a block was allocated with, kept in pz_variant_t::layout so
-// that a setter never writes callbacks past the end of a plain record.
-enum record_layout : uint8_t { layout_plain = 0, layout_autoptr = 1, layout_sharedptr = 2 };
+// that a setter never writes callbacks past the end of a plain record, and
+// that releasing a string never frees a text that lives in the record's
+// block (right after the record) rather than in a block of its own.
+enum record_layout : uint8_t {
+    layout_plain = 0,
+    layout_autoptr = 1,
+    layout_sharedptr = 2,
+    layout_text = 3,
+};
+
+// Whether `v`'s block has room for an owned pointer's destructor.
+inline bool has_dtor_room(const pz_variant_t *v) {
+    return v->layout == layout_autoptr || v->layout == layout_sharedptr;
+}
 
 // A value is one block: the count, then the record. The union holds every
 // kind in its first 8 bytes; containers store element pointers.
@@ -109,6 +121,40 @@ inline pz_variant_t *array_at(const pz_variant_t *va, uint32_t index) {
 // can be appended. True when the slot was added.
 bool array_append_moved(pz_variant_t *va, pz_variant_t *value);
 
+// A new array value with storage for `count` elements, or for none when
+// that storage would be a large request (see array_filler); null when out
+// of memory.
+pz_variant_t *array_new_for(size_t count);
+
+// Appends elements whose number is known up front to an array value, with
+// one allocation of storage. glibc answers a request of 1 KiB or more by
+// first merging every small block freed before it, after which small
+// requests no longer come off its fast lists; storage that large is
+// therefore allocated after the elements, which wait meanwhile in blocks
+// below that size. Smaller storage is made at once.
+class array_filler {
+public:
+    array_filler(pz_variant_t *va, size_t count);
+    ~array_filler() { finish(); }
+    array_filler(const array_filler &) = delete;
+    array_filler &operator=(const array_filler &) = delete;
+
+    // Takes over the caller's reference to `value`; a null value is left
+    // out, and a value is dropped when there is no room for it (false).
+    bool add(pz_variant_t *value);
+    // Appends the elements that wait; false when some were dropped for lack
+    // of room. `add` may not be called afterwards.
+    bool finish();
+
+private:
+    struct chunk;
+    pz_variant_t *va_;
+    bool deferred_ = false;
+    chunk *head_ = nullptr;
+    chunk *tail_ = nullptr;
+    size_t waiting_ = 0;
+};
+
 // --- dictionaries -----------------------------------------------------------
 
 // The table of a dictionary value, or null for anything else.
@@ -141,6 +187,10 @@ bool dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value);
 // released with pz_string_unref, values with pz_variant_unref. Null when out
 // of memory.
 pz_hash_table_t *dict_table_new();
+
+// A new dictionary value whose table has room for `count` entries (when
+// that room can be had); null when out of memory.
+pz_variant_t *dict_new_for(size_t count);
 
 // --- nesting ----------------------------------------------------------------
 

@@ -17,7 +17,7 @@ pz_variant_t *pz_variant_autoptr_new(void *value, pz_dtor_pt dtor) {
 
 pz_variant_t *pz_variant_autoptr_set(pz_variant_t *v, void *value, pz_dtor_pt dtor) {
     // Both larger layouts keep the destructor right after the record.
-    if (v == nullptr || v->layout == layout_plain) return nullptr;
+    if (v == nullptr || !has_dtor_room(v)) return nullptr;
     pz_variant_clear(v);
     v->vt = vtype_autoptr;
     v->ptr_val = value;

@@ -62,8 +62,10 @@ const dump_name *kind_of(std::string_view name, bool *unsigned_mark) {
     const size_t marks = std::min(name.find_first_not_of('u'), name.size());
     name.remove_prefix(marks);
     *unsigned_mark = marks > 0;
+    // The first letter is compared inline: most names differ there, and
+    // the full comparison is a library call.
     for (const dump_name &kind : kDumpNames) {
-        if (name.starts_with(kind.name)) return &kind;
+        if (!name.empty() && name[0] == kind.name[0] && name.starts_with(kind.name)) return &kind;
     }
     return nullptr;
 }
@@ -138,6 +140,13 @@ pz_variant_t *bytes_value(const cJSON *item, reader &r) {
     return r.made(v);
 }
 
+// The number of items in cJSON's list, so that a container is sized once.
+size_t child_count(const cJSON *item) {
+    size_t n = 0;
+    for (const cJSON *child = item->child; child != nullptr; child = child->next) ++n;
+    return n;
+}
+
 // An element or member value, in the reader's format.
 pz_variant_t *element_value(const cJSON *item, reader &r) {
     if (r.depth >= PZ_VARIANT_MAX_DEPTH) return r.fail(kTooDeep, true);
@@ -151,24 +160,27 @@ struct level {
 };
 
 pz_variant_t *array_value(const cJSON *item, reader &r) {
-    pz_variant_t *va = pz_variant_array_new();
+    const size_t count = child_count(item);
+    pz_variant_t *va = array_new_for(count);
     if (array_of(va) == nullptr) {  // the record or its storage is missing
         pz_variant_unref(va);
         return r.fail("out of memory");
     }
     const level in(r);
+    array_filler filler(va, count);
     // Along `next` rather than by index, which would rescan the list.
     for (const cJSON *element = item->child; element != nullptr && !r.stopped; element = element->next) {
         pz_variant_t *value = element_value(element, r);
-        if (value != nullptr && !array_append_moved(va, value)) r.fail("out of memory");
+        if (value != nullptr && !filler.add(value)) r.fail("out of memory");
     }
+    if (!filler.finish()) r.fail("out of memory");
     if (!r.stopped) return va;
     pz_variant_unref(va);
     return nullptr;
 }
 
 pz_variant_t *dict_value(const cJSON *item, reader &r) {
-    pz_variant_t *dict = pz_variant_dict_new();
+    pz_variant_t *dict = dict_new_for(child_count(item));
     if (dict_of(dict) == nullptr) {
         pz_variant_unref(dict);
         return r.fail("out of memory");
@@ -386,6 +398,7 @@ pz_variant_t *read_text(const char *text, bool plain, pz_read_error_t *error) {
     exact_values exact(text, root);
     reader r{exact, plain ? &cursor : nullptr};
     pz_variant_t *v = plain ? json_to_variant(root, r) : dump_to_variant(root, r);
+    exact.release();
     cJSON_Delete(root);
     // What went wrong first, if anything: the walk, or memory for the exact
     // values; in plain JSON also a fault of strict JSON (perhaps earlier in

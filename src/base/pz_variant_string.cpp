@@ -1,6 +1,7 @@
 // String and byte-buffer values. Each owns one plain HAL_Malloc buffer (no
-// count of its own): a string's text is NUL-terminated, a byte buffer holds
-// exactly `len` bytes; both are null when empty.
+// count of its own), except that a new string's text sits in the record's
+// own block: a string's text is NUL-terminated, a byte buffer holds exactly
+// `len` bytes; both are null when empty.
 #include <climits>
 
 #include "pz_variant_internal.h"
@@ -47,14 +48,15 @@ pz_variant_t *pz_variant_str_new(const char *value) {
 }
 
 pz_variant_t *vstr_sized_new(const char *value, uint32_t len) {
-    if (value != nullptr && len > kMaxTextLen) return nullptr;
-    pz_variant_t *v = new_record(vtype_string);
-    if (v == nullptr || value == nullptr || len == 0) return v;
-    v->str_val = copy_text(value, len);
-    if (v->str_val == nullptr) {
-        pz_variant_unref(v);
-        return nullptr;
-    }
+    if (value == nullptr || len == 0) return new_record(vtype_string);
+    // The text goes in the record's block: one allocation instead of two.
+    constexpr size_t kRecord = sizeof(pz_variant_t);
+    // (Past half the address space no block could hold it anyway.)
+    if (len > kMaxTextLen || len > SIZE_MAX / 2) return nullptr;
+    pz_variant_t *v = new_record(vtype_string, kRecord + len + 1, layout_text);
+    if (v == nullptr) return nullptr;
+    v->str_val = reinterpret_cast<char *>(v) + kRecord;
+    std::memcpy(v->str_val, value, len);  // the block is zero-filled: the NUL is there
     v->len = len;
     return v;
 }
