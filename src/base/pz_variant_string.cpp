@@ -52,8 +52,9 @@ pz_variant_t *vstr_sized_new(const char *value, uint32_t len) {
     // The text goes in the record's block: one allocation instead of two.
     constexpr size_t kRecord = sizeof(pz_variant_t);
     // (Past half the address space no block could hold it anyway.)
-    if (len > kMaxTextLen || len > SIZE_MAX / 2) return nullptr;
-    pz_variant_t *v = new_record(vtype_string, kRecord + len + 1, layout_text);
+    const uint64_t size = uint64_t{len} + kRecord + 1;
+    if (len > kMaxTextLen || size > SIZE_MAX / 2) return nullptr;
+    pz_variant_t *v = new_record(vtype_string, static_cast<size_t>(size), layout_text);
     if (v == nullptr) return nullptr;
     v->str_val = reinterpret_cast<char *>(v) + kRecord;
     std::memcpy(v->str_val, value, len);  // the block is zero-filled: the NUL is there
