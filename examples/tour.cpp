@@ -36,6 +36,12 @@ int main() {
     std::printf("  dumped: %s\n", text.c_str());
     pz::value reloaded = pz::from_dump(text);
     std::printf("  reloaded and equal to the record: %s\n", reloaded == record ? "yes" : "no");
+    std::printf("  as plain JSON: %s\n", record.to_json().c_str());
+    try {
+        pz::from_json(R"({"port": 8080,})");
+    } catch (const pz::parse_error &e) {
+        std::printf("  a hand-written config refused at byte %zu: %s\n", e.offset(), e.what());
+    }
     std::printf("Done: every reference goes when its handle does.\n");
     return 0;
 }

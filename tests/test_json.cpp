@@ -171,6 +171,10 @@ TEST_F(Json, NestingIsBoundedLikeTheDump) {
         EXPECT_EQ(text.substr(error.offset, 1), empty ? "[" : "1");
     }
     EXPECT_EQ(pz_variant_from_json(std::string(100000, '[').c_str(), &error), nullptr);
+    EXPECT_STREQ(error.reason, "nested too deep");
+    EXPECT_EQ(error.offset, static_cast<size_t>(PZ_VARIANT_MAX_DEPTH));
+    EXPECT_EQ(pz_variant_from_dump_ex(std::string(100000, '[').c_str(), &error), nullptr);
+    EXPECT_STREQ(error.reason, "nested too deep");
 }
 
 }  // namespace

@@ -564,8 +564,8 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * is int64 when it fits, else uint64 when it fits, else double; any other
  * number is double (1e999 is infinite); a string is a string (every byte
  * kept, \u0000 included); an array is an array; an object is a dictionary
- * in the text's order, a later duplicate key winning. Integers are exact
- * over both 64-bit ranges. The text must be exactly one JSON value with
+ * in the text's order, a later duplicate key winning (its value takes the
+ * first one's place). Integers are exact over both 64-bit ranges. The text must be exactly one JSON value with
  * only whitespace around it (a UTF-8 byte order mark at its start is
  * skipped); numbers such as 01, 1. or -.5, control characters outside the
  * four whitespace characters and raw control characters in strings are

@@ -304,6 +304,51 @@ const char *too_deep_at(const char *text) {
     return text;
 }
 
+// Why cJSON refused `text`, and where, from the place `*at` it gives: a walk
+// of the text before that place (outside strings) tells a text that ends
+// inside a string or container and one nested past cJSON's limit. After a
+// character found where a member name was due, cJSON gives the place just
+// past it; `*at` is moved back onto it. A text that ends early stops at
+// its end.
+const char *parse_failure(const char *text, const char **at) {
+    if (*skip_space(text) == '\0') return "no value";
+    auto ended = [&] {
+        *at = text + std::strlen(text);
+        return "unexpected end of text";
+    };
+    const char *culprit = *at > text ? *at - 1 : text;
+    bool in_object[CJSON_NESTING_LIMIT + 2] = {};
+    int depth = 0;
+    char last = 0;  // the last character before `culprit` outside whitespace
+    auto step = [&](const char *p) {
+        if (*p == '[' || *p == '{') {
+            if (depth <= CJSON_NESTING_LIMIT) in_object[++depth] = *p == '{';
+        } else if ((*p == ']' || *p == '}') && depth > 0) {
+            --depth;
+        }
+    };
+    for (const char *p = text; p < culprit; ++p) {
+        if (*p == '"') {
+            p = string_end(p);
+            if (*p == '\0') return ended();
+        }
+        step(p);
+        if (!json_space(*p)) last = *p;
+    }
+    if (culprit < *at && *culprit != '"' && !json_space(*culprit) && in_object[depth] &&
+        (last == '{' || last == ',')) {
+        *at = culprit;
+        return "not valid JSON";
+    }
+    for (const char *q : {culprit, *at}) {
+        if (*q == '"' && *string_end(q) == '\0') return ended();
+    }
+    if (culprit < *at) step(culprit);
+    if (depth >= CJSON_NESTING_LIMIT && (**at == '[' || **at == '{')) return kTooDeep;
+    if (**at == '\0' && (depth > 0 || *culprit == ':' || *culprit == ',')) return ended();
+    return "not valid JSON";
+}
+
 // Notes the reason and offset when `error` is given; returns null.
 pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, const char *reason) {
     if (error != nullptr) {
@@ -331,8 +376,8 @@ pz_variant_t *read_text(const char *text, bool plain, pz_read_error_t *error) {
                 return refuse(error, text, cursor.fault_at(), cursor.fault());
             }
         }
-        return refuse(error, text, end, *skip_space(text) == '\0' ? "no value" : *end == '\0' ? "unexpected end of text"
-                                                                                             : "not valid JSON");
+        const char *reason = parse_failure(text, &end);
+        return refuse(error, text, plain && reason == kTooDeep ? too_deep_at(text) : end, reason);
     }
     exact_values exact(text, root);
     reader r{exact, plain ? &cursor : nullptr};
