@@ -698,7 +698,8 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * null when it cannot be read, with the reason and offset in `error` when
  * that is not null ("" and 0 when the text was read). Reasons include
  * "no text", "no value", "not valid JSON", "unexpected end of text", "text
- * after the value", "malformed number", "control character in a string",
+ * after the value", "malformed number", "malformed escape", "control
+ * character in a string",
  * "control character outside a string", "an empty key", "a key holds a NUL
  * byte", "nested too deep" and "out of memory". */
 PZ_API pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error);
