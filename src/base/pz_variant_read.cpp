@@ -114,25 +114,22 @@ size_t child_count(const cJSON *item) {
 
 pz_variant_t *array_value(const cJSON *item, exact_numbers &exact) {
     if (!cJSON_IsArray(item)) return nullptr;
-    const size_t count = child_count(item);
-    pz_variant_t *va = array_new_for(count);
+    pz_variant_t *va = array_new_for(child_count(item));
     if (array_of(va) == nullptr) {  // the record or its storage is missing
         pz_variant_unref(va);
         return nullptr;
     }
-    array_filler filler(va, count);
     // Along `next` rather than by index, which would rescan the list.
     for (const cJSON *element = item->child; element != nullptr; element = element->next) {
-        filler.add(dump_to_variant(element, exact));
+        pz_variant_t *value = dump_to_variant(element, exact);
+        if (value != nullptr) array_append_moved(va, value);
     }
-    filler.finish();
     return va;
 }
 
 pz_variant_t *dict_value(const cJSON *item, exact_numbers &exact) {
     if (!cJSON_IsObject(item)) return nullptr;
-    const size_t count = child_count(item);
-    pz_variant_t *dict = dict_new_for(count);
+    pz_variant_t *dict = dict_new_for(child_count(item));
     if (dict_of(dict) == nullptr) {
         pz_variant_unref(dict);
         return nullptr;
