@@ -123,8 +123,8 @@ pz_variant_t *nested_patch() {
     return nested(patch);
 }
 
-// Long enough that copying or reading it makes its storage last, after the
-// elements have waited in blocks of their own.
+// Far past an array's first reserve, so that a copy or a read sizes its
+// storage once, from the count, in one allocation that may fail.
 pz_variant_t *long_array() {
     pz_variant_t *a = pz_variant_array_new();
     for (int i = 0; i < 300; ++i) varray_add_int32(a, i);

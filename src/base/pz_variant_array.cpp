@@ -19,78 +19,11 @@ bool insert_slot(pz_variant_t *va, size_t index, pz_variant_t *value) {
     return a->len != before;
 }
 
-// glibc's smallest large request (on 64-bit targets; elsewhere merely a
-// size below which blocks stay small).
-constexpr size_t kLargeRequest = 1024;
-
-bool large_storage(size_t count) {
-    return count > (kLargeRequest - sizeof(pz_array_t)) / kElementSize;
-}
-
 }  // namespace
-
-// Elements waiting for the storage, in a block below the large size.
-struct pz::array_filler::chunk {
-    static constexpr size_t kSlots = (kLargeRequest / 2 - 2 * sizeof(void *)) / kElementSize;
-    chunk *next;
-    size_t count;
-    pz_variant_t *slots[kSlots];
-};
-
-pz::array_filler::array_filler(pz_variant_t *va, size_t count) : va_(va) {
-    pz_array_t *a = array_of(va);
-    if (a == nullptr || count <= a->capacity - a->len) return;
-    if (large_storage(a->len + count)) {
-        deferred_ = true;
-    } else {
-        // Failing here costs nothing: each append tries again.
-        va->ptr_val = pz_array_reserve(a, a->len + count);
-    }
-}
-
-bool pz::array_filler::add(pz_variant_t *value) {
-    if (value == nullptr) return true;
-    if (!deferred_) return array_append_moved(va_, value);
-    if (tail_ == nullptr || tail_->count == chunk::kSlots) {
-        auto *c = static_cast<chunk *>(HAL_Malloc(sizeof(chunk)));
-        if (c == nullptr) {
-            pz_variant_unref(value);
-            return false;
-        }
-        c->next = nullptr;
-        c->count = 0;
-        (tail_ != nullptr ? tail_->next : head_) = c;
-        tail_ = c;
-    }
-    tail_->slots[tail_->count++] = value;
-    ++waiting_;
-    return true;
-}
-
-bool pz::array_filler::finish() {
-    if (head_ == nullptr) return true;
-    bool whole = true;
-    pz_array_t *a = array_of(va_);
-    va_->ptr_val = a = pz_array_reserve(a, a->len + waiting_);
-    for (chunk *c = head_; c != nullptr;) {
-        const size_t before = a->len;
-        va_->ptr_val = a = pz_array_append_vals(a, c->slots, c->count);
-        if (a->len == before) {
-            whole = false;
-            for (size_t i = 0; i < c->count; ++i) pz_variant_unref(c->slots[i]);  // no room
-        }
-        chunk *next = c->next;
-        HAL_Free(c);
-        c = next;
-    }
-    head_ = tail_ = nullptr;
-    waiting_ = 0;
-    return whole;
-}
 
 pz_variant_t *pz::array_new_for(size_t count) {
     pz_variant_t *va = new_record(vtype_array);
-    if (va != nullptr) va->ptr_val = pz_array_new(kElementSize, large_storage(count) ? 0 : count);
+    if (va != nullptr) va->ptr_val = pz_array_new(kElementSize, count);
     return va;
 }
 

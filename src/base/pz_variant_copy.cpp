@@ -38,9 +38,11 @@ void pz_variant_array_dup(pz_variant_t *v, const pz_variant_t *other, const path
                           copy_walk &walk) {
     const uint32_t n = pz_variant_array_size(other);
     if (array_of(v) == nullptr) return;
-    array_filler filler(v, n);
+    // Room for all at once; if it cannot be had, each append tries again.
+    v->ptr_val = pz_array_reserve(array_of(v), array_of(v)->len + n);
     for (uint32_t i = 0; i < n && room_below(here, walk); ++i) {
-        filler.add(copy_into(nullptr, array_at(other, i), here, walk));
+        pz_variant_t *d = copy_into(nullptr, array_at(other, i), here, walk);
+        if (d != nullptr) array_append_moved(v, d);  // dropped when there is no room
     }
 }
 

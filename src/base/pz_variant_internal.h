@@ -121,39 +121,9 @@ inline pz_variant_t *array_at(const pz_variant_t *va, uint32_t index) {
 // can be appended. True when the slot was added.
 bool array_append_moved(pz_variant_t *va, pz_variant_t *value);
 
-// A new array value with storage for `count` elements, or for none when
-// that storage would be a large request (see array_filler); null when out
-// of memory.
+// A new array value with storage for `count` elements; null when out of
+// memory.
 pz_variant_t *array_new_for(size_t count);
-
-// Appends elements whose number is known up front to an array value, with
-// one allocation of storage. glibc answers a request of 1 KiB or more by
-// first merging every small block freed before it, after which small
-// requests no longer come off its fast lists; storage that large is
-// therefore allocated after the elements, which wait meanwhile in blocks
-// below that size. Smaller storage is made at once.
-class array_filler {
-public:
-    array_filler(pz_variant_t *va, size_t count);
-    ~array_filler() { finish(); }
-    array_filler(const array_filler &) = delete;
-    array_filler &operator=(const array_filler &) = delete;
-
-    // Takes over the caller's reference to `value`; a null value is left
-    // out, and a value is dropped when there is no room for it (false).
-    bool add(pz_variant_t *value);
-    // Appends the elements that wait; false when some were dropped for lack
-    // of room. `add` may not be called afterwards.
-    bool finish();
-
-private:
-    struct chunk;
-    pz_variant_t *va_;
-    bool deferred_ = false;
-    chunk *head_ = nullptr;
-    chunk *tail_ = nullptr;
-    size_t waiting_ = 0;
-};
 
 // --- dictionaries -----------------------------------------------------------
 

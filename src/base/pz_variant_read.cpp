@@ -160,20 +160,17 @@ struct level {
 };
 
 pz_variant_t *array_value(const cJSON *item, reader &r) {
-    const size_t count = child_count(item);
-    pz_variant_t *va = array_new_for(count);
+    pz_variant_t *va = array_new_for(child_count(item));
     if (array_of(va) == nullptr) {  // the record or its storage is missing
         pz_variant_unref(va);
         return r.fail("out of memory");
     }
     const level in(r);
-    array_filler filler(va, count);
     // Along `next` rather than by index, which would rescan the list.
     for (const cJSON *element = item->child; element != nullptr && !r.stopped; element = element->next) {
         pz_variant_t *value = element_value(element, r);
-        if (value != nullptr && !filler.add(value)) r.fail("out of memory");
+        if (value != nullptr && !array_append_moved(va, value)) r.fail("out of memory");
     }
-    if (!filler.finish()) r.fail("out of memory");
     if (!r.stopped) return va;
     pz_variant_unref(va);
     return nullptr;
