@@ -30,12 +30,6 @@ std::string slurp(const fs::path &path) {
     return text;
 }
 
-std::string taken(char *text) {
-    std::string out = text != nullptr ? text : "NULL";
-    HAL_Free(text);
-    return out;
-}
-
 // Deletes every object member that a later one of the same name overrides,
 // as our reader does, so that cJSON's comparison can see the same JSON.
 void keep_last_members(cJSON *item) {
