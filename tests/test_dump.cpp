@@ -1,6 +1,6 @@
 // The typed dump: the texts of dump_cases/ read and written back, what no
-// text reads back to, the buffer variant, the reader's nesting limits, and
-// random values of every kind through a dump and back.
+// text reads back to (also as plain JSON), the buffer variant, the reader's
+// nesting limits, and random values of every kind through a dump and back.
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -17,13 +17,7 @@ namespace {
 
 using Dump = LeakCheckedTest;
 
-// The dump as a string, "NULL" when there is none.
-std::string dump_text(const pz_variant_t *v) {
-    char *text = pz_variant_dump(v);
-    std::string out = text != nullptr ? text : "NULL";
-    HAL_Free(text);
-    return out;
-}
+std::string dump_text(const pz_variant_t *v) { return taken(pz_variant_dump(v)); }
 
 // What reading `input` and writing the value again gives.
 std::string reread(const char *input) {
@@ -33,20 +27,33 @@ std::string reread(const char *input) {
     return out;
 }
 
+// A refused line may add the offset and the reason the reader gives; a
+// value read leaves no reason.
 TEST_F(Dump, CaseFilesComeBackAsListed) {
     for (const char *name : {"read_cases.txt", "bad_cases.txt"}) {
         int cases = 0;
         for_each_case(name, [&](const std::vector<std::string> &f) {
-            ASSERT_EQ(f.size(), 2u);
+            ASSERT_TRUE(f.size() == 2u || f.size() == 4u);
             EXPECT_EQ(reread(f[0].c_str()), f[1]) << f[0];
+            pz_read_error_t error;
+            std::memset(&error, '#', sizeof error);
+            pz_variant_unref(pz_variant_from_dump_ex(f[0].c_str(), &error));
+            if (f.size() == 4u) {
+                EXPECT_EQ(error.reason, f[3]) << f[0];
+                EXPECT_EQ(error.offset, std::stoul(f[2])) << f[0];
+            } else if (f[1] != "NULL") {
+                EXPECT_STREQ(error.reason, "") << f[0];
+            }
             ++cases;
         });
         EXPECT_GT(cases, 20) << name;
     }
 }
 
-// NaN, an empty slot, a cleared value and the pointer kinds (their address).
-TEST_F(Dump, ValuesNoTextReadsBackAreWrittenToo) {
+// An empty slot, NaN, a cleared value and the pointer kinds: the dump
+// writes their kind (a pointer with its address), plain JSON a null, or no
+// text at all when pointers are refused.
+TEST_F(Dump, ValuesNoTextReadsBackAreWrittenInBothFormats) {
     static int target;
     char at[32];
     std::snprintf(at, sizeof at, "\":\"%p\"}", static_cast<void *>(&target));
@@ -55,18 +62,23 @@ TEST_F(Dump, ValuesNoTextReadsBackAreWrittenToo) {
     append_new(holes, pz_variant_float_new(-NAN));
     append_new(holes, pz_variant_double_new(NAN));
     pz_variant_clear(cleared);
-    const std::pair<pz_variant_t *, std::string> cases[] = {
-        {holes, R"({"array":[{},{"float":null},{"double":null}]})"},
-        {cleared, R"({"null":null})"},
-        {pz_variant_ptr_new(&target), R"({"ptr)" + std::string(at)},
-        {pz_variant_autoptr_new(&target, nullptr), R"({"autoptr)" + std::string(at)},
-        {pz_variant_sharedptr_new(&target, nullptr, nullptr), R"({"sharedptr)" + std::string(at)},
+    append_new(holes, cleared);
+    EXPECT_EQ(dump_text(holes), R"({"array":[{},{"float":null},{"double":null},{"null":null}]})");
+    EXPECT_EQ(taken(pz_variant_to_json(holes, PZ_JSON_REFUSE_POINTERS)), "[null,null,null,null]");
+    const std::pair<const char *, pz_variant_t *> pointers[] = {
+        {"ptr", pz_variant_ptr_new(&target)},
+        {"autoptr", pz_variant_autoptr_new(&target, nullptr)},
+        {"sharedptr", pz_variant_sharedptr_new(&target, nullptr, nullptr)},
     };
-    for (const auto &[v, text] : cases) {
-        EXPECT_EQ(dump_text(v), text);
-        pz_variant_unref(v);
+    for (const auto &[kind, p] : pointers) {
+        EXPECT_EQ(dump_text(p), "{\"" + std::string(kind) + at);
+        append_new(holes, p);
     }
+    EXPECT_EQ(taken(pz_variant_to_json(holes, 0)), "[null,null,null,null,null,null,null]");
+    EXPECT_EQ(taken(pz_variant_to_json(holes, PZ_JSON_REFUSE_POINTERS)), "NULL");
     EXPECT_EQ(pz_variant_dump(nullptr), nullptr);
+    EXPECT_EQ(pz_variant_to_json(nullptr, 0), nullptr);
+    pz_variant_unref(holes);
 }
 
 // Every max_len from 0 to one past the need: the dump when its terminator
@@ -104,14 +116,19 @@ std::string nested_text(int levels) {
 }
 
 // One level past the deepest value (which test_nesting.cpp reads back), or
-// far past the parser's own limit, closed or not, gives no value. The text
-// ends at its first NUL.
+// far past the parser's own limit, closed or not, gives no value and says
+// why; so does no text, in either format. The text ends at its first NUL.
 TEST_F(Dump, ReaderRefusesTooDeepAndOddTexts) {
+    pz_read_error_t error;
     for (const std::string &text : {nested_text(PZ_VARIANT_MAX_DEPTH + 1), nested_text(100000),
                                     std::string(100000, '['), nested_text(100000).substr(0, 1000000)}) {
-        EXPECT_EQ(reread(text.c_str()), "NULL") << text.size();
+        EXPECT_EQ(pz_variant_from_dump_ex(text.c_str(), &error), nullptr) << text.size();
+        EXPECT_STREQ(error.reason, "nested too deep") << text.size();
     }
     EXPECT_EQ(pz_variant_from_dump(nullptr), nullptr);
+    EXPECT_EQ(pz_variant_from_dump_ex(nullptr, nullptr), nullptr);
+    EXPECT_EQ(pz_variant_from_json(nullptr, &error), nullptr);
+    EXPECT_STREQ(error.reason, "no text");
     EXPECT_EQ(reread("{\"int8\":1}\0{\"int8\":2}"), R"({"int8":1})");
     EXPECT_EQ(reread("{\"int\0\":1}"), "NULL");
 }

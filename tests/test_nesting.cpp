@@ -1,5 +1,5 @@
-// Copies, merges, comparisons and dumps at the depth limit, past it and on
-// values that contain themselves.
+// Copies, merges, comparisons, dumps and plain JSON at the depth limit, past
+// it and on values that contain themselves.
 #include <cstring>
 #include <functional>
 
@@ -88,6 +88,7 @@ TEST_F(Nesting, WalksWorkUpToTheLimitAndRefuseDeeperOrLoopingValues) {
         EXPECT_EQ(pz_variant_equal(back, v), s.walkable) << "the reader takes the deepest dump";
         pz_variant_unref(back);
         HAL_Free(text);
+        EXPECT_EQ(taken(pz_variant_to_json(v, 0)) != "NULL", s.walkable);
         pz_variant_clear(v);  // breaks any loop
         for (pz_variant_t *p : {target, copy, v}) pz_variant_unref(p);
     }

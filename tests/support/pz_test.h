@@ -100,6 +100,13 @@ inline void append_new(pz_variant_t *array, pz_variant_t *value) {
     pz_variant_unref(value);
 }
 
+// A text the library made, as a string ("NULL" for none); frees it.
+inline std::string taken(char *text) {
+    std::string out = text != nullptr ? text : "NULL";
+    HAL_Free(text);
+    return out;
+}
+
 // The reference count of a live value.
 inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
 
