@@ -6,6 +6,8 @@
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -145,9 +147,10 @@ struct peak_bytes {
 
 peak_bytes read_peak();
 
-// The rise of the resident set's high-water mark while `run` runs. Freed
-// memory is handed back first, and the mark reset, so that the rise is the
-// run's own.
+// The rise of the resident set's high-water mark while `run` runs, in a
+// child process, so that each run starts from the same heap: what one run
+// frees cannot serve the next. Freed memory is handed back first, and the
+// mark reset, so that the rise is the run's own. -1 when it cannot be had.
 template <class Run>
 double resident_peak(Run run) {
     auto status = [](const char *field) {
@@ -162,14 +165,26 @@ double resident_peak(Run run) {
         }
         return kb * 1024;
     };
-    malloc_trim(0);
-    if (FILE *f = std::fopen("/proc/self/clear_refs", "w")) {
-        std::fputs("5", f);  // resets the high-water mark to the current set
-        std::fclose(f);
+    int out[2];
+    if (pipe(out) != 0) return -1.0;
+    const pid_t child = fork();
+    if (child == 0) {
+        malloc_trim(0);
+        if (FILE *f = std::fopen("/proc/self/clear_refs", "w")) {
+            std::fputs("5", f);  // resets the high-water mark to the current set
+            std::fclose(f);
+        }
+        const double before = status("VmRSS:");
+        run();
+        const double rise = status("VmHWM:") - before;
+        _exit(write(out[1], &rise, sizeof rise) == sizeof rise ? 0 : 1);
     }
-    const double before = status("VmRSS:");
-    run();
-    return status("VmHWM:") - before;
+    close(out[1]);
+    double rise = -1.0;
+    if (child < 0 || read(out[0], &rise, sizeof rise) != sizeof rise) rise = -1.0;
+    close(out[0]);
+    if (child > 0) waitpid(child, nullptr, 0);
+    return rise;
 }
 
 memory_bytes memory_pz();
