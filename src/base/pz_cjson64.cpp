@@ -1,11 +1,8 @@
 #include "pz_cjson64.h"
 
-#include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <functional>
 
 #include "hal/pz_hal.h"
 
@@ -111,6 +108,13 @@ bool json_number(const char *p, const char *last) {
     return p == last;
 }
 
+bool is_hex_digit(char c) { return is_digit(c) || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f'); }
+
+// Whether the four characters at `p` are hex digits (stopping at a NUL).
+bool hex4_digits(const char *p) {
+    return is_hex_digit(p[0]) && is_hex_digit(p[1]) && is_hex_digit(p[2]) && is_hex_digit(p[3]);
+}
+
 unsigned hex4(const char *p) {
     unsigned value = 0;
     for (int i = 0; i < 4; ++i) {
@@ -135,12 +139,7 @@ std::string_view text_cursor::next() {
                 if (*p_ == '\\' && p_[1] != '\0') {
                     nul_ |= std::strncmp(++p_, "u0000", 5) == 0;
                     // cJSON passes some malformed \u escapes over.
-                    if (*p_ == 'u' && !(std::isxdigit(static_cast<unsigned char>(p_[1])) &&
-                                        std::isxdigit(static_cast<unsigned char>(p_[2])) &&
-                                        std::isxdigit(static_cast<unsigned char>(p_[3])) &&
-                                        std::isxdigit(static_cast<unsigned char>(p_[4])))) {
-                        fault(p_ - 1, "malformed escape");
-                    }
+                    if (*p_ == 'u' && !hex4_digits(p_ + 1)) fault(p_ - 1, "malformed escape");
                 }
             }
             if (*p_ == '"') ++p_;
