@@ -52,21 +52,15 @@ struct dict_walk {
     copy_walk *walk;
 };
 
-// Enters a copy of one entry into the dictionary `dup`, under a key string
-// of its own. A value that cannot be copied is entered as null; an entry
-// whose key cannot be made is left out.
+// Enters a copy of one entry into the dictionary `dup`. Keys are never
+// changed once made, so the copy shares the key string rather than making
+// its own. A value that cannot be copied is entered as null.
 bool dict_dup_node(void *key, void *value, void *user) {
     auto *dw = static_cast<dict_walk *>(user);
     if (!room_below(dw->here, *dw->walk)) return false;
-    const auto *k = static_cast<const pz_string_t *>(key);
     pz_variant_t *d = copy_into(nullptr, static_cast<pz_variant_t *>(value), dw->here, *dw->walk);
-    pz_string_t *new_key = pz_string_new_len(k->cstr, k->len);
-    if (new_key == nullptr) {
-        pz_variant_unref(d);
-        return dw->walk->ok;
-    }
-    // Takes over the key and the copy's reference, also when it fails.
-    pz_hash_table_insert(dict_of(dw->dup), new_key, d);
+    // Takes over the key's new reference and the copy's, also when it fails.
+    pz_hash_table_insert(dict_of(dw->dup), pz_string_ref(static_cast<pz_string_t *>(key)), d);
     return dw->walk->ok;
 }
 
