@@ -1,5 +1,6 @@
 #include "pz_cjson64.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -41,14 +42,14 @@ struct integer {
 
 integer integer_of(const cJSON *item, exact_values *exact) {
     integer out{false, 0, false};
-    if (cJSON_IsRaw(item)) {
+    if (is_kind(item, cJSON_Raw)) {
         const char *text = item->valuestring;
         if (!parse_digits(text, text + std::strlen(text), &out.negative, &out.magnitude)) {
             out = {false, 0, false};
         }
         return out;
     }
-    if (!cJSON_IsNumber(item)) return out;
+    if (!is_kind(item, cJSON_Number)) return out;
     const double d = item->valuedouble;
     if (exact != nullptr && std::fabs(d) >= kExactBelow &&
         exact->find(item, &out.negative, &out.magnitude)) {
@@ -127,33 +128,96 @@ unsigned hex4(const char *p) {
 
 }  // namespace
 
+namespace {
+
+// Character classes of the cursor, one table lookup per byte.
+enum char_class : uint8_t {
+    plain_char = 0,    // in a string: taken as it is; between tokens: passed over
+    ends_text = 1,     // the terminator
+    quote = 2,         // '"'
+    backslash = 3,     // '\\'
+    control = 4,       // below 0x20, outside the four whitespace characters
+    space = 5,         // the four whitespace characters
+    number_start = 6,  // '-' and the digits
+};
+
+constexpr auto kClasses = [] {
+    struct table {
+        uint8_t of[256];
+    } t{};
+    for (int c = 1; c < 0x20; ++c) t.of[c] = control;
+    for (char c : {' ', '\t', '\n', '\r'}) t.of[static_cast<unsigned char>(c)] = space;
+    for (int c = '0'; c <= '9'; ++c) t.of[c] = number_start;
+    t.of[static_cast<unsigned char>('-')] = number_start;
+    t.of[static_cast<unsigned char>('"')] = quote;
+    t.of[static_cast<unsigned char>('\\')] = backslash;
+    t.of[0] = ends_text;
+    return t;
+}();
+
+// The characters that may continue a number: strtod reads any run of them.
+constexpr auto kNumberChars = [] {
+    struct table {
+        bool of[256];
+    } t{};
+    for (const char *c = "0123456789+-.eE"; *c != '\0'; ++c) t.of[static_cast<unsigned char>(*c)] = true;
+    return t;
+}();
+
+uint8_t class_of(char c) { return kClasses.of[static_cast<unsigned char>(c)]; }
+
+}  // namespace
+
 std::string_view text_cursor::next() {
-    for (;;) {
-        const char c = *p_;
-        if (c == '\0') return {};
+    for (;; ++p_) {
+        const uint8_t cls = class_of(*p_);
+        if (cls == ends_text) return {};
         const char *start = p_;
-        if (c == '"') {
+        if (cls == quote) {
             nul_ = false;
-            for (++p_; *p_ != '\0' && *p_ != '"'; ++p_) {
-                if (static_cast<unsigned char>(*p_) < 0x20) fault(p_, "control character in a string");
-                if (*p_ == '\\' && p_[1] != '\0') {
-                    nul_ |= std::strncmp(++p_, "u0000", 5) == 0;
-                    // cJSON passes some malformed \u escapes over.
-                    if (*p_ == 'u' && !hex4_digits(p_ + 1)) fault(p_ - 1, "malformed escape");
+            for (++p_;; ++p_) {
+                const uint8_t in = class_of(*p_);
+                // The string ends at its quote or, unclosed, at the text's end.
+                if (in == quote || in == ends_text) break;
+                if (in == control || (in == space && *p_ != ' ')) {
+                    fault(p_, "control character in a string");
+                } else if (in == backslash && p_[1] != '\0') {
+                    ++p_;
+                    if (*p_ == 'u') {
+                        nul_ |= std::strncmp(p_, "u0000", 5) == 0;
+                        // cJSON passes some malformed \u escapes over.
+                        if (!hex4_digits(p_ + 1)) fault(p_ - 1, "malformed escape");
+                    }
                 }
             }
             if (*p_ == '"') ++p_;
             return {start, static_cast<size_t>(p_ - start)};
         }
-        if (c == '-' || is_digit(c)) {
-            while (*p_ != '\0' && std::strchr("0123456789+-.eE", *p_) != nullptr) ++p_;
+        if (cls == number_start) {
+            while (kNumberChars.of[static_cast<unsigned char>(*p_)]) ++p_;
             if (!json_number(start, p_)) fault(start, "malformed number");
             return {start, static_cast<size_t>(p_ - start)};
         }
-        if (static_cast<unsigned char>(c) < 0x20 && c != ' ' && c != '\t' && c != '\n' && c != '\r') {
-            fault(p_, "control character outside a string");
+        // Structure and whitespace are passed over.
+        if (cls == control) fault(p_, "control character outside a string");
+    }
+}
+
+std::string_view text_cursor::next_number() {
+    for (const char *p = p_;; ++p) {
+        if (*p == '"') {
+            for (++p; *p != '"'; ++p) {
+                if (*p == '\0') return {};
+                if (*p == '\\' && p[1] != '\0') ++p;
+            }
+        } else if (*p == '-' || is_digit(*p)) {
+            const char *start = p;
+            while (kNumberChars.of[static_cast<unsigned char>(*p)]) ++p;
+            p_ = p;
+            return {start, static_cast<size_t>(p - start)};
+        } else if (*p == '\0') {
+            return {};
         }
-        ++p_;
     }
 }
 
@@ -252,7 +316,51 @@ void exact_values::release() {
     last_at_ = 0;
 }
 
+// Only numbers a double cannot hold exactly are matched: the others are
+// never looked up. A token's value is what the parser made of it, as near
+// as a correctly rounded conversion, which is what the check asks of it.
+void exact_values::take(const cJSON *item) {
+    if (!in_step_ || !is_kind(item, cJSON_Number) || std::fabs(item->valuedouble) < kExactBelow) return;
+    for (;;) {
+        const std::string_view token = numbers_.next_number();
+        entry e{item, 0, number, false, false};
+        double value = 0;
+        const char *first = token.data();
+        const char *last = first + token.size();
+        if (token.empty()) {
+            in_step_ = false;
+            return;
+        }
+        const char *exponent = std::find_if(first, last, [](char c) { return c == 'e' || c == 'E'; });
+        // At most 15 digits before the point: below 2^53.
+        if (exponent == last && std::find(first, last, '.') - first - (*first == '-') <= 15) continue;
+        e.digits = parse_digits(first, last, &e.negative, &e.value);
+        if (e.digits) {
+            value = static_cast<double>(e.value);
+        } else {
+            const auto [end, ec] = std::from_chars(first + (*first == '-'), last, value);
+            if (ec == std::errc::result_out_of_range) {
+                // Beyond the doubles: infinite, or zero for a negative exponent.
+                value = exponent + 1 < last && exponent[1] == '-' ? 0.0 : HUGE_VAL;
+            } else if (ec != std::errc() || end != last) {
+                in_step_ = false;
+                return;
+            }
+        }
+        if (*first == '-') value = -value;
+        if (std::fabs(value) < kExactBelow) continue;  // an item that is never taken
+        in_step_ = value == item->valuedouble;
+        if (in_step_) taken_ = e;
+        return;
+    }
+}
+
 bool exact_values::find(const cJSON *item, bool *negative, uint64_t *magnitude) {
+    if (in_step_ && taken_.item == item) {
+        *negative = taken_.negative;
+        *magnitude = taken_.value;
+        return taken_.digits;
+    }
     const entry *e = lookup(item, number);
     if (e == nullptr || !e->digits) return false;
     *negative = e->negative;
@@ -328,8 +436,9 @@ void exact_values::scan() {
         // Enters the next string token as the text of `item`, marked when
         // cJSON's C string of it, `cut`, is shorter.
         bool text(const cJSON *item, what kind, const char *cut) {
+            if (!texts) return true;  // the numbers' tokens are found on their own
             const std::string_view token = cursor.next();
-            if (!texts || token.empty() || token[0] != '"') return true;
+            if (token.empty() || token[0] != '"') return true;
             const size_t n = text_cursor::decoded_length(token);
             return self.add({item, n, kind, false, n != std::strlen(cut)});
         }
@@ -337,10 +446,10 @@ void exact_values::scan() {
         bool walk(const cJSON *item, bool named) {
             for (; item != nullptr; item = item->next) {
                 if (named && item->string != nullptr && !text(item, name_text, item->string)) return false;
-                if (cJSON_IsString(item)) {
+                if (is_kind(item, cJSON_String)) {
                     if (!text(item, value_text, item->valuestring)) return false;
-                } else if (cJSON_IsNumber(item)) {
-                    const std::string_view token = cursor.next();
+                } else if (is_kind(item, cJSON_Number)) {
+                    const std::string_view token = texts ? cursor.next() : cursor.next_number();
                     if (token.empty()) return false;  // not this tree's text
                     if (std::fabs(item->valuedouble) >= kExactBelow) {
                         entry e{item, 0, number, false, false};
@@ -348,7 +457,7 @@ void exact_values::scan() {
                         if (!self.add(e)) return false;
                     }
                 }
-                if (item->child != nullptr && !walk(item->child, cJSON_IsObject(item))) return false;
+                if (item->child != nullptr && !walk(item->child, is_kind(item, cJSON_Object))) return false;
             }
             return true;
         }

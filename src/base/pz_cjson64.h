@@ -17,6 +17,11 @@
 
 namespace pz::cjson64 {
 
+// The kind tests on the type field, inline: cJSON's own are calls into the
+// shared library, made for every item a read walks.
+inline bool is_kind(const cJSON *item, int kind) { return (item->type & 0xFF) == kind; }
+inline bool is_bool(const cJSON *item) { return (item->type & (cJSON_True | cJSON_False)) != 0; }
+
 // Room for any 64-bit integer in decimal, its sign and terminator.
 inline constexpr int kIntegerText = 24;
 
@@ -56,6 +61,10 @@ public:
     // text ends first.
     std::string_view next();
 
+    // The next number token, strings passed over unchecked: for a text
+    // that cJSON has read, when only its numbers are wanted. Notes nothing.
+    std::string_view next_number();
+
     // Goes through the rest of the text, noting what is not strict.
     void finish();
 
@@ -91,10 +100,17 @@ private:
 // was made for. The entries live in small HAL blocks.
 class exact_values {
 public:
-    exact_values(const char *text, const cJSON *root) : text_(text), root_(root) {}
+    exact_values(const char *text, const cJSON *root) : text_(text), root_(root), numbers_(text) {}
     exact_values(const exact_values &) = delete;
     exact_values &operator=(const exact_values &) = delete;
     ~exact_values();
+
+    // A walk that meets every number item of the tree once, in text order,
+    // tells each one here before it asks `find` about it. The text's number
+    // tokens are then matched in step, one pass over the text and none over
+    // the tree. A token that does not match its item's value ends this, and
+    // lookups go by the scan.
+    void take(const cJSON *item);
 
     // Sign and magnitude of `item` as written, when it was written as plain
     // digits of magnitude below 2^64; false otherwise.
@@ -132,6 +148,9 @@ private:
 
     const char *text_;
     const cJSON *root_;
+    text_cursor numbers_;  // the tokens matched in step with `take`
+    bool in_step_ = true;
+    entry taken_{};        // the last item taken
     bool scanned_ = false;
     bool failed_ = false;
     int8_t nul_escapes_ = -1;  // whether the text holds \u0000; -1 not yet known

@@ -164,11 +164,15 @@ void pz_hash_table_set_dtor(pz_hash_table_t *table, pz_dtor_pt key_dtor, pz_dtor
 
 bool pz_hash_table_insert(pz_hash_table_t *table, void *key, void *value) {
     if (table == nullptr) return false;
+    return pz_hash_table_insert_hashed(table, key, value, key != nullptr ? table->hash(key) : 0);
+}
+
+bool pz_hash_table_insert_hashed(pz_hash_table_t *table, void *key, void *value, uint32_t hash) {
+    if (table == nullptr) return false;
     if (key == nullptr) {
         release(table, key, value);
         return false;
     }
-    const uint32_t hash = table->hash(key);
     uint32_t slot = 0;
     if (table->entries != nullptr) {
         const probe p = lookup(table, key, hash);

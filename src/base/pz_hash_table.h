@@ -30,6 +30,10 @@ void pz_hash_table_set_dtor(pz_hash_table_t *table, pz_dtor_pt key_dtor, pz_dtor
  * released through the destructors) or is null. */
 bool pz_hash_table_insert(pz_hash_table_t *table, void *key, void *value);
 
+/* pz_hash_table_insert with the key's hash already known, as the table's hash
+ * function gives it. */
+bool pz_hash_table_insert_hashed(pz_hash_table_t *table, void *key, void *value, uint32_t hash);
+
 /* Makes room for `count` more entries, so that inserting them never grows
  * the table; false when it cannot (the table is unchanged) or is null. */
 bool pz_hash_table_reserve(pz_hash_table_t *table, uint32_t count);

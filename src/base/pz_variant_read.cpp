@@ -21,10 +21,44 @@ using namespace pz::cjson64;
 
 namespace {
 
+// The key strings of one read, shared by the members that have the same
+// name: a text of many records repeats a few names thousands of times, and a
+// shared key saves a block per member. A small table by hash, each slot
+// keeping the last name that fell into it; its references go when the read
+// ends.
+class key_cache {
+public:
+    key_cache() = default;
+    key_cache(const key_cache &) = delete;
+    key_cache &operator=(const key_cache &) = delete;
+    ~key_cache() {
+        for (pz_string_t *key : slots_) pz_string_unref(key);
+    }
+
+    // A new reference to a key holding `name` of `len` bytes and hash
+    // `hash`; null when out of memory.
+    pz_string_t *key(const char *name, size_t len, uint32_t hash) {
+        pz_string_t *&slot = slots_[hash % kSlots];
+        if (slot != nullptr && static_cast<size_t>(slot->len) == len && std::memcmp(slot->cstr, name, len) == 0) {
+            return pz_string_ref(slot);
+        }
+        pz_string_t *made = len < INT32_MAX ? pz_string_new_len(name, static_cast<int>(len)) : nullptr;
+        if (made == nullptr) return nullptr;
+        pz_string_unref(slot);
+        slot = pz_string_ref(made);
+        return made;
+    }
+
+private:
+    static constexpr unsigned kSlots = 64;
+    pz_string_t *slots_[kSlots] = {};
+};
+
 // One read on its way down the tree: the text's exact values, how deep it
 // is, and why the last value gave null.
 struct reader {
     exact_values &exact;
+    key_cache &keys;
     text_cursor *plain;  // plain JSON: its tokens, met in step with the walk
     int depth = 0;       // of the container being read, the top value being 1
     bool stopped = false;
@@ -39,6 +73,15 @@ struct reader {
         return nullptr;
     }
     pz_variant_t *made(pz_variant_t *v) { return v != nullptr ? v : fail("out of memory"); }
+
+    // The dump hands every number it meets to the exact values, in text
+    // order: those in what it leaves unread pass here. The walk recurses as
+    // deep as the parser's nesting limit allows.
+    void pass_over(const cJSON *item) {
+        if (plain != nullptr || stopped) return;
+        exact.take(item);
+        for (const cJSON *child = item->child; child != nullptr; child = child->next) pass_over(child);
+    }
 };
 
 pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r);
@@ -100,19 +143,19 @@ pz_variant_t *scalar_value(pz_variant_t *(*make)(T), const cJSON *item, reader &
     } else {
         T value;
         if constexpr (std::is_same_v<T, bool>) {
-            if (cJSON_IsBool(item)) {
-                value = cJSON_IsTrue(item);
-            } else if (cJSON_IsNumber(item)) {
+            if (is_bool(item)) {
+                value = is_kind(item, cJSON_True);
+            } else if (is_kind(item, cJSON_Number)) {
                 value = cJSON_GetInt64Value(item, &r.exact) != 0;
             } else {
                 return r.fail(kMismatch);
             }
-        } else if (!cJSON_IsNumber(item)) {
+        } else if (!is_kind(item, cJSON_Number)) {
             return r.fail(kMismatch);
         } else if constexpr (std::is_same_v<T, float>) {
-            value = nearest_float(cJSON_GetNumberValue(item));
+            value = nearest_float(item->valuedouble);
         } else if constexpr (std::is_same_v<T, double>) {
-            value = cJSON_GetNumberValue(item);
+            value = item->valuedouble;
         } else if constexpr (std::is_signed_v<T>) {
             value = static_cast<T>(cJSON_GetInt64Value(item, &r.exact));  // the width's low bits
         } else {
@@ -129,7 +172,7 @@ pz_variant_t *string_value(const cJSON *item, size_t len, reader &r) {
 }
 
 pz_variant_t *bytes_value(const cJSON *item, reader &r) {
-    const char *text = cJSON_GetStringValue(item);
+    const char *text = item->valuestring;
     const size_t n = std::strlen(text);
     if (n > INT_MAX) return r.fail("bytes too long");
     uint8_t *buf = pz_hex2bytes(text, static_cast<int>(n));
@@ -163,6 +206,7 @@ pz_variant_t *array_value(const cJSON *item, reader &r) {
     pz_variant_t *va = array_new_for(child_count(item));
     if (array_of(va) == nullptr) {  // the record or its storage is missing
         pz_variant_unref(va);
+        r.pass_over(item);
         return r.fail("out of memory");
     }
     const level in(r);
@@ -180,6 +224,7 @@ pz_variant_t *dict_value(const cJSON *item, reader &r) {
     pz_variant_t *dict = dict_new_for(child_count(item));
     if (dict_of(dict) == nullptr) {
         pz_variant_unref(dict);
+        r.pass_over(item);
         return r.fail("out of memory");
     }
     const level in(r);
@@ -196,30 +241,40 @@ pz_variant_t *dict_value(const cJSON *item, reader &r) {
         }
         // Neither can an empty name; the dump leaves such members out.
         if (cut || *name == '\0') {
+            r.pass_over(member);
             r.fail(cut ? "a key holds a NUL byte" : "an empty key");
             continue;
         }
         pz_variant_t *value = element_value(member, r);
-        // A later duplicate wins.
-        if (value != nullptr && !dict_put_moved(dict, name, value)) r.fail("out of memory");
+        if (value == nullptr) continue;
+        const size_t len = std::strlen(name);
+        const uint32_t hash = pz_hash_bytes(name, len);
+        pz_string_t *key = r.keys.key(name, len, hash);
+        if (key == nullptr) {
+            pz_variant_unref(value);
+            r.fail("out of memory");
+            continue;
+        }
+        // Takes both references over, also when it fails. A later duplicate
+        // wins.
+        if (!pz_hash_table_insert_hashed(dict_of(dict), key, value, hash)) r.fail("out of memory");
     }
     if (!r.stopped) return dict;
     pz_variant_unref(dict);
     return nullptr;
 }
 
-pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r) {
-    if (!cJSON_IsObject(jobj) || jobj->child == nullptr || jobj->child->string == nullptr) {
-        return r.fail("not a typed object");
-    }
-    // Only the first member counts; later ones are ignored.
-    const cJSON *item = jobj->child;
+// The value of a typed object's first member `item`, whose name is its kind.
+pz_variant_t *typed_value(const cJSON *item, reader &r) {
     const char *name = item->string;
-    if (cJSON_IsNull(item) && name[0] != 'n') return r.fail(kMismatch);
     bool unsigned_mark;
     const dump_name *kind = kind_of(name, &unsigned_mark);
+    const char vt = kind == nullptr ? static_cast<char>(vtype_null) : unsigned_mark ? unsigned_kind(kind->vt) : kind->vt;
+    const bool descends = kind != nullptr && ((vt == vtype_array && is_kind(item, cJSON_Array)) ||
+                                              (vt == vtype_dict && is_kind(item, cJSON_Object)));
+    if (!descends) r.pass_over(item);  // a number, or a container left unread
+    if (is_kind(item, cJSON_NULL) && name[0] != 'n') return r.fail(kMismatch);
     if (kind == nullptr) return r.fail("unknown kind");
-    const char vt = unsigned_mark ? unsigned_kind(kind->vt) : kind->vt;
     switch (vt) {
 #define PZ_READ_SCALAR(name, ctype, code, va_type) \
     case code:                                     \
@@ -229,16 +284,27 @@ pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r) {
         case vtype_null:
             return r.made(new_record(vtype_null));
         case vtype_string:
-            return cJSON_IsString(item) ? string_value(item, r.exact.string_length(item), r) : r.fail(kMismatch);
+            return is_kind(item, cJSON_String) ? string_value(item, r.exact.string_length(item), r) : r.fail(kMismatch);
         case vtype_bytes:
-            return cJSON_IsString(item) ? bytes_value(item, r) : r.fail(kMismatch);
+            return is_kind(item, cJSON_String) ? bytes_value(item, r) : r.fail(kMismatch);
         case vtype_array:
-            return cJSON_IsArray(item) ? array_value(item, r) : r.fail(kMismatch);
+            return descends ? array_value(item, r) : r.fail(kMismatch);
         case vtype_dict:
-            return cJSON_IsObject(item) ? dict_value(item, r) : r.fail(kMismatch);
+            return descends ? dict_value(item, r) : r.fail(kMismatch);
         default:  // the pointer kinds
             return r.fail("a pointer is not read back");
     }
+}
+
+pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r) {
+    if (!is_kind(jobj, cJSON_Object) || jobj->child == nullptr || jobj->child->string == nullptr) {
+        r.pass_over(jobj);
+        return r.fail("not a typed object");
+    }
+    // Only the first member counts; later ones are ignored.
+    pz_variant_t *v = typed_value(jobj->child, r);
+    for (const cJSON *later = jobj->child->next; later != nullptr; later = later->next) r.pass_over(later);
+    return v;
 }
 
 // A number of plain JSON by the rule of kinds: written as an integer, int64
@@ -264,7 +330,7 @@ pz_variant_t *json_to_variant(const cJSON *item, reader &r) {
             return r.made(new_record(vtype_null));
         case cJSON_False:
         case cJSON_True:
-            return r.made(pz_variant_bool_new(cJSON_IsTrue(item)));
+            return r.made(pz_variant_bool_new(is_kind(item, cJSON_True)));
         case cJSON_Number:
             return json_number(item, r);
         case cJSON_String: {
@@ -393,7 +459,8 @@ pz_variant_t *read_text(const char *text, bool plain, pz_read_error_t *error) {
         return refuse(error, text, plain && reason == kTooDeep ? too_deep_at(text) : end, reason);
     }
     exact_values exact(text, root);
-    reader r{exact, plain ? &cursor : nullptr};
+    key_cache keys;
+    reader r{exact, keys, plain ? &cursor : nullptr};
     pz_variant_t *v = plain ? json_to_variant(root, r) : dump_to_variant(root, r);
     exact.release();
     cJSON_Delete(root);
