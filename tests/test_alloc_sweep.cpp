@@ -199,6 +199,19 @@ pz_variant_t *read_back() {
     HAL_Free(text);
     return instead(v, back);
 }
+// `sample()` as `v` written with the failure armed ("NULL" for no text),
+// then read back by `read`.
+#define WRITE(expr, read)                                 \
+    Case{#expr, [] {                                      \
+             pz_variant_t *v = sample();                  \
+             const std::string text = ARMED(expr);        \
+             return instead(v, read(text.c_str()));       \
+         }}
+pz_variant_t *json_read(const char *text) { return pz_variant_from_json(text, nullptr); }
+std::string dumped_in_buffer(const pz_variant_t *v) {
+    std::vector<char> buf(1 << 14);
+    return pz_variant_dump_buf(v, buf.data(), 1 << 14) >= 0 ? buf.data() : "NULL";
+}
 
 #define SCALAR(name, ctype, code, va_type)                                                 \
     MAKE(pz_variant_##name##_new(far_from_zero<ctype>(&Tracked::object))),                 \
@@ -258,20 +271,11 @@ const std::vector<Case> cases = {
     // All or nothing: a failed merge leaves the target as it was.
     CALL(nested_sample, nested_patch, (pz_variant_merge_patch(t, a), t)),
     // Large integers and a NUL byte make the readers look into the text.
-    Case{"pz_variant_from_dump_ex", [] {
-             return ARMED(pz_variant_from_dump_ex(
-                 R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr));
-         }},
-    Case{"pz_variant_from_json", [] {
-             return ARMED(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr));
-         }},
-    Case{"pz_variant_to_json", [] {
-             pz_variant_t *v = sample();
-             char *text = ARMED(pz_variant_to_json(v, PZ_JSON_INDENT));
-             pz_variant_t *back = text != nullptr ? pz_variant_from_json(text, nullptr) : nullptr;
-             HAL_Free(text);
-             return instead(v, back);
-         }},
+    MAKE(pz_variant_from_dump_ex(R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr)),
+    MAKE(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr)),
+    WRITE(taken(pz_variant_to_json(v, PZ_JSON_INDENT)), json_read),
+    WRITE(taken(pz_variant_dump(v)), pz_variant_from_dump),
+    WRITE(dumped_in_buffer(v), pz_variant_from_dump),
     Case{"pz_variant_read_file", [] {
              const std::string path = ::testing::TempDir() + "pz_alloc_sweep_file";
              static const bool written = [&] {
@@ -284,19 +288,6 @@ const std::vector<Case> cases = {
          }},
     Case{"pz_variant_from_dump", read_back<sample>},
     Case{"pz_variant_from_dump of a long array", read_back<long_array>},
-    Case{"pz_variant_dump", [] {
-             pz_variant_t *v = sample();
-             char *text = ARMED(pz_variant_dump(v));
-             pz_variant_t *back = text != nullptr ? pz_variant_from_dump(text) : nullptr;
-             HAL_Free(text);
-             return instead(v, back);
-         }},
-    Case{"pz_variant_dump_buf", [] {
-             pz_variant_t *v = sample();
-             std::vector<char> buf(1 << 14);
-             const int32_t n = ARMED(pz_variant_dump_buf(v, buf.data(), 1 << 14));
-             return instead(v, n >= 0 ? pz_variant_from_dump(buf.data()) : nullptr);
-         }},
 };
 
 using AllocSweep = LeakCheckedTest;
