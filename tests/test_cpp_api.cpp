@@ -130,8 +130,8 @@ TEST_F(CppApi, CopyMergeDumpAndPack) {
     EXPECT_EQ(pz::from_dump(nul.dump()).get<std::string_view>(), std::string_view("a\0b", 3));
     EXPECT_EQ(pz::array({int8_t{1}, "x", 0.5f}).to_json(), R"([1,"x",0.5])");
     std::ostringstream shown;
-    shown << pz::dict({{"k", true}});
-    EXPECT_EQ(shown.str(), "{\n  \"k\": true\n}");
+    shown << pz::dict({{"list", pz::array({})}, {"a", pz::array({true, "x y"})}, {"o", pz::dict({})}});
+    EXPECT_EQ(shown.str(), "{\n  \"list\": [],\n  \"a\": [\n    true,\n    \"x y\"\n  ],\n  \"o\": {}\n}");
     EXPECT_THROW(pz::value().to_json(), pz::error);
     shown << pz::value();
     EXPECT_TRUE(shown.fail());
