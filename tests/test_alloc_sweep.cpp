@@ -8,6 +8,8 @@
 
 #include "hal/pz_hal.h"
 #include "pz_test.h"
+#include "pz_variant.hpp"
+#include "pz_variant_internal.h"
 #include "pz_variant_kinds.h"
 #include "va_entry.h"
 
@@ -36,35 +38,19 @@ bool degraded(const pz_variant_t *got, const pz_variant_t *want) {
     if ((got->vt == vtype_array || got->vt == vtype_dict) && got->ptr_val == nullptr) return true;
     if (got->vt == vtype_array) {  // each element matches a later one of `want`
         uint32_t j = 0;
-        for (uint32_t i = 0; i < pz_variant_array_size(got); ++i) {
-            pz_variant_t *g = pz_variant_array_index(got, i);
-            bool matched = false;
-            while (!matched && j < pz_variant_array_size(want)) {
-                pz_variant_t *w = pz_variant_array_index(want, j++);
-                matched = degraded(g, w);
-                pz_variant_unref(w);
-            }
-            pz_variant_unref(g);
-            if (!matched) return false;
+        const uint32_t n = pz_variant_array_size(want);
+        for (uint32_t i = 0; i < pz_variant_array_size(got); ++i, ++j) {
+            while (j < n && !degraded(pz::array_at(got, i), pz::array_at(want, j))) ++j;
+            if (j == n) return false;
         }
         return true;
     }
     if (got->vt != vtype_dict) return pz_variant_equal(got, want);
-    struct Walk {
-        const pz_variant_t *want;
-        bool ok;
-    } walk{want, true};
-    auto check = [](void *key, void *value, void *data) {
-        auto *w = static_cast<Walk *>(data);
-        const char *k = static_cast<pz_string_t *>(key)->cstr;
-        pz_variant_t *other = pz_variant_dict_get(w->want, k);
-        w->ok = w->ok && pz_variant_dict_contains(w->want, k) &&
-                degraded(static_cast<pz_variant_t *>(value), other);
-        pz_variant_unref(other);
-        return true;
-    };
-    pz_variant_dict_foreach(const_cast<pz_variant_t *>(got), check, &walk);
-    return walk.ok;
+    for (const auto &[key, value] : pz::value::borrow(const_cast<pz_variant_t *>(got)).entries()) {
+        if (!pz_variant_dict_contains(want, key.c_str())) return false;
+        if (!degraded(value.get(), pz::dict_find(want, key.c_str()))) return false;
+    }
+    return true;
 }
 
 const uint8_t three_bytes[] = {0, 1, 0xfe};
