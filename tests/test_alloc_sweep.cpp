@@ -3,8 +3,6 @@
 // give what the run with no failure gives or a degraded form of it, and
 // call every destructor and unref exactly once by the time all is released.
 #include <cstdio>
-#include <string>
-#include <vector>
 
 #include "hal/pz_hal.h"
 #include "pz_test.h"

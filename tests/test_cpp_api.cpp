@@ -3,9 +3,6 @@
 // allocation failure.
 #include "pz_variant.hpp"
 
-#include <sstream>
-#include <string>
-#include <vector>
 
 #include "pz_test.h"
 

@@ -2,8 +2,6 @@
 // streams. The indented layout is checked through the C++ stream output,
 // the reader's cases are texts in json_cases/.
 #include <cstdio>
-#include <cstring>
-#include <string>
 
 #include "pz_test.h"
 

@@ -5,12 +5,8 @@
 // indented, reads back equal, kinds included, and writes again to the same
 // text; a text refused gives no value, a reason and an offset within it.
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
 #include "pz_test.h"
 

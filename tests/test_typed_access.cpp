@@ -1,7 +1,5 @@
 // Typed array and dictionary accessors: raw reads and the hand-written
 // members (the generated ones are checked per kind with the scalars).
-#include <cstring>
-
 #include "pz_test.h"
 #include "pz_variant_internal.h"
 
