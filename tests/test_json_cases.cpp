@@ -1,9 +1,5 @@
-// The plain JSON texts of json_cases/ (see its README.md). A text gives what
-// its .out file pins: the typed dump of the value read, which shows its
-// kinds, or "refused at <offset>: <reason>" (a bare "refused", the default
-// in refuse/, leaves both unpinned). A value read, written compact or
-// indented, reads back equal, kinds included, and writes again to the same
-// text; a text refused gives no value, a reason and an offset within it.
+// The plain JSON texts of json_cases/, each giving what its .out file pins
+// (its README.md says how); a value read also writes back both ways.
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
