@@ -1,7 +1,5 @@
 // Dynamic array edges the value API does not reach: several elements at
 // once, removal at the end and zero-filled growth.
-#include <vector>
-
 #include "pz_array.h"
 #include "pz_test.h"
 

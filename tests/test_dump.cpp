@@ -5,10 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <cstring>
-#include <limits>
 #include <random>
-#include <string>
 
 #include "pz_test.h"
 #include "pz_variant_kinds.h"

@@ -2,8 +2,6 @@
 // that only `make test-slow` runs, containers of ten million entries. Each
 // works or fails cleanly; the fixture checks that nothing leaks.
 #include <charconv>
-#include <cstring>
-#include <string>
 
 #include "pz_test.h"
 

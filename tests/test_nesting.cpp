@@ -1,6 +1,5 @@
 // Copies, merges, comparisons, dumps and plain JSON at the depth limit, past
 // it and on values that contain themselves.
-#include <cstring>
 #include <functional>
 
 #include "pz_test.h"

@@ -1,9 +1,6 @@
 // The scalar kinds, each through the whole family the kinds table generates:
 // constructor, setter, copy, typed adder and getter, typed setter and
 // getter with its default, and the pack letter with unpack.
-#include <cstring>
-#include <type_traits>
-
 #include "pz_test.h"
 #include "pz_variant_internal.h"
 #include "pz_variant_kinds.h"

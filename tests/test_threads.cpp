@@ -5,10 +5,8 @@
 #include <array>
 #include <atomic>
 #include <random>
-#include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "pz_test.h"
 

@@ -9,8 +9,7 @@
 
 namespace {
 
-std::atomic<long> live_blocks{0}, live_bytes{0}, malloc_calls{0}, free_calls{0},
-    failed_mallocs{0}, atomic_incs{0}, atomic_decs{0};
+std::atomic<long> live_blocks{0}, live_bytes{0}, malloc_calls{0}, failed_mallocs{0}, atomic_incs{0};
 std::atomic<unsigned long> last_size{0};
 
 // Allocations left before the failing one (0: no failure planned).
@@ -38,20 +37,12 @@ bool should_fail() {
 
 extern "C" {
 
-void hal_counts_reset(void) {
-    malloc_calls = free_calls = failed_mallocs = atomic_incs = atomic_decs = 0;
-    last_size = 0;
-    hal_fail_nth(0, 0);
-}
-
 long hal_live_blocks(void) { return live_blocks; }
 long hal_live_bytes(void) { return live_bytes; }
 long hal_malloc_calls(void) { return malloc_calls; }
-long hal_free_calls(void) { return free_calls; }
 long hal_failed_mallocs(void) { return failed_mallocs; }
 unsigned long hal_last_size(void) { return last_size; }
 long hal_atomic_incs(void) { return atomic_incs; }
-long hal_atomic_decs(void) { return atomic_decs; }
 
 void hal_fail_nth(long n, int persist) {
     failing = false;
@@ -72,7 +63,6 @@ void *HAL_Malloc(unsigned long size) {
 }
 
 void HAL_Free(void *ptr) {
-    ++free_calls;
     if (ptr == nullptr) return;
     auto *block = static_cast<unsigned char *>(ptr) - kPrefix;
     unsigned long size;
@@ -88,7 +78,6 @@ long HAL_AtomicIncLong(volatile long *val) {
 }
 
 long HAL_AtomicDecLong(volatile long *val) {
-    ++atomic_decs;
     return __atomic_sub_fetch(val, 1, __ATOMIC_ACQ_REL);
 }
 

@@ -8,17 +8,12 @@
 extern "C" {
 #endif
 
-/* Zeroes every counter and stops failing. Blocks still live stay counted. */
-void hal_counts_reset(void);
-
 long hal_live_blocks(void);          /* HAL_Malloc blocks not yet freed */
 long hal_live_bytes(void);           /* their sizes added up */
 long hal_malloc_calls(void);         /* HAL_Malloc calls, failed ones included */
-long hal_free_calls(void);           /* HAL_Free calls, null ones included */
 long hal_failed_mallocs(void);       /* HAL_Malloc calls made to fail */
 unsigned long hal_last_size(void);   /* size asked by the latest HAL_Malloc */
 long hal_atomic_incs(void);
-long hal_atomic_decs(void);
 
 /* The n-th HAL_Malloc from now fails (1: the next one); 0 stops failing.
  * With `persist`, every allocation from the n-th on fails. */

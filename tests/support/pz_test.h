@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+// Also the standard headers most tests use, so that they need not repeat them.
 #include <cstring>
 #include <fstream>
 #include <limits>
