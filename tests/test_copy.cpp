@@ -35,6 +35,20 @@ TEST_F(Copy, CopiesShareNothingAndDropWhatCannotBeWritten) {
     EXPECT_EQ(pz_variant_dup(nullptr), nullptr);
     EXPECT_EQ(pz_variant_concat(target, nullptr), nullptr);
     for (pz_variant_t *v : {d, src, target, text, sized}) pz_variant_unref(v);
+    // A table copied as it stands, and one with the hole an erase leaves:
+    // each copy finds every key and still grows.
+    pz_variant_t *dict = pz_variant_dict_new();
+    vdict_set_int32(dict, "a", 1);
+    vdict_set_int32(dict, "b", 2);
+    for (const char *erased : {"", "a"}) {
+        pz_variant_dict_erase(dict, erased);
+        pz_variant_t *copy = pz_variant_dup(dict);
+        vdict_set_int32(copy, "c", 3);
+        EXPECT_EQ(vdict_int32_default(copy, "b", 0) + vdict_int32_default(copy, "c", 0), 5);
+        EXPECT_EQ(pz_variant_dict_size(copy), *erased != '\0' ? 2u : 3u);
+        pz_variant_unref(copy);
+    }
+    pz_variant_unref(dict);
 }
 
 TEST_F(Copy, OwnedPointersAreSharedAndSharedPointersReferenced) {

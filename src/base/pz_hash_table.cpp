@@ -200,6 +200,41 @@ bool pz_hash_table_insert_hashed(pz_hash_table_t *table, void *key, void *value,
     return true;
 }
 
+bool pz_hash_table_copy_entries(pz_hash_table_t *table, const pz_hash_table_t *from,
+                                bool (*copy)(void **key, void **value, void *user), void *user) {
+    if (table == nullptr || from == nullptr || copy == nullptr || table->used != 0 || from->used != from->size) {
+        return false;
+    }
+    if (from->size == 0) return true;
+    // The same slots as `from` and room for its entries alone: when every
+    // entry is copied, its index serves as it is.
+    const uint32_t slots = from->mask + 1;
+    const size_t entry_bytes = sizeof(entry) * from->size;
+    void *block = HAL_Malloc(static_cast<unsigned long>(entry_bytes + sizeof(int32_t) * slots));
+    if (block == nullptr) return false;
+    HAL_Free(table->entries);  // an empty table may hold reserved room
+    table->entries = static_cast<entry *>(block);
+    table->index = reinterpret_cast<int32_t *>(static_cast<char *>(block) + entry_bytes);
+    table->mask = from->mask;
+    table->usable = from->size;
+    uint32_t n = 0;
+    bool go = true;
+    for (uint32_t i = 0; i < from->size && go; ++i) {
+        void *key = from->entries[i].key;
+        void *value = from->entries[i].value;
+        go = copy(&key, &value, user);
+        if (key != nullptr) table->entries[n++] = entry{key, value, from->entries[i].hash};
+    }
+    table->used = table->size = n;
+    if (n == from->size) {
+        std::memcpy(table->index, from->index, sizeof(int32_t) * slots);
+    } else {
+        std::memset(table->index, 0xFF, sizeof(int32_t) * slots);
+        for (uint32_t i = 0; i < n; ++i) table->index[empty_slot(table, table->entries[i].hash)] = static_cast<int32_t>(i);
+    }
+    return true;
+}
+
 bool pz_hash_table_reserve(pz_hash_table_t *table, uint32_t count) {
     if (table == nullptr) return false;
     if (table->usable - table->used >= count) return true;

@@ -38,6 +38,15 @@ bool pz_hash_table_insert_hashed(pz_hash_table_t *table, void *key, void *value,
  * the table; false when it cannot (the table is unchanged) or is null. */
 bool pz_hash_table_reserve(pz_hash_table_t *table, uint32_t count);
 
+/* Fills the empty `table` with the entries of `from`, in its order and with
+ * its hashes, without hashing or probing: each entry's key and value go
+ * through `copy` (which sets them to what the new table holds; a null key
+ * leaves the entry out). Stops at the first entry for which `copy` returns
+ * false. False when `table` is not empty, `from` has holes, or memory runs
+ * out before any entry is copied: the table is then unchanged. */
+bool pz_hash_table_copy_entries(pz_hash_table_t *table, const pz_hash_table_t *from,
+                                bool (*copy)(void **key, void **value, void *user), void *user);
+
 /* The value stored under `key`, or null; nothing is kept or allocated. */
 void *pz_hash_table_find(const pz_hash_table_t *table, const void *key);
 

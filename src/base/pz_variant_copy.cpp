@@ -64,13 +64,28 @@ bool dict_dup_node(void *key, void *value, void *user) {
     return dw->walk->ok;
 }
 
+// The same for a new table filled in `other`'s order, with its hashes and
+// index: no key is hashed and no slot probed.
+bool copy_entry(void **key, void **value, void *user) {
+    auto *dw = static_cast<dict_walk *>(user);
+    if (!room_below(dw->here, *dw->walk)) {
+        *key = nullptr;  // nothing entered
+        return false;
+    }
+    *value = copy_into(nullptr, static_cast<pz_variant_t *>(*value), dw->here, *dw->walk);
+    *key = pz_string_ref(static_cast<pz_string_t *>(*key));
+    return dw->walk->ok;
+}
+
 // Merges copies of `other`'s entries into the dictionary `v`.
 void pz_variant_dict_dup(pz_variant_t *v, pz_variant_t *other, const path *here, copy_walk &walk) {
     if (dict_of(v) == nullptr) return;  // no table to merge into
     if (v != other) {
+        dict_walk dw{v, here, &walk};
+        // An empty target takes the entries as they stand, when it can.
+        if (pz_hash_table_copy_entries(dict_of(v), dict_of(other), copy_entry, &dw)) return;
         // Growing once beats growing by steps; failing here costs nothing.
         pz_hash_table_reserve(dict_of(v), pz_hash_table_size(dict_of(other)));
-        dict_walk dw{v, here, &walk};
         pz_hash_table_foreach(dict_of(other), dict_dup_node, &dw);
         return;
     }
@@ -86,8 +101,8 @@ void pz_variant_dict_dup(pz_variant_t *v, pz_variant_t *other, const path *here,
 // already is one), or a new one sized for `other` when `v` is null.
 pz_variant_t *container_target(pz_variant_t *v, pz_variant_type vt, const pz_variant_t *other) {
     if (v != nullptr) return pz_variant_change_type(v, vt);
-    return vt == vtype_array ? array_new_for(pz_variant_array_size(other))
-                             : dict_new_for(pz_variant_dict_size(other));
+    // A dictionary's table is sized as its entries are copied.
+    return vt == vtype_array ? array_new_for(pz_variant_array_size(other)) : pz_variant_dict_new();
 }
 
 pz_variant_t *copy_container(pz_variant_t *v, pz_variant_t *other, const path *up,
