@@ -98,6 +98,23 @@ cJSON *parse(const char *text, const char **end) {
     return cJSON_ParseWithOpts(text, end, false);
 }
 
+// The kinds whose names start with each letter, in table order, so that a
+// name is compared only with those that can match.
+constexpr auto kKindsByLetter = [] {
+    struct table {
+        int8_t of[26][4];
+    } t{};
+    for (auto &letter : t.of) {
+        for (int8_t &index : letter) index = -1;
+    }
+    for (size_t i = 0; i < std::size(kDumpNames); ++i) {
+        int8_t *slot = t.of[kDumpNames[i].name[0] - 'a'];
+        while (*slot >= 0) ++slot;  // a fifth name of one letter fails to compile
+        *slot = static_cast<int8_t>(i);
+    }
+    return t;
+}();
+
 // The kind a type name stands for: every leading "u" is skipped (the
 // unsigned mark, which only integer names heed), then the name must start
 // with a kind's name; what follows it is not examined. Null for none.
@@ -105,10 +122,10 @@ const dump_name *kind_of(std::string_view name, bool *unsigned_mark) {
     const size_t marks = std::min(name.find_first_not_of('u'), name.size());
     name.remove_prefix(marks);
     *unsigned_mark = marks > 0;
-    // The first letter is compared inline: most names differ there, and
-    // the full comparison is a library call.
-    for (const dump_name &kind : kDumpNames) {
-        if (!name.empty() && name[0] == kind.name[0] && name.starts_with(kind.name)) return &kind;
+    if (name.empty() || name[0] < 'a' || name[0] > 'z') return nullptr;
+    for (const int8_t index : kKindsByLetter.of[name[0] - 'a']) {
+        if (index < 0) break;
+        if (name.starts_with(kDumpNames[index].name)) return &kDumpNames[index];
     }
     return nullptr;
 }
