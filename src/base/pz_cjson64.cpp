@@ -166,6 +166,17 @@ constexpr auto kNumberChars = [] {
 
 uint8_t class_of(char c) { return kClasses.of[static_cast<unsigned char>(c)]; }
 
+// The characters a string's scan stops at: its end, an escape, the text's
+// end and the control characters, which strict JSON refuses inside it.
+constexpr auto kStringStops = [] {
+    struct table {
+        bool of[256];
+    } t{};
+    for (int c = 0; c < 0x20; ++c) t.of[c] = true;
+    t.of[static_cast<unsigned char>('"')] = t.of[static_cast<unsigned char>('\\')] = true;
+    return t;
+}();
+
 }  // namespace
 
 std::string_view text_cursor::next() {
@@ -176,6 +187,7 @@ std::string_view text_cursor::next() {
         if (cls == quote) {
             nul_ = false;
             for (++p_;; ++p_) {
+                while (!kStringStops.of[static_cast<unsigned char>(*p_)]) ++p_;
                 const uint8_t in = class_of(*p_);
                 // The string ends at its quote or, unclosed, at the text's end.
                 if (in == quote || in == ends_text) break;
@@ -207,6 +219,8 @@ std::string_view text_cursor::next_number() {
     for (const char *p = p_;; ++p) {
         if (*p == '"') {
             for (++p; *p != '"'; ++p) {
+                while (!kStringStops.of[static_cast<unsigned char>(*p)]) ++p;
+                if (*p == '"') break;
                 if (*p == '\0') return {};
                 if (*p == '\\' && p[1] != '\0') ++p;
             }
