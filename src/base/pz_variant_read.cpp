@@ -407,7 +407,12 @@ const char *too_deep_at(const char *text) {
 // past it; `*at` is moved back onto it. A text that ends early stops at
 // its end.
 const char *parse_failure(const char *text, const char **at) {
-    if (*skip_space(text) == '\0') return "no value";
+    // Past a UTF-8 byte order mark, which cJSON skips too.
+    const bool marked = std::strncmp(text, "\xEF\xBB\xBF", 3) == 0;
+    if (*skip_space(text + (marked ? 3 : 0)) == '\0') {
+        *at = text + std::strlen(text);  // where a value was still due
+        return "no value";
+    }
     auto ended = [&] {
         *at = text + std::strlen(text);
         return "unexpected end of text";
@@ -464,11 +469,12 @@ pz_variant_t *read_text(const char *text, bool plain, pz_read_error_t *error) {
     text_cursor cursor(text);
     if (root == nullptr) {
         // A fault of strict JSON before the place where cJSON stopped is
-        // the first thing wrong.
+        // the first thing wrong; one at that place says more precisely
+        // what is wrong there.
         if (plain) {
             while (!cursor.next().empty() && cursor.fault_at() == nullptr) {
             }
-            if (cursor.fault_at() != nullptr && cursor.fault_at() < end) {
+            if (cursor.fault_at() != nullptr && cursor.fault_at() <= end) {
                 return refuse(error, text, cursor.fault_at(), cursor.fault());
             }
         }
