@@ -227,7 +227,6 @@ pz_variant_t *read_back() {
              const std::string text = taken(ARMED(expr)); \
              return instead(v, read(text.c_str()));       \
          }}
-pz_variant_t *json_read(const char *text) { return pz_variant_from_json(text, nullptr); }
 // A child container lent by `array`, if made: its last element, which holds
 // the child's only reference.
 pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {

@@ -3,8 +3,6 @@
 // look back (order through erase and re-insertion is checked on
 // dictionaries).
 #include <algorithm>
-#include <cstdint>
-#include <vector>
 
 #include "pz_hash_table.h"
 #include "pz_test.h"

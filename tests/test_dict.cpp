@@ -1,7 +1,5 @@
 // Dictionary values: entry references, replacement, order, guards and
 // nested children.
-#include <string>
-#include <vector>
 
 #include "pz_test.h"
 

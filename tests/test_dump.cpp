@@ -14,12 +14,10 @@ namespace {
 
 using Dump = LeakCheckedTest;
 
-std::string dump_text(const pz_variant_t *v) { return taken(pz_variant_dump(v)); }
-
 // What reading `input` and writing the value again gives.
 std::string reread(const char *input) {
     pz_variant_t *v = pz_variant_from_dump(input);
-    std::string out = v != nullptr ? dump_text(v) : "NULL";
+    const std::string out = dumped(v);
     pz_variant_unref(v);
     return out;
 }
@@ -60,7 +58,7 @@ TEST_F(Dump, ValuesNoTextReadsBackAreWrittenInBothFormats) {
     append_new(holes, pz_variant_double_new(NAN));
     pz_variant_clear(cleared);
     append_new(holes, cleared);
-    EXPECT_EQ(dump_text(holes), R"({"array":[{},{"float":null},{"double":null},{"null":null}]})");
+    EXPECT_EQ(dumped(holes), R"({"array":[{},{"float":null},{"double":null},{"null":null}]})");
     EXPECT_EQ(taken(pz_variant_to_json(holes, PZ_JSON_REFUSE_POINTERS)), "[null,null,null,null]");
     const std::pair<const char *, pz_variant_t *> pointers[] = {
         {"ptr", pz_variant_ptr_new(&target)},
@@ -68,7 +66,7 @@ TEST_F(Dump, ValuesNoTextReadsBackAreWrittenInBothFormats) {
         {"sharedptr", pz_variant_sharedptr_new(&target, nullptr, nullptr)},
     };
     for (const auto &[kind, p] : pointers) {
-        EXPECT_EQ(dump_text(p), "{\"" + std::string(kind) + at);
+        EXPECT_EQ(dumped(p), "{\"" + std::string(kind) + at);
         append_new(holes, p);
     }
     EXPECT_EQ(taken(pz_variant_to_json(holes, 0)), "[null,null,null,null,null,null,null]");
@@ -211,7 +209,7 @@ private:
 template <class F>
 void exact_and_shortest(F f) {
     pz_variant_t *v = sizeof f == 4 ? pz_variant_float_new(static_cast<float>(f)) : pz_variant_double_new(f);
-    const std::string text = dump_text(v);  // {"float":<number>} or {"double":<number>}
+    const std::string text = dumped(v);  // {"float":<number>} or {"double":<number>}
     pz_variant_t *back = pz_variant_from_dump(text.c_str());
     char shortest[64];
     const auto shortest_len = std::to_chars(shortest, std::end(shortest), static_cast<double>(f)).ptr - shortest;
@@ -231,19 +229,10 @@ TEST_F(Dump, RandomValuesReadBackEqualAndNumbersExactInTheShortestText) {
     generator gen(20240611);
     for (int i = 0; i < 3000 && !HasFailure(); ++i) {
         pz_variant_t *v = gen.value(i % 5);
-        const std::string text = dump_text(v);
-        pz_variant_t *back = pz_variant_from_dump(text.c_str());
-        EXPECT_TRUE(pz_variant_equal(v, back)) << text;
-        EXPECT_EQ(dump_text(back), text);
-        pz_variant_unref(back);
+        const std::string text = expect_round_trip(v, pz_variant_from_dump, pz_variant_dump);
         // As plain JSON, read back by the rule of kinds: the same JSON again.
-        char *json = pz_variant_to_json(v, 0);
-        back = pz_variant_from_json(json, nullptr);
-        char *again = pz_variant_to_json(back, 0);
-        EXPECT_STREQ(again, json) << text;
-        HAL_Free(again);
-        HAL_Free(json);
-        pz_variant_unref(back);
+        SCOPED_TRACE(text);
+        expect_round_trip(v, json_read, json_write, false);
         pz_variant_unref(v);
         for (int j = 0; j < 30; ++j) {
             exact_and_shortest(gen.number<double>());

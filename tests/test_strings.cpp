@@ -1,6 +1,4 @@
 // String and byte-buffer values: copies, take-overs, setters, comparison.
-#include <cstring>
-#include <string>
 
 #include "pz_test.h"
 

@@ -108,6 +108,24 @@ inline std::string taken(char *text) {
     return out;
 }
 
+// The dump of `v` ("NULL" for none).
+inline std::string dumped(const pz_variant_t *v) { return taken(pz_variant_dump(v)); }
+
+// Writes `v` with `write` and reads the text back with `read`: the value read
+// writes the same text again and, with `same_kinds`, equals `v`. Returns the
+// text.
+template <class Read, class Write>
+std::string expect_round_trip(const pz_variant_t *v, Read read, Write write, bool same_kinds = true) {
+    const std::string text = taken(write(v));
+    pz_variant_t *back = read(text.c_str());
+    EXPECT_TRUE(!same_kinds || pz_variant_equal(v, back)) << text;
+    EXPECT_EQ(taken(write(back)), text);
+    pz_variant_unref(back);
+    return text;
+}
+inline pz_variant_t *json_read(const char *text) { return pz_variant_from_json(text, nullptr); }
+inline char *json_write(const pz_variant_t *v) { return pz_variant_to_json(v, 0); }
+
 // The reference count of a live value.
 inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
 
