@@ -218,8 +218,7 @@ void exact_and_shortest(F f) {
                                                        : static_cast<F>(back->double_val);
     EXPECT_EQ(std::memcmp(&got, &f, sizeof f), 0) << text;
     EXPECT_LE(text.size() - text.find(':') - 2, static_cast<size_t>(shortest_len)) << text;
-    pz_variant_unref(back);
-    pz_variant_unref(v);
+    for (pz_variant_t *x : {back, v}) pz_variant_unref(x);
 }
 
 // Values of every kind, through a dump and through plain JSON; and floating

@@ -69,8 +69,7 @@ TEST_F(SlowEdges, ContainersOfTenMillionEntries) {
         pz_variant_t *copy = pz_variant_dup(v);
         EXPECT_TRUE(pz_variant_equal(copy, v));
         expect_dump_survives(v, kTenMillion);
-        pz_variant_unref(copy);
-        pz_variant_unref(v);
+        for (pz_variant_t *x : {copy, v}) pz_variant_unref(x);
     }
 }
 

@@ -124,14 +124,12 @@ void read_shared(pz_variant_t *shared, const std::string &expected, const std::s
         check(varray_int32(readings, 3) == 3 * 7 - 100 && vdict_float_default(inner, "gain", 0) == -2.5f &&
                   vdict_uint64_default(shared, "id", 0) == UINT64_MAX,
               "getters ");
-        pz_variant_unref(inner);
-        pz_variant_unref(readings);
         // This thread's own text, good or cut short, while others parse theirs.
         pz_variant_t *own = pz_variant_from_dump(mine.c_str());
         char *again = pz_variant_dump(own);
         check(mine.back() == '}' ? again != nullptr && mine == again : own == nullptr, "own text ");
         HAL_Free(again);
-        for (pz_variant_t *v : {own, copy}) pz_variant_unref(v);
+        for (pz_variant_t *v : {inner, readings, own, copy}) pz_variant_unref(v);
         HAL_Free(text);
     }
 }
