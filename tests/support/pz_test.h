@@ -71,7 +71,6 @@ int sweep_alloc_failures(Op op) {
     }
 }
 
-#ifdef PZ_DUMP_CASES_DIR
 // Calls `check(fields)` for each line of dump_cases/`name` that is neither
 // blank nor a comment, its fields split at tabs, with the line traced.
 template <class Check>
@@ -89,7 +88,6 @@ void for_each_case(const std::string &name, Check check) {
         check(fields);
     }
 }
-#endif
 
 // Store a new value in a container and drop the caller's reference to it.
 inline void put_new(pz_variant_t *dict, const char *key, pz_variant_t *value) {
