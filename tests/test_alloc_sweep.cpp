@@ -13,16 +13,10 @@
 
 namespace {
 
-// Owned objects not yet destroyed and shared references not yet given back:
-// both must come back to zero, and a call too many shows as a negative count.
-struct Tracked {
-    static inline long owned = 0, shared = 0;
-    static inline bool went_negative = false;
-    static inline int object = 0;
-    static void dtor(void *) { went_negative |= --owned < 0; }
-    static void *ref(void *p) { return ++shared, p; }
-    static void unref(void *) { went_negative |= --shared < 0; }
-};
+// The object behind every pointer, and the owned ones handed out: each must
+// be destroyed once, and each shared reference given back once.
+using Log = CallbackLog;
+int object = 0, owned_made = 0;
 
 // Whether `got` is `want` less what failed allocations may drop: a missing
 // value, an empty string or buffer, a container without storage, array
@@ -58,11 +52,10 @@ const uint8_t three_bytes[] = {0, 1, 0xfe};
 // the last, unknown letter keeps a slot for the bytes), so that adding to it
 // grows it.
 pz_variant_t *full_array() {
-    ++Tracked::owned;
+    ++owned_made;
     pz_variant_t *a = pz_variant_pack(
         "boynqiuxtfdc*as-", 1, -8, 200, -16, 60000, INT32_MIN, UINT32_MAX, INT64_MIN, UINT64_MAX, 1.5,
-        -2.25, "text", &Tracked::object, &Tracked::object, Tracked::dtor, &Tracked::object,
-        Tracked::ref, Tracked::unref);
+        -2.25, "text", &object, &object, Log::dtor, &object, Log::ref, Log::unref);
     pz_variant_t *bytes = vstr_buf_new(three_bytes, sizeof three_bytes);
     pz_variant_array_set(a, 15, bytes);
     pz_variant_unref(bytes);
@@ -109,7 +102,7 @@ pz_variant_t *none() { return nullptr; }
 pz_variant_t *int_value() { return pz_variant_int32_new(5); }
 pz_variant_t *string_value() { return pz_variant_str_new("text"); }
 pz_variant_t *shared_value() {
-    return pz_variant_sharedptr_new(&Tracked::object, Tracked::ref, Tracked::unref);
+    return pz_variant_sharedptr_new(&object, Log::ref, Log::unref);
 }
 pz_variant_t *instead(pz_variant_t *old, pz_variant_t *v) {
     pz_variant_unref(old);
@@ -118,7 +111,7 @@ pz_variant_t *instead(pz_variant_t *old, pz_variant_t *v) {
 
 // What a taking-over call is handed, and how the caller disposes of it when
 // the call could not make its value (its first allocation failed).
-void *tracked_object() { return ++Tracked::owned, &Tracked::object; }
+void *tracked_object() { return ++owned_made, &object; }
 void *owned_buffer() { return pz_mem_dup("owned", 5); }
 
 // The run in progress: the allocation made to fail (0: none), and whether
@@ -193,10 +186,10 @@ pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
     return array;
 }
 
-#define SCALAR(name, ctype, code, va_type)                                                 \
-    MAKE(pz_variant_##name##_new(far_from_zero<ctype>(&Tracked::object))),                 \
-    CALL(full_array, none, (varray_add_##name(t, far_from_zero<ctype>(&Tracked::object)), t)), \
-    CALL(sample, none, (vdict_set_##name(t, "new key", far_from_zero<ctype>(&Tracked::object)), t)),
+#define SCALAR(name, ctype, code, va_type)                                            \
+    MAKE(pz_variant_##name##_new(far_from_zero<ctype>(&object))),                     \
+    CALL(full_array, none, (varray_add_##name(t, far_from_zero<ctype>(&object)), t)), \
+    CALL(sample, none, (vdict_set_##name(t, "new key", far_from_zero<ctype>(&object)), t)),
 
 const std::vector<Case> cases = {
     PZ_SCALAR_KINDS(SCALAR)
@@ -205,8 +198,8 @@ const std::vector<Case> cases = {
     MAKE(vstr_buf_new(three_bytes, 3)),
     MAKE(pz_variant_array_new()),
     MAKE(pz_variant_dict_new()),
-    MAKE(pz_variant_sharedptr_new(&Tracked::object, Tracked::ref, Tracked::unref)),
-    TAKE(none, tracked_object, Tracked::dtor, pz_variant_autoptr_new(obj, Tracked::dtor)),
+    MAKE(pz_variant_sharedptr_new(&object, Log::ref, Log::unref)),
+    TAKE(none, tracked_object, Log::dtor, pz_variant_autoptr_new(obj, Log::dtor)),
     TAKE(none, owned_buffer, HAL_Free, vstr_new_owned(reinterpret_cast<char *>(obj), 5)),
     TAKE(none, owned_buffer, HAL_Free, vstr_buf_new_owned(obj, 5)),
     // A failed copy leaves the empty string or buffer, not the integer.
@@ -222,21 +215,21 @@ const std::vector<Case> cases = {
     CALL(sample, none, (pz_variant_unref(vdict_child(t, "child")), t)),
     CALL(full_array, none, (varray_add_str(t, "text"), t)),
     CALL(full_array, none, (varray_add_sized_str(t, "te\0xt", 5), t)),
-    CALL(full_array, none, (varray_add_sharedptr(t, &Tracked::object, Tracked::ref, Tracked::unref), t)),
+    CALL(full_array, none, (varray_add_sharedptr(t, &object, Log::ref, Log::unref), t)),
     CALL(full_array, none, lent(t, varray_add_dict(t))),
     CALL(full_array, none, lent(t, varray_add_array(t))),
-    TAKE(full_array, tracked_object, Tracked::dtor, (varray_add_autoptr(t, obj, Tracked::dtor), t)),
+    TAKE(full_array, tracked_object, Log::dtor, (varray_add_autoptr(t, obj, Log::dtor), t)),
     CALL(sample, none, (vdict_set_str(t, "new key", "text"), t)),
-    CALL(sample, none, (vdict_set_sized_ptr(t, "new key", &Tracked::object, 12), t)),
+    CALL(sample, none, (vdict_set_sized_ptr(t, "new key", &object, 12), t)),
     CALL(sample, none, (vdict_set_bytes(t, "new key", three_bytes, 3), t)),
-    CALL(sample, none, (vdict_set_sharedptr(t, "new key", &Tracked::object, Tracked::ref, Tracked::unref), t)),
-    TAKE(sample, tracked_object, Tracked::dtor, (vdict_set_autoptr(t, "new key", obj, Tracked::dtor), t)),
+    CALL(sample, none, (vdict_set_sharedptr(t, "new key", &object, Log::ref, Log::unref), t)),
+    TAKE(sample, tracked_object, Log::dtor, (vdict_set_autoptr(t, "new key", obj, Log::dtor), t)),
     TAKE(sample, owned_buffer, HAL_Free, (vdict_set_bytes_owned(t, "new key", obj, 5), t)),
     CALL(full_array, none,
-         (pz_variant_array_append_vals(t, "ic?s", 7, "text", &Tracked::object, Tracked::ref, Tracked::unref), t)),
+         (pz_variant_array_append_vals(t, "ic?s", 7, "text", &object, Log::ref, Log::unref), t)),
     CALL(full_array, none, (append_args_from(t, "icx", 7, "text", INT64_MAX), t)),
-    CALL(full_array, none, (append_internal_from(t, "dc*", 0.5, "text", &Tracked::object), t)),
-    MAKE(pz_variant_pack("bc?s", 1, "text", &Tracked::object, Tracked::ref, Tracked::unref)),
+    CALL(full_array, none, (append_internal_from(t, "dc*", 0.5, "text", &object), t)),
+    MAKE(pz_variant_pack("bc?s", 1, "text", &object, Log::ref, Log::unref)),
     MAKE(pack_arg_from(0, "yc", 9, "text")),
     CALL(sample, none, instead(t, pz_variant_dup(t))),
     CALL(long_array, none, instead(t, pz_variant_dup(t))),
@@ -292,12 +285,12 @@ TEST_F(AllocSweep, EveryAllocatingFunctionFailsCleanlyAtEveryPoint) {
             const bool as_promised = pz_variant_equal(got, want) ||
                                      (failed && (kept != nullptr ? pz_variant_equal(got, kept) : degraded(got, want)));
             for (pz_variant_t *v : {got, want, kept}) pz_variant_unref(v);
-            const bool clean = hal_live_blocks() == live_before && Tracked::owned == 0 &&
-                               Tracked::shared == 0 && !Tracked::went_negative;
+            const bool clean = hal_live_blocks() == live_before && Log::dtor_calls == owned_made &&
+                               Log::unref_calls == Log::ref_calls && !Log::early_unref;
             EXPECT_TRUE(as_promised) << "result when allocation " << n << " fails";
             EXPECT_TRUE(clean) << "leak or unbalanced callbacks when allocation " << n << " fails";
-            Tracked::owned = Tracked::shared = 0;
-            Tracked::went_negative = false;
+            Log::reset();
+            owned_made = 0;
             if (!failed || !as_promised || !clean) break;  // one report per case
         }
         EXPECT_GT(failing_runs, 0) << "allocated nothing";

@@ -18,21 +18,21 @@
 #include "pz_memory.h"
 #include "pz_variant.h"
 
-// Counts the callbacks of owned and shared pointers.
+// Counts the callbacks of owned and shared pointers; an unref with no ref
+// left to give back, which would free a shared object in use, is noted.
 struct CallbackLog {
-    static inline int dtor_calls = 0;
-    static inline int ref_calls = 0;
-    static inline int unref_calls = 0;
-    static inline void *last_dtor_arg = nullptr;
-    static inline void *last_unref_arg = nullptr;
+    static inline int dtor_calls = 0, ref_calls = 0, unref_calls = 0;
+    static inline void *last_dtor_arg = nullptr, *last_unref_arg = nullptr;
+    static inline bool early_unref = false;
 
     static void reset() {
         dtor_calls = ref_calls = unref_calls = 0;
         last_dtor_arg = last_unref_arg = nullptr;
+        early_unref = false;
     }
     static void dtor(void *p) { ++dtor_calls, last_dtor_arg = p; }
     static void *ref(void *p) { return ++ref_calls, p; }
-    static void unref(void *p) { ++unref_calls, last_unref_arg = p; }
+    static void unref(void *p) { early_unref |= ++unref_calls > ref_calls, last_unref_arg = p; }
 };
 
 class LeakCheckedTest : public ::testing::Test {
