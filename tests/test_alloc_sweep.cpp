@@ -165,9 +165,8 @@ struct Case {
 template <pz_variant_t *(*Make)()>
 pz_variant_t *read_back() {
     pz_variant_t *v = Make();
-    char *text = pz_variant_dump(v);
-    pz_variant_t *back = ARMED(pz_variant_from_dump(text));
-    HAL_Free(text);
+    const std::string text = dumped(v);
+    pz_variant_t *back = ARMED(pz_variant_from_dump(text.c_str()));
     return instead(v, back);
 }
 // `sample()` as `v` written with the failure armed ("NULL" for no text),
