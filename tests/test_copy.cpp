@@ -8,7 +8,6 @@ namespace {
 
 using Copy = LeakCheckedTest;
 using pz::array_at;
-using pz::dict_find;
 
 // Copies own their bytes and leaves, leave empty slots out and give a raw
 // pointer no length; merging a text into a value stops at its first NUL.
@@ -109,7 +108,7 @@ TEST_F(Copy, ElementsThatCannotBeCopiedAreLeftOutOrEmpty) {
         saw_shorter |= pz::array_of(d) != nullptr && n < 2;
         pz_variant_unref(d);
         d = pz_variant_dup(dict);
-        saw_empty_entry |= pz_variant_dict_size(d) == 1 && dict_find(d, "a") == nullptr;
+        saw_empty_entry |= pz_variant_dict_size(d) == 1 && pz::dict_find(d, "a") == nullptr;
         pz_variant_unref(d);
     });
     EXPECT_TRUE(saw_shorter && saw_empty_entry);
