@@ -139,13 +139,10 @@ public:
 #undef MAKER
         const uint32_t n = std::size(scalars) - 1, pick = below(n + (depth > 0 ? 5 : 3));
         if (pick < n) return scalars[pick](*this);
-        if (pick == n) {
-            const std::string t = text(0);
-            return vstr_sized_new(t.data(), static_cast<uint32_t>(t.size()));
-        }
-        if (pick == n + 1) {  // a text, a NUL and any byte
-            const std::string raw = text(0) + '\0' + static_cast<char>(rng_());
-            return vstr_buf_new(reinterpret_cast<const uint8_t *>(raw.data()), static_cast<uint32_t>(raw.size()));
+        if (pick <= n + 1) {  // a text, or bytes: a text, a NUL and any byte
+            const std::string t = pick == n ? text(0) : text(0) + '\0' + static_cast<char>(rng_());
+            const auto len = static_cast<uint32_t>(t.size());
+            return pick == n ? vstr_sized_new(t.data(), len) : vstr_buf_new(reinterpret_cast<const uint8_t *>(t.data()), len);
         }
         return pick == n + 2 ? pz_variant_change_type(pz_variant_array_new(), vtype_null) : container(depth);
     }
