@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
 # The shared library exports exactly the functions that the installed headers
 # declare with PZ_API: nothing internal leaks out, nothing public is missing.
+# And it calls no operator new, in any form: every block comes from
+# HAL_Malloc, so that a port's allocator sees them all and no std::bad_alloc
+# can cross the C interface.
 # Usage: check_exports.sh LIBRARY HEADER...
 set -euo pipefail
 lib=$1
@@ -14,4 +17,8 @@ if ! diff <(echo "$declared") <(echo "$exported") >/tmp/pz_exports.$$; then
   exit 1
 fi
 rm -f /tmp/pz_exports.$$
+if nm -D --undefined-only "$lib" | grep -E ' _Zn[wa]'; then
+  echo "the library calls operator new"
+  exit 1
+fi
 echo "exports match: $(echo "$exported" | wc -l) functions"

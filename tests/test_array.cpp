@@ -1,5 +1,4 @@
 // Array values: element references, order, bounds and clearing.
-#include <vector>
 
 #include "pz_test.h"
 

@@ -1,8 +1,6 @@
 // Text helpers and formatting that the value API does not reach.
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
-#include <string>
 
 #include "pz_string.h"
 #include "pz_test.h"

@@ -1,7 +1,5 @@
 // Dictionary values: entry references, replacement, order, guards and
 // nested children.
-#include <string>
-#include <vector>
 
 #include "pz_test.h"
 
@@ -38,8 +36,7 @@ TEST_F(Dicts, PutTakesItsOwnReferenceAndReplaces) {
     EXPECT_EQ(pz_variant_dict_get(d, "absent"), nullptr);
     EXPECT_TRUE(pz_variant_dict_contains(d, "k") && pz_variant_dict_erase(d, "k"));
     EXPECT_EQ(hal_malloc_calls(), mallocs) << "lookups and erasing allocate nothing";
-    pz_variant_unref(first);
-    pz_variant_unref(d);
+    for (pz_variant_t *v : {first, d}) pz_variant_unref(v);
 }
 
 TEST_F(Dicts, BadDictionariesKeysAndValuesChangeNothing) {
@@ -84,8 +81,7 @@ TEST_F(Dicts, WalksFollowInsertionOrderThroughEraseReplaceAndClear) {
     EXPECT_EQ(refcount(v), 1) << "clearing drops every entry's reference";
     pz_variant_dict_put(d, "again", v);
     EXPECT_EQ(keys_of(d), std::vector<std::string>{"again"});
-    pz_variant_unref(v);
-    pz_variant_unref(d);
+    for (pz_variant_t *x : {v, d}) pz_variant_unref(x);
 }
 
 TEST_F(Dicts, ChildIsFoundOrMadeAndAttached) {

@@ -17,8 +17,7 @@ TEST_F(Equal, CaseFilePairsCompareAsListed) {
         ASSERT_TRUE(a != nullptr && b != nullptr);
         EXPECT_EQ(pz_variant_equal(a, b), f[2] == "equal") << f[0] << " " << f[1];
         EXPECT_EQ(pz_variant_equal(b, a), f[2] == "equal") << f[1] << " " << f[0];
-        pz_variant_unref(a);
-        pz_variant_unref(b);
+        for (pz_variant_t *v : {a, b}) pz_variant_unref(v);
     });
 }
 
@@ -40,11 +39,9 @@ TEST_F(Equal, UnreadableValuesAndNulls) {
     for (const auto &[a, b, equal] : cases) {
         EXPECT_EQ(pz_variant_equal(a, b), equal) << (a ? a->vt : '0');
         EXPECT_EQ(pz_variant_equal(b, a), equal) << (a ? a->vt : '0');
-        pz_variant_unref(a);
-        pz_variant_unref(b);
+        for (pz_variant_t *v : {a, b}) pz_variant_unref(v);
     }
-    pz_variant_unref(hole);
-    pz_variant_unref(one);
+    for (pz_variant_t *v : {hole, one}) pz_variant_unref(v);
 }
 
 }  // namespace

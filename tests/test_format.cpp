@@ -1,7 +1,6 @@
 // Format-driven append, pack and unpack (each scalar letter is checked with
 // its kind's other accessors).
 #include <cmath>
-#include <cstring>
 
 #include "pz_test.h"
 #include "pz_variant_internal.h"

@@ -23,8 +23,7 @@ TEST_F(Lifecycle, ClearReleasesEachElementOnceAndNullIsIgnored) {
         EXPECT_EQ(refcount(kept), 1);
         EXPECT_EQ(CallbackLog::dtor_calls, 1);
     }
-    pz_variant_unref(arr);
-    pz_variant_unref(kept);
+    for (pz_variant_t *v : {arr, kept}) pz_variant_unref(v);
 }
 
 TEST_F(Lifecycle, ChangeTypeKeepsTheSameKindAndEmptiesOthers) {
@@ -40,8 +39,7 @@ TEST_F(Lifecycle, ChangeTypeKeepsTheSameKindAndEmptiesOthers) {
     EXPECT_EQ(refcount(elem), 1) << "leaving the array kind releases every element";
     put_new(v, "k", pz_variant_int8_new(2));
     EXPECT_EQ(pz_variant_dict_size(v), 1u) << "the dictionary got storage";
-    pz_variant_unref(elem);
-    pz_variant_unref(v);
+    for (pz_variant_t *x : {elem, v}) pz_variant_unref(x);
 }
 
 TEST_F(Lifecycle, ChangeTypeToAPointerKindReplacesTheRecord) {
@@ -58,8 +56,7 @@ TEST_F(Lifecycle, ChangeTypeToAPointerKindReplacesTheRecord) {
                       ? pz_variant_autoptr_set(rep, &object, CallbackLog::dtor)
                       : pz_variant_sharedptr_set(rep, &object, nullptr, CallbackLog::unref),
                   rep);
-        pz_variant_unref(other_holder);
-        pz_variant_unref(rep);
+        for (pz_variant_t *v : {other_holder, rep}) pz_variant_unref(v);
     }
     EXPECT_EQ(CallbackLog::dtor_calls + CallbackLog::unref_calls, 2);
 }

@@ -59,9 +59,7 @@ TEST_F(Pointers, RecordsWithoutRoomRefuse) {
         EXPECT_EQ(pz_variant_sharedptr_set(v, &object_b, CallbackLog::ref, CallbackLog::unref), nullptr);
     }
     EXPECT_EQ(CallbackLog::ref_calls + CallbackLog::dtor_calls, 0);
-    pz_variant_unref(plain);
-    pz_variant_unref(owned);
-    pz_variant_unref(text);
+    for (pz_variant_t *v : {plain, owned, text}) pz_variant_unref(v);
     EXPECT_EQ(CallbackLog::dtor_calls, 1);
 }
 

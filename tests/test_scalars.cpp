@@ -80,8 +80,7 @@ TEST_F(Scalars, EveryKindThroughItsWholeFamily) {
     }
     PZ_SCALAR_KINDS(CHECK_KIND)
 #undef CHECK_KIND
-    pz_variant_unref(arr);
-    pz_variant_unref(dict);
+    for (pz_variant_t *v : {arr, dict}) pz_variant_unref(v);
 }
 
 }  // namespace

@@ -1,6 +1,4 @@
 // String and byte-buffer values: copies, take-overs, setters, comparison.
-#include <cstring>
-#include <string>
 
 #include "pz_test.h"
 
@@ -18,7 +16,7 @@ std::string shape(const pz_variant_t *v) {
     return out.append(p, v->len + (v->vt == vtype_string));
 }
 
-TEST_F(Strings, ConstructorsAndSettersCopyExactly) {
+TEST_F(Strings, ConstructorsAndSettersCopyExactlyOrTakeOver) {
     uint8_t bytes[5] = {1, 2, 0, 4, 5};
     const long live = hal_live_blocks();
     pz_variant_t *self = pz_variant_str_new("self");
@@ -57,15 +55,13 @@ TEST_F(Strings, ConstructorsAndSettersCopyExactly) {
     EXPECT_EQ(vstr_sized_new("abc", UINT32_MAX), nullptr) << "len + 1 would not fit";
     EXPECT_EQ(pz_variant_str_set(nullptr, "x"), nullptr);
     EXPECT_EQ(vstr_buf_set(nullptr, nullptr, 1), nullptr);
-}
-
-// Byte buffers taken over are checked through vdict_set_bytes_owned.
-TEST_F(Strings, OwnedTextIsTakenOnlyWhenNonEmpty) {
+    // An owned text is taken over only when not empty (byte buffers taken
+    // over are checked through vdict_set_bytes_owned).
     auto *buf = static_cast<char *>(pz_mem_dup("xyz", 3));
     pz_variant_unref(vstr_new_owned(buf, 0));
-    pz_variant_t *s = vstr_new_owned(buf, 3);
-    EXPECT_TRUE(s->ptr_val == buf && s->len == 3u);
-    pz_variant_unref(s);  // frees the buffer
+    pz_variant_t *owner = vstr_new_owned(buf, 3);
+    EXPECT_TRUE(owner->ptr_val == buf && owner->len == 3u);
+    pz_variant_unref(owner);  // frees the buffer
 }
 
 TEST_F(Strings, CompareFollowsStrcmpAndTreatsEmptyAsEqual) {

@@ -112,8 +112,7 @@ void read_shared(pz_variant_t *shared, const std::string &expected, const std::s
     };
     std::vector<char> buf(expected.size() + 1);
     for (int i = 0; i < 40; ++i) {
-        char *text = pz_variant_dump(shared);
-        check(text != nullptr && expected == text, "dump ");
+        check(dumped(shared) == expected, "dump ");
         const int32_t len = pz_variant_dump_buf(shared, buf.data(), static_cast<uint32_t>(buf.size()));
         check(len == static_cast<int32_t>(expected.size()) && expected == buf.data(), "dump_buf ");
         pz_variant_t *copy = pz_variant_dup(shared);
@@ -124,15 +123,10 @@ void read_shared(pz_variant_t *shared, const std::string &expected, const std::s
         check(varray_int32(readings, 3) == 3 * 7 - 100 && vdict_float_default(inner, "gain", 0) == -2.5f &&
                   vdict_uint64_default(shared, "id", 0) == UINT64_MAX,
               "getters ");
-        pz_variant_unref(inner);
-        pz_variant_unref(readings);
         // This thread's own text, good or cut short, while others parse theirs.
         pz_variant_t *own = pz_variant_from_dump(mine.c_str());
-        char *again = pz_variant_dump(own);
-        check(mine.back() == '}' ? again != nullptr && mine == again : own == nullptr, "own text ");
-        HAL_Free(again);
-        for (pz_variant_t *v : {own, copy}) pz_variant_unref(v);
-        HAL_Free(text);
+        check(dumped(own) == (mine.back() == '}' ? mine : "NULL"), "own text ");
+        for (pz_variant_t *v : {inner, readings, own, copy}) pz_variant_unref(v);
     }
 }
 

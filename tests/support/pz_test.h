@@ -18,21 +18,21 @@
 #include "pz_memory.h"
 #include "pz_variant.h"
 
-// Counts the callbacks of owned and shared pointers.
+// Counts the callbacks of owned and shared pointers; an unref with no ref
+// left to give back, which would free a shared object in use, is noted.
 struct CallbackLog {
-    static inline int dtor_calls = 0;
-    static inline int ref_calls = 0;
-    static inline int unref_calls = 0;
-    static inline void *last_dtor_arg = nullptr;
-    static inline void *last_unref_arg = nullptr;
+    static inline int dtor_calls = 0, ref_calls = 0, unref_calls = 0;
+    static inline void *last_dtor_arg = nullptr, *last_unref_arg = nullptr;
+    static inline bool early_unref = false;
 
     static void reset() {
         dtor_calls = ref_calls = unref_calls = 0;
         last_dtor_arg = last_unref_arg = nullptr;
+        early_unref = false;
     }
     static void dtor(void *p) { ++dtor_calls, last_dtor_arg = p; }
     static void *ref(void *p) { return ++ref_calls, p; }
-    static void unref(void *p) { ++unref_calls, last_unref_arg = p; }
+    static void unref(void *p) { early_unref |= ++unref_calls > ref_calls, last_unref_arg = p; }
 };
 
 class LeakCheckedTest : public ::testing::Test {
@@ -71,7 +71,6 @@ int sweep_alloc_failures(Op op) {
     }
 }
 
-#ifdef PZ_DUMP_CASES_DIR
 // Calls `check(fields)` for each line of dump_cases/`name` that is neither
 // blank nor a comment, its fields split at tabs, with the line traced.
 template <class Check>
@@ -89,7 +88,6 @@ void for_each_case(const std::string &name, Check check) {
         check(fields);
     }
 }
-#endif
 
 // Store a new value in a container and drop the caller's reference to it.
 inline void put_new(pz_variant_t *dict, const char *key, pz_variant_t *value) {
@@ -107,6 +105,24 @@ inline std::string taken(char *text) {
     HAL_Free(text);
     return out;
 }
+
+// The dump of `v` ("NULL" for none).
+inline std::string dumped(const pz_variant_t *v) { return taken(pz_variant_dump(v)); }
+
+// Writes `v` with `write` and reads the text back with `read`: the value read
+// writes the same text again and, with `same_kinds`, equals `v`. Returns the
+// text.
+template <class Read, class Write>
+std::string expect_round_trip(const pz_variant_t *v, Read read, Write write, bool same_kinds = true) {
+    const std::string text = taken(write(v));
+    pz_variant_t *back = read(text.c_str());
+    EXPECT_TRUE(!same_kinds || pz_variant_equal(v, back)) << text;
+    EXPECT_EQ(taken(write(back)), text);
+    pz_variant_unref(back);
+    return text;
+}
+inline pz_variant_t *json_read(const char *text) { return pz_variant_from_json(text, nullptr); }
+inline char *json_write(const pz_variant_t *v) { return pz_variant_to_json(v, 0); }
 
 // The reference count of a live value.
 inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
