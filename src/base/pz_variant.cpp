@@ -48,6 +48,12 @@ void enqueue(pz_variant_t *v) {
     queue.tail = v;
 }
 
+// Drops a reference from inside a release; a value whose last reference
+// this was is queued for the outermost release to free.
+void drop_queued(pz_variant_t *v) {
+    if (v != nullptr && pz_atomic_unref(pz_ref_count(v)) == 0) enqueue(v);
+}
+
 // Kinds whose release can drop further references or run caller code.
 bool releases_others(char vt) {
     return vt == vtype_array || vt == vtype_dict || vt == vtype_autoptr || vt == vtype_sharedptr;
@@ -81,7 +87,12 @@ void release_contents(pz_variant_t *v) {
         case vtype_array: {
             auto *a = static_cast<pz_array_t *>(held);
             if (a == nullptr) break;
-            for (size_t i = 0; i < a->len; ++i) pz_variant_unref(array_slots(a)[i]);
+            // The elements whose last reference goes are queued rather than
+            // freed here, so that the storage is freed before them: freed
+            // after a run of small blocks, a large one makes glibc merge them
+            // all and hand the heap back to the kernel, which the next
+            // program step then faults back in page by page.
+            for (size_t i = 0; i < a->len; ++i) drop_queued(array_slots(a)[i]);
             pz_array_free(a);
             break;
         }
