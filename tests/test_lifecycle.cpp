@@ -1,6 +1,8 @@
 // Reference counting, clearing and change of kind.
 #include <pthread.h>
 
+#include <vector>
+
 #include "pz_test.h"
 
 namespace {
@@ -24,6 +26,27 @@ TEST_F(Lifecycle, ClearReleasesEachElementOnceAndNullIsIgnored) {
         EXPECT_EQ(CallbackLog::dtor_calls, 1);
     }
     for (pz_variant_t *v : {arr, kept}) pz_variant_unref(v);
+}
+
+// Elements go in slot order, after the array's record and storage (a large
+// block freed after many small ones costs glibc a merge and a trim).
+TEST_F(Lifecycle, ReleasedArrayFreesItsStorageThenItsElementsInOrder) {
+    static std::vector<int> order;
+    static long live_at_first = 0;
+    order.clear();
+    const pz_dtor_pt log = [](void *p) {
+        if (order.empty()) live_at_first = hal_live_blocks();
+        order.push_back(*static_cast<int *>(p));
+    };
+    int ids[2] = {0, 2};
+    pz_variant_t *va = pz_variant_array_new();
+    varray_add_autoptr(va, &ids[0], log);
+    varray_add_int32(va, 1);
+    varray_add_autoptr(va, &ids[1], log);
+    const long live = hal_live_blocks();
+    pz_variant_unref(va);
+    EXPECT_EQ(order, (std::vector<int>{0, 2}));
+    EXPECT_EQ(live_at_first, live - 2) << "record and storage gone, the later scalar not yet";
 }
 
 TEST_F(Lifecycle, ChangeTypeKeepsTheSameKindAndEmptiesOthers) {

@@ -9,19 +9,30 @@
 namespace {
 
 // Elements of any kind (64-bit integers, doubles) follow the header aligned.
-static_assert(sizeof(pz_array_t) % PZ_MAX_ALIGN == 0, "elements start aligned after the header");
+constexpr size_t kHeader = PZ_ALIGN_UP(sizeof(pz_array_t));
 
-char *elements_of(pz_array_t *a) { return reinterpret_cast<char *>(a + 1); }
+char *elements_of(pz_array_t *a) { return reinterpret_cast<char *>(a) + kHeader; }
 
-pz_array_t *alloc_array(size_t elt_size, size_t capacity) {
-    if (capacity != 0 && elt_size > (SIZE_MAX - sizeof(pz_array_t)) / capacity) return nullptr;
-    auto *a = static_cast<pz_array_t *>(HAL_Malloc(sizeof(pz_array_t) + elt_size * capacity));
-    if (a == nullptr) return nullptr;
+// Bytes for the header and `capacity` elements; 0 on overflow.
+size_t footprint(size_t elt_size, size_t capacity) {
+    if (capacity != 0 && elt_size > (SIZE_MAX - kHeader) / capacity) return 0;
+    return kHeader + elt_size * capacity;
+}
+
+pz_array_t *init_in(void *block, size_t elt_size, size_t capacity, bool borrowed) {
+    auto *a = static_cast<pz_array_t *>(block);
     a->data = elements_of(a);
     a->len = 0;
     a->capacity = capacity;
     a->elt_size = elt_size;
+    a->borrowed = borrowed;
     return a;
+}
+
+pz_array_t *alloc_array(size_t elt_size, size_t capacity) {
+    const size_t size = footprint(elt_size, capacity);
+    void *block = size != 0 ? HAL_Malloc(size) : nullptr;
+    return block != nullptr ? init_in(block, elt_size, capacity, false) : nullptr;
 }
 
 // The array with room for `needed` elements in all, moved if it had to grow;
@@ -34,7 +45,7 @@ pz_array_t *make_room(pz_array_t *a, size_t needed) {
     if (grown == nullptr) return nullptr;
     std::memcpy(grown->data, a->data, a->len * a->elt_size);
     grown->len = a->len;
-    HAL_Free(a);
+    pz_array_free(a);
     return grown;
 }
 
@@ -60,6 +71,14 @@ extern "C" {
 
 pz_array_t *pz_array_new(unsigned long elt_size, unsigned long reserve) {
     return elt_size == 0 ? nullptr : alloc_array(elt_size, reserve);
+}
+
+size_t pz_array_footprint(unsigned long elt_size, unsigned long capacity) {
+    return footprint(elt_size, capacity);
+}
+
+pz_array_t *pz_array_init_in(void *block, unsigned long elt_size, unsigned long capacity) {
+    return init_in(block, elt_size, capacity, true);
 }
 
 pz_array_t *pz_array_append_vals(pz_array_t *array, const void *data, size_t count) {
@@ -103,6 +122,8 @@ pz_array_t *pz_array_reserve(pz_array_t *array, size_t capacity) {
     return grown != nullptr ? grown : array;
 }
 
-void pz_array_free(pz_array_t *array) { HAL_Free(array); }
+void pz_array_free(pz_array_t *array) {
+    if (array != nullptr && !array->borrowed) HAL_Free(array);
+}
 
 }  // extern "C"

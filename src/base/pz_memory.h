@@ -43,13 +43,20 @@ static inline void *pz_zalloc(size_t size) {
     return p;
 }
 
-/* A zero-filled counted block of `size` bytes after its count, with the count
- * set to 1. Returns the address after the count, or null. */
-static inline void *pz_zalloc_ref(size_t size) {
-    char *record = (char *)pz_zalloc(size + PZ_REF_HEADER);
+/* A counted block of `size` bytes after its count, with the count set to 1
+ * and the bytes unspecified. Returns the address after the count, or null. */
+static inline void *pz_alloc_ref(size_t size) {
+    char *record = (char *)HAL_Malloc((unsigned long)(size + PZ_REF_HEADER));
     if (record == NULL) return NULL;
     record += PZ_REF_HEADER;
     *((long *)record - 1) = 1; /* nobody else sees the block yet: no atomic needed */
+    return record;
+}
+
+/* As pz_alloc_ref, the `size` bytes zero-filled. */
+static inline void *pz_zalloc_ref(size_t size) {
+    void *record = pz_alloc_ref(size);
+    if (record != NULL) memset(record, 0, size);
     return record;
 }
 

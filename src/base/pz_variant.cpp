@@ -48,6 +48,12 @@ void enqueue(pz_variant_t *v) {
     queue.tail = v;
 }
 
+// Drops a reference from inside a release; a value whose last reference
+// this was is queued for the outermost release to free.
+void drop_queued(pz_variant_t *v) {
+    if (v != nullptr && pz_atomic_unref(pz_ref_count(v)) == 0) enqueue(v);
+}
+
 // Kinds whose release can drop further references or run caller code.
 bool releases_others(char vt) {
     return vt == vtype_array || vt == vtype_dict || vt == vtype_autoptr || vt == vtype_sharedptr;
@@ -81,7 +87,12 @@ void release_contents(pz_variant_t *v) {
         case vtype_array: {
             auto *a = static_cast<pz_array_t *>(held);
             if (a == nullptr) break;
-            for (size_t i = 0; i < a->len; ++i) pz_variant_unref(array_slots(a)[i]);
+            // The elements whose last reference goes are queued rather than
+            // freed here, so that the storage is freed before them: freed
+            // after a run of small blocks, a large one makes glibc merge them
+            // all and hand the heap back to the kernel, which the next
+            // program step then faults back in page by page.
+            for (size_t i = 0; i < a->len; ++i) drop_queued(array_slots(a)[i]);
             pz_array_free(a);
             break;
         }
@@ -105,8 +116,11 @@ void release_contents(pz_variant_t *v) {
 }
 
 void destroy(pz_variant_t *v) {
-    // A value that lives in its record alone has nothing to release.
-    if (v->vt == vtype_string || v->vt == vtype_bytes || releases_others(v->vt)) {
+    // A value that lives in its record's block alone (a scalar, a string
+    // whose text follows the record) has nothing to release.
+    const bool holds_blocks = v->vt == vtype_string ? v->layout != layout_text
+                                                    : v->vt == vtype_bytes || releases_others(v->vt);
+    if (holds_blocks) {
         release_contents(v);
     }
     pz_free_ref(v);
@@ -129,6 +143,41 @@ void pz::release_scope_leave(bool outermost) {
         destroy(v);
     }
     queue.active = false;
+}
+
+/* ---------- moving contents ---------- */
+
+namespace {
+
+// Gives `v`'s contents blocks of their own where they live in `v`'s block;
+// false (nothing changed) when out of memory.
+bool own_contents(pz_variant_t *v) {
+    if (v->vt == vtype_string && v->layout == layout_text) {
+        void *text = pz_mem_dup(v->str_val, size_t{v->len} + 1);
+        if (text == nullptr) return false;
+        v->ptr_val = text;
+        v->layout = layout_plain;
+    } else if (pz_array_t *a = array_of(v); a != nullptr && a->borrowed) {
+        pz_array_t *own = pz_array_append_vals(pz_array_new(kElementSize, a->len), a->data, a->len);
+        if (own == nullptr || own->len != a->len) {
+            pz_array_free(own);
+            return false;
+        }
+        v->ptr_val = own;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool pz::move_contents(pz_variant_t *to, pz_variant_t *from) {
+    if (!own_contents(from)) return false;
+    pz_variant_clear(to);
+    to->uint64_val = from->uint64_val;
+    to->vt = from->vt;
+    to->len = from->len;
+    reset_record(from);
+    return true;
 }
 
 /* ---------- public lifecycle ---------- */

@@ -22,12 +22,29 @@ bool insert_slot(pz_variant_t *va, size_t index, pz_variant_t *value) {
 }  // namespace
 
 pz_variant_t *pz::array_new_for(size_t count) {
-    pz_variant_t *va = new_record(vtype_array);
-    if (va != nullptr) va->ptr_val = pz_array_new(kElementSize, count);
+    if (count > kEmbeddedSlots) {
+        pz_variant_t *va = new_record(vtype_array);
+        if (va != nullptr) va->ptr_val = pz_array_new(kElementSize, count);
+        return va;
+    }
+    // A small array whose size is known keeps its slots in the record's own
+    // block: one allocation instead of two, and one free.
+    constexpr size_t kRecord = PZ_ALIGN_UP(sizeof(pz_variant_t));
+    pz_variant_t *va = new_record_with_tail(
+        vtype_array, kRecord + pz_array_footprint(kElementSize, count), layout_plain);
+    if (va != nullptr) {
+        va->ptr_val = pz_array_init_in(reinterpret_cast<char *>(va) + kRecord, kElementSize, count);
+    }
     return va;
 }
 
 bool pz::array_append_moved(pz_variant_t *va, pz_variant_t *value) {
+    // Where there is room the slot is filled in place, the common case.
+    pz_array_t *a = array_of(va);
+    if (a != nullptr && a->len < a->capacity) {
+        array_slots(a)[a->len++] = value;
+        return true;
+    }
     if (insert_slot(va, SIZE_MAX, value)) return true;
     pz_variant_unref(value);
     return false;

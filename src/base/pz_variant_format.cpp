@@ -58,9 +58,15 @@ void append_from_list(pz_variant_t *va, const char *fmt, va_list *args) {
 // A new array of `fmt`'s elements; null for an empty format.
 pz_variant_t *pack_from_list(const char *fmt, va_list *args) {
     if (pz_cstr_empty(fmt)) return nullptr;
-    // Storage for one element per letter, no more.
-    pz_variant_t *va = array_new_for(std::strlen(fmt));
-    if (array_of(va) != nullptr) append_from_list(va, fmt, args);
+    // Storage for one element per letter, no more, so every slot is filled
+    // in place; an element that cannot be made leaves its slot empty.
+    const size_t count = std::strlen(fmt);
+    pz_variant_t *va = array_new_for(count);
+    pz_array_t *a = array_of(va);
+    if (a == nullptr) return va;
+    pz_variant_t **slots = array_slots(a);
+    for (size_t i = 0; i < count; ++i) slots[i] = element_from_args(fmt[i], args);
+    a->len = count;
     return va;
 }
 
@@ -137,10 +143,12 @@ pz_variant_t *pz_variant_pack_arg(va_list args) {
 }
 
 int32_t pz_variant_unpack(const pz_variant_t *v, const char *fmt, ...) {
-    if (array_of(v) == nullptr || pz_cstr_empty(fmt)) return 0;
+    const pz_array_t *a = array_of(v);
+    if (a == nullptr || pz_cstr_empty(fmt)) return 0;
     // Compared as a signed 32-bit count: an array too long for it unpacks
     // nothing.
     const auto count = static_cast<int32_t>(pz_variant_array_size(v));
+    pz_variant_t *const *slots = array_slots(a);
     va_list args;
     va_start(args, fmt);
     int32_t n = 0;
@@ -149,7 +157,7 @@ int32_t pz_variant_unpack(const pz_variant_t *v, const char *fmt, ...) {
             n = 0;
             break;
         }
-        unpack_letter(fmt[n], array_at(v, static_cast<uint32_t>(n)), &args);
+        unpack_letter(fmt[n], slots[n], &args);
     }
     va_end(args);
     return n;

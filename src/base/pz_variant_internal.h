@@ -58,6 +58,9 @@ static_assert(PZ_REF_HEADER % alignof(pz_variant_t) == 0 &&
 static_assert(PZ_REF_HEADER >= sizeof(long), "the header holds the count");
 inline constexpr unsigned long kElementSize = sizeof(pz_variant_t *);
 inline constexpr unsigned long kArrayReserve = 8;
+// The most slots that array_new_for puts in the record's block: an array that
+// grows past them leaves them unused, so this bounds what that wastes.
+inline constexpr size_t kEmbeddedSlots = 64;
 
 // A new zero-filled counted record of kind `vt` in a block of `size` bytes;
 // null when out of memory.
@@ -65,6 +68,18 @@ inline pz_variant_t *new_record(char vt, size_t size = sizeof(pz_variant_t),
                                 record_layout layout = layout_plain) {
     auto *v = static_cast<pz_variant_t *>(pz_zalloc_ref(size));
     if (v != nullptr) {
+        v->vt = vt;
+        v->layout = layout;
+    }
+    return v;
+}
+
+// As new_record, but only the record is zero-filled: the caller fills the
+// bytes that follow it in the block (an embedded text or array).
+inline pz_variant_t *new_record_with_tail(char vt, size_t size, record_layout layout) {
+    auto *v = static_cast<pz_variant_t *>(pz_alloc_ref(size));
+    if (v != nullptr) {
+        std::memset(static_cast<void *>(v), 0, sizeof(pz_variant_t));
         v->vt = vt;
         v->layout = layout;
     }
@@ -121,8 +136,8 @@ inline pz_variant_t *array_at(const pz_variant_t *va, uint32_t index) {
 // can be appended. True when the slot was added.
 bool array_append_moved(pz_variant_t *va, pz_variant_t *value);
 
-// A new array value with storage for `count` elements; null when out of
-// memory.
+// A new array value with storage for `count` elements (a small one in the
+// record's block); null when out of memory.
 pz_variant_t *array_new_for(size_t count);
 
 // --- dictionaries -----------------------------------------------------------
@@ -168,6 +183,15 @@ pz_variant_t *dict_new_for(size_t count);
 // one level, each enclosing container one more) and no container contains
 // itself. The walk recurses at most `max_levels` deep.
 bool nesting_within(const pz_variant_t *v, int max_levels);
+
+// --- moving contents ----------------------------------------------------------
+
+// Moves `from`'s contents into the record `to` (whose own contents are
+// released), leaving `from` the empty null value. What lives in `from`'s
+// block (a text after the record, a small array's slots) is first copied to
+// a block of its own, as that block goes with `from`; false, with neither
+// record changed, when that copy cannot be made.
+bool move_contents(pz_variant_t *to, pz_variant_t *from);
 
 // --- release ------------------------------------------------------------------
 

@@ -183,17 +183,19 @@ void finish(Plan *plan, bool make) {
     pz_array_free(plan->growths);
 }
 
+// Moves a new copy's contents into `target` and drops the copy; false
+// (target unchanged) for a copy that could not be made or moved.
+bool take_copy(pz_variant_t *target, pz_variant_t *copy) {
+    if (copy == nullptr) return false;
+    const bool moved = move_contents(target, copy);
+    pz_variant_unref(copy);
+    return moved;
+}
+
 bool merge_dict(pz_variant_t *target, pz_variant_t *patch) {
     if (dict_of(target) == nullptr) {
         // Nothing to merge into: the target becomes the patched copy.
-        pz_variant_t *copy = patched_copy(patch);
-        if (copy == nullptr) return false;
-        pz_variant_clear(target);
-        target->vt = vtype_dict;
-        target->ptr_val = copy->ptr_val;
-        reset_record(copy);
-        pz_variant_unref(copy);
-        return true;
+        return take_copy(target, patched_copy(patch));
     }
     Plan plan{pz_array_new(sizeof(Change), 8), pz_array_new(sizeof(Growth), 4)};
     const bool ok = plan.changes != nullptr && plan.growths != nullptr &&
@@ -207,15 +209,7 @@ bool merge_dict(pz_variant_t *target, pz_variant_t *patch) {
 // with room for its callbacks, which the target may not have.
 bool replace(pz_variant_t *target, pz_variant_t *patch) {
     if (patch->vt == vtype_autoptr || patch->vt == vtype_sharedptr) return false;
-    pz_variant_t *copy = exact_copy(patch);
-    if (copy == nullptr) return false;
-    pz_variant_clear(target);
-    target->uint64_val = copy->uint64_val;
-    target->vt = copy->vt;
-    target->len = copy->len;
-    reset_record(copy);
-    pz_variant_unref(copy);
-    return true;
+    return take_copy(target, exact_copy(patch));
 }
 
 }  // namespace

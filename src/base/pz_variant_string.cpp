@@ -54,10 +54,11 @@ pz_variant_t *vstr_sized_new(const char *value, uint32_t len) {
     // (Past half the address space no block could hold it anyway.)
     const uint64_t size = uint64_t{len} + kRecord + 1;
     if (len > kMaxTextLen || size > SIZE_MAX / 2) return nullptr;
-    pz_variant_t *v = new_record(vtype_string, static_cast<size_t>(size), layout_text);
+    pz_variant_t *v = new_record_with_tail(vtype_string, static_cast<size_t>(size), layout_text);
     if (v == nullptr) return nullptr;
     v->str_val = reinterpret_cast<char *>(v) + kRecord;
-    std::memcpy(v->str_val, value, len);  // the block is zero-filled: the NUL is there
+    std::memcpy(v->str_val, value, len);
+    v->str_val[len] = '\0';
     v->len = len;
     return v;
 }
