@@ -408,7 +408,9 @@ PZ_API bool pz_variant_dict_contains(const pz_variant_t *dict, const char *key);
 
 /** Calls `foreach(key, value, data)` for each entry in insertion order, the
  * key a borrowed pz_string_t* and the value a borrowed pz_variant_t*, until
- * it returns false. The callback must not add or remove entries. */
+ * it returns false. The callback must not add or remove entries. Keys are
+ * never changed once made, so copies and reads may share one key string
+ * between dictionaries: take a reference with pz_string_ref to keep it. */
 PZ_API void pz_variant_dict_foreach(pz_variant_t *dict, pz_key_value_pt foreach, void *data);
 
 /** Removes the entry under `key`, dropping the dictionary's reference on its
