@@ -241,10 +241,12 @@ const std::vector<Case> cases = {
     CALL(int_value, shared_value, pz_variant_concat(t, a)),
     // All or nothing: a failed merge leaves the target as it was.
     CALL_KEEPING(nested_sample, nested_patch, (pz_variant_merge_patch(t, a), t), nested_sample),
-    // A patch that is no dictionary replaces: its copy's text or slots,
-    // which live in the copy's block, move out of it.
+    // A patch that is no dictionary replaces, and so does one merged into
+    // what is no dictionary: its copy's text, slots or table header, which
+    // live in the copy's block, move out of it.
     CALL_KEEPING(int_value, string_value, (pz_variant_merge_patch(t, a), t), int_value),
     CALL_KEEPING(int_value, full_array, (pz_variant_merge_patch(t, a), t), int_value),
+    CALL_KEEPING(int_value, nested_patch, (pz_variant_merge_patch(t, a), t), int_value),
     // Large integers and a NUL byte make the readers look into the text.
     MAKE(pz_variant_from_dump_ex(R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr)),
     MAKE(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr)),

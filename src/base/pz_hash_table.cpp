@@ -40,6 +40,7 @@ struct pz_hash_table_s {
     uint32_t used;    // dense entries in use, holes included
     uint32_t usable;  // dense capacity
     uint32_t size;    // live entries
+    bool borrowed;    // the struct lives in a block of the caller's
 };
 
 namespace {
@@ -146,14 +147,34 @@ void release_all(pz_hash_table_t *t) {
 
 extern "C" {
 
+size_t pz_hash_table_footprint(void) { return sizeof(pz_hash_table_t); }
+
+pz_hash_table_t *pz_hash_table_init_in(void *block, pz_equal_func_pt equal, pz_hash_func_pt hash) {
+    if (block == nullptr || equal == nullptr || hash == nullptr) return nullptr;
+    auto *t = static_cast<pz_hash_table_t *>(std::memset(block, 0, sizeof(pz_hash_table_t)));
+    t->equal = equal;
+    t->hash = hash;
+    t->borrowed = true;
+    return t;
+}
+
 pz_hash_table_t *pz_hash_table_new(pz_equal_func_pt equal, pz_hash_func_pt hash) {
     if (equal == nullptr || hash == nullptr) return nullptr;
-    auto *t = static_cast<pz_hash_table_t *>(pz_zalloc(sizeof(pz_hash_table_t)));
-    if (t != nullptr) {
-        t->equal = equal;
-        t->hash = hash;
-    }
+    pz_hash_table_t *t = pz_hash_table_init_in(HAL_Malloc(sizeof(pz_hash_table_t)), equal, hash);
+    if (t != nullptr) t->borrowed = false;
     return t;
+}
+
+pz_hash_table_t *pz_hash_table_move_out(pz_hash_table_t *table) {
+    if (table == nullptr) return nullptr;
+    auto *own = static_cast<pz_hash_table_t *>(HAL_Malloc(sizeof(pz_hash_table_t)));
+    if (own == nullptr) return nullptr;
+    *own = *table;
+    own->borrowed = false;
+    table->entries = nullptr;
+    table->index = nullptr;
+    table->mask = table->used = table->usable = table->size = 0;
+    return own;
 }
 
 void pz_hash_table_set_dtor(pz_hash_table_t *table, pz_dtor_pt key_dtor, pz_dtor_pt value_dtor) {
@@ -289,7 +310,7 @@ void pz_hash_table_free(pz_hash_table_t *table) {
     if (table == nullptr) return;
     // A destructor may have stored new entries meanwhile; release those too.
     while (table->entries != nullptr) release_all(table);
-    HAL_Free(table);
+    if (!table->borrowed) HAL_Free(table);
 }
 
 }  // extern "C"

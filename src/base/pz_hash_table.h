@@ -19,6 +19,20 @@ typedef struct pz_hash_table_s pz_hash_table_t;
 /* A new empty table; null when out of memory. */
 pz_hash_table_t *pz_hash_table_new(pz_equal_func_pt equal, pz_hash_func_pt hash);
 
+/* Bytes a table takes when it lives in a block of the caller's. */
+size_t pz_hash_table_footprint(void);
+
+/* A new empty table laid out in `block` (pz_hash_table_footprint() bytes,
+ * aligned for pointers), which stays the caller's: pz_hash_table_free
+ * releases the entries and their storage but not the block. Null for a null
+ * block or function. */
+pz_hash_table_t *pz_hash_table_init_in(void *block, pz_equal_func_pt equal, pz_hash_func_pt hash);
+
+/* A table in a block of its own holding what `table` held (entries,
+ * functions, destructors), `table` left empty; null (nothing moved) when out
+ * of memory. */
+pz_hash_table_t *pz_hash_table_move_out(pz_hash_table_t *table);
+
 /* Destructors called on each key and value that the table gives up (either
  * may be null). A null table is ignored. */
 void pz_hash_table_set_dtor(pz_hash_table_t *table, pz_dtor_pt key_dtor, pz_dtor_pt value_dtor);

@@ -157,6 +157,12 @@ bool own_contents(pz_variant_t *v) {
         if (text == nullptr) return false;
         v->ptr_val = text;
         v->layout = layout_plain;
+    } else if (v->vt == vtype_dict && v->ptr_val != nullptr) {
+        // The table's header may live in `v`'s block.
+        pz_hash_table_t *own = pz_hash_table_move_out(dict_of(v));
+        if (own == nullptr) return false;
+        pz_hash_table_free(dict_of(v));  // empty now: frees its header if it has one of its own
+        v->ptr_val = own;
     } else if (pz_array_t *a = array_of(v); a != nullptr && a->borrowed) {
         pz_array_t *own = pz_array_append_vals(pz_array_new(kElementSize, a->len), a->data, a->len);
         if (own == nullptr || own->len != a->len) {

@@ -39,8 +39,15 @@ bool pz::dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value
 extern "C" {
 
 pz_variant_t *pz_variant_dict_new(void) {
-    pz_variant_t *dict = new_record(vtype_dict);
-    if (dict != nullptr) dict->ptr_val = dict_table_new();
+    // The table's header lives in the record's block: one allocation fewer
+    // for every dictionary. Its entries come with the first insert.
+    constexpr size_t kRecord = PZ_ALIGN_UP(sizeof(pz_variant_t));
+    pz_variant_t *dict = new_record_with_tail(vtype_dict, kRecord + pz_hash_table_footprint(), layout_plain);
+    if (dict == nullptr) return nullptr;
+    pz_hash_table_t *table =
+        pz_hash_table_init_in(reinterpret_cast<char *>(dict) + kRecord, pz_string_equal, pz_string_hash);
+    pz_hash_table_set_dtor(table, pz_string_unref, unref_value);
+    dict->ptr_val = table;
     return dict;
 }
 
