@@ -51,10 +51,9 @@ bool removes(const pz_variant_t *patch_value) {
     return patch_value == nullptr || patch_value->vt == vtype_null;
 }
 
-pz_string_t *key_copy(const void *key) {
-    const auto *k = static_cast<const pz_string_t *>(key);
-    return pz_string_new_len(k->cstr, k->len);
-}
+// The patch's key for the target: keys are never changed once made, so the
+// target shares the string, as a copy does.
+pz_string_t *shared_key(void *key) { return pz_string_ref(static_cast<pz_string_t *>(key)); }
 
 // A copy that a failed allocation inside it left short is no copy.
 pz_variant_t *exact_copy(pz_variant_t *v) {
@@ -84,7 +83,7 @@ bool copy_entry(void *key, void *value, void *data) {
     auto *pv = static_cast<pz_variant_t *>(value);
     if (removes(pv)) return true;
     pz_variant_t *v = stored_form(pv);
-    pz_string_t *k = v != nullptr ? key_copy(key) : nullptr;
+    pz_string_t *k = v != nullptr ? shared_key(key) : nullptr;
     if (k == nullptr) {
         pz_variant_unref(v);
         return c->ok = false;
@@ -127,7 +126,7 @@ bool plan_entry(void *key, void *value, void *data) {
         if (dict_of(tv) != nullptr) return p->ok = plan_merge(p->plan, tv, pv);
     }
     pz_variant_t *v = removes(pv) ? nullptr : stored_form(pv);
-    pz_string_t *k = removes(pv) || v != nullptr ? key_copy(key) : nullptr;
+    pz_string_t *k = removes(pv) || v != nullptr ? shared_key(key) : nullptr;
     if (k == nullptr || !append(&p->plan->changes, Change{pz_variant_ref(p->target), k, v})) {
         if (k != nullptr) pz_variant_unref(p->target);
         pz_string_unref(k);
