@@ -52,20 +52,11 @@ struct dict_walk {
     copy_walk *walk;
 };
 
-// Enters a copy of one entry into the dictionary `dup`. Keys are never
-// changed once made, so the copy shares the key string rather than making
-// its own. A value that cannot be copied is entered as null.
-bool dict_dup_node(void *key, void *value, void *user) {
-    auto *dw = static_cast<dict_walk *>(user);
-    if (!room_below(dw->here, *dw->walk)) return false;
-    pz_variant_t *d = copy_into(nullptr, static_cast<pz_variant_t *>(value), dw->here, *dw->walk);
-    // Takes over the key's new reference and the copy's, also when it fails.
-    pz_hash_table_insert(dict_of(dw->dup), pz_string_ref(static_cast<pz_string_t *>(key)), d);
-    return dw->walk->ok;
-}
-
-// The same for a new table filled in `other`'s order, with its hashes and
-// index: no key is hashed and no slot probed.
+// One entry's copy: the value copied (null when it cannot be) and the key
+// shared, since keys are never changed once made. Sets the key to null when
+// there is no room below for the value, and returns false to stop the walk.
+// Fills a new table in `other`'s order, with its hashes and index, so that no
+// key is hashed and no slot probed.
 bool copy_entry(void **key, void **value, void *user) {
     auto *dw = static_cast<dict_walk *>(user);
     if (!room_below(dw->here, *dw->walk)) {
@@ -75,6 +66,14 @@ bool copy_entry(void **key, void **value, void *user) {
     *value = copy_into(nullptr, static_cast<pz_variant_t *>(*value), dw->here, *dw->walk);
     *key = pz_string_ref(static_cast<pz_string_t *>(*key));
     return dw->walk->ok;
+}
+
+// Enters a copy of one entry into the dictionary `dup` by way of its table.
+bool dict_dup_node(void *key, void *value, void *user) {
+    const bool go = copy_entry(&key, &value, user);
+    // Takes over both references, also when it fails.
+    if (key != nullptr) pz_hash_table_insert(dict_of(static_cast<dict_walk *>(user)->dup), key, value);
+    return go;
 }
 
 // Merges copies of `other`'s entries into the dictionary `v`.
