@@ -650,10 +650,41 @@ PZ_API int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t ma
  * describes no readable value. */
 PZ_API pz_variant_t *pz_variant_from_dump(const char *dump);
 
-/** Where and why a text could not be read. */
+/** What stopped a read, for a program to switch on; the reason text says
+ * the same for a person. New codes are only ever added at the end. */
+typedef enum pz_read_code_e {
+    PZ_READ_OK = 0,              /**< the input was read */
+    PZ_READ_NO_TEXT,             /**< "no text": a null pointer */
+    PZ_READ_NO_VALUE,            /**< "no value": nothing but whitespace */
+    PZ_READ_INVALID_SYNTAX,      /**< "not valid JSON" and other characters out of place */
+    PZ_READ_UNEXPECTED_END,      /**< "unexpected end of text" (or of the input) */
+    PZ_READ_TEXT_AFTER_VALUE,    /**< "text after the value" */
+    PZ_READ_TRAILING_COMMA,      /**< "trailing comma" */
+    PZ_READ_INVALID_NUMBER,      /**< "malformed number", "leading zero" */
+    PZ_READ_UNTERMINATED_STRING, /**< "unterminated string" */
+    PZ_READ_INVALID_ESCAPE,      /**< "malformed escape", "invalid escape", "lone surrogate" */
+    PZ_READ_CONTROL_CHARACTER,   /**< "control character in a string" or outside one */
+    PZ_READ_INVALID_UTF8,        /**< "invalid UTF-8" */
+    PZ_READ_INVALID_KEY,         /**< "an empty key", "a key holds a NUL byte", a key of another kind */
+    PZ_READ_TOO_DEEP,            /**< "nested too deep" */
+    PZ_READ_INVALID_KIND,        /**< a kind that cannot be read: "unknown kind", "not a typed object",
+                                      "value does not match its kind", "a pointer is not read back", ... */
+    PZ_READ_TOO_LARGE,           /**< a string, buffer or container longer than a value can hold */
+    PZ_READ_OUT_OF_MEMORY,       /**< "out of memory" */
+    PZ_READ_CANNOT_OPEN,         /**< "cannot open file" */
+    PZ_READ_CANNOT_READ,         /**< "cannot read file" */
+    PZ_READ_NUL_BYTE,            /**< "NUL byte in the text" */
+    PZ_READ_INVALID_ARGUMENT     /**< an argument the reader cannot use, such as "unknown format" */
+} pz_read_code;
+
+/** Where and why an input could not be read. The first two members are
+ * those of earlier versions; the others were added after them. */
 typedef struct pz_read_error_s {
-    size_t offset;   /**< byte offset in the text at which reading stopped */
-    char reason[80]; /**< a short reason, NUL-terminated; "" when the text was read */
+    size_t offset;     /**< byte offset in the input at which reading stopped */
+    char reason[80];   /**< a short reason, NUL-terminated; "" when the input was read */
+    pz_read_code code; /**< the reason as a code; PZ_READ_OK when the input was read */
+    size_t line;       /**< the line of `offset`, from 1; 0 for binary input and when read */
+    size_t column;     /**< its column in characters (UTF-8 sequences), from 1; 0 as for line */
 } pz_read_error_t;
 
 /** As pz_variant_from_dump, and when `error` is not null it receives why

@@ -187,7 +187,7 @@ pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other) {
     if (v == nullptr) return pz_variant_dup(other);
     // A value nested too deep, or containing itself, cannot be merged; `v`
     // must then be left as it was, so the check comes first.
-    if (other == nullptr || !nesting_within(other, PZ_VARIANT_MAX_DEPTH)) return nullptr;
+    if (other == nullptr || !nesting_within(other)) return nullptr;
     // `other` may live inside `v`, whose old value a change of kind releases:
     // hold it for the length of the copy.
     pz_variant_ref(other);

@@ -63,6 +63,6 @@ bool equal(const pz_variant_t *a, const pz_variant_t *b) {
 }  // namespace
 
 extern "C" bool pz_variant_equal(const pz_variant_t *a, const pz_variant_t *b) {
-    return nesting_within(a, PZ_VARIANT_MAX_DEPTH) && nesting_within(b, PZ_VARIANT_MAX_DEPTH) &&
+    return nesting_within(a) && nesting_within(b) &&
            equal(a, b);
 }

@@ -2,6 +2,7 @@
 // without stdio can leave this file out (and define PZ_NO_STDIO).
 #include <cstdio>
 
+#include "pz_read_error.h"
 #include "pz_variant_internal.h"
 
 namespace {
@@ -43,12 +44,11 @@ char *read_all(FILE *stream, size_t *len, const char **reason) {
     return text;
 }
 
-pz_variant_t *refused(pz_read_error_t *error, size_t offset, const char *reason) {
-    if (error != nullptr) {
-        error->offset = offset;
-        std::snprintf(error->reason, sizeof error->reason, "%s", reason);
-    }
-    return nullptr;
+// A refusal before any text is read (line and column 0), or of the text
+// `text` of `len` bytes at `offset`.
+pz_variant_t *refused(pz_read_error_t *error, size_t offset, const char *reason, const char *text = nullptr,
+                      size_t len = 0) {
+    return pz::read_fault(error, pz::read_code_of(reason), reason, text, len, offset);
 }
 
 // The text of `v` in `format`; null when it cannot be made.
@@ -82,7 +82,7 @@ pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_rea
     // The readers take a NUL-terminated text; a NUL inside it would hide
     // the rest.
     const size_t first_nul = std::strlen(text);
-    pz_variant_t *v = first_nul < len ? refused(error, first_nul, "NUL byte in the text")
+    pz_variant_t *v = first_nul < len ? refused(error, first_nul, "NUL byte in the text", text, len)
                       : format == PZ_TEXT_JSON ? pz_variant_from_json(text, error)
                                                : pz_variant_from_dump_ex(text, error);
     HAL_Free(text);

@@ -179,10 +179,10 @@ pz_variant_t *dict_new_for(size_t count);
 
 // --- nesting ----------------------------------------------------------------
 
-// True when `v` nests at most `max_levels` deep (a scalar or empty slot is
-// one level, each enclosing container one more) and no container contains
-// itself. The walk recurses at most `max_levels` deep.
-bool nesting_within(const pz_variant_t *v, int max_levels);
+// True when `v` nests at most PZ_VARIANT_MAX_DEPTH deep (a scalar or empty
+// slot is one level, each enclosing container one more) and no container
+// contains itself: what walk_path lets a walk through. Recurses as deep.
+bool nesting_within(const pz_variant_t *v);
 
 // --- moving contents ----------------------------------------------------------
 

@@ -214,7 +214,7 @@ bool replace(pz_variant_t *target, pz_variant_t *patch) {
 }  // namespace
 
 extern "C" bool pz_variant_merge_patch(pz_variant_t *target, pz_variant_t *patch) {
-    if (target == nullptr || patch == nullptr || !nesting_within(patch, PZ_VARIANT_MAX_DEPTH)) {
+    if (target == nullptr || patch == nullptr || !nesting_within(patch)) {
         return false;
     }
     // `patch` may live inside `target`, whose old contents go: hold it.

@@ -1,53 +1,35 @@
-// The nesting check behind the operations that walk a value recursively
-// (copy, merge, dump): it bounds their depth and finds values that contain
-// themselves, without writing to the value, so that several threads may
-// check one value at once.
+// The nesting check behind the operations that must know before they start
+// whether a value can be walked whole (concat, merge): the walk's own guard,
+// run over the value without doing anything else.
 #include "pz_variant_internal.h"
+#include "pz_variant_walk.h"
 
 using namespace pz;
 
 namespace {
 
-// The containers on the way from the top to the one being checked.
-struct path {
-    const pz_variant_t *container;
-    const path *up;
-};
+bool visit(const pz_variant_t *v, walk_path &path);
 
-bool within(const pz_variant_t *v, int levels_left, const path *up);
-
-struct dict_walk {
-    int levels_left;
-    const path *here;
-    bool ok;
-};
-
-bool check_entry(void *, void *value, void *user) {
-    auto *walk = static_cast<dict_walk *>(user);
-    walk->ok = within(static_cast<const pz_variant_t *>(value), walk->levels_left, walk->here);
-    return walk->ok;
+bool visit_entry(void *, void *value, void *user) {
+    return visit(static_cast<const pz_variant_t *>(value), *static_cast<walk_path *>(user));
 }
 
-bool within(const pz_variant_t *v, int levels_left, const path *up) {
-    if (levels_left < 1) return false;
-    if (v == nullptr || (v->vt != vtype_array && v->vt != vtype_dict)) return true;
-    for (const path *p = up; p != nullptr; p = p->up) {
-        if (p->container == v) return false;  // contains itself
-    }
-    const path here{v, up};
+bool visit(const pz_variant_t *v, walk_path &path) {
+    if (v == nullptr || (v->vt != vtype_array && v->vt != vtype_dict)) return path.fits(v);
+    if (!path.enter(v)) return false;
     if (const pz_array_t *a = array_of(v)) {
-        for (size_t i = 0; i < a->len; ++i) {
-            if (!within(array_slots(a)[i], levels_left - 1, &here)) return false;
+        for (size_t i = 0; i < a->len && visit(array_slots(a)[i], path); ++i) {
         }
-        return true;
+    } else if (pz_hash_table_t *table = dict_of(v)) {
+        pz_hash_table_foreach(table, visit_entry, &path);
     }
-    dict_walk walk{levels_left - 1, &here, true};
-    if (pz_hash_table_t *table = dict_of(v)) pz_hash_table_foreach(table, check_entry, &walk);
-    return walk.ok;
+    path.leave();
+    return !path.refused();
 }
 
 }  // namespace
 
-bool pz::nesting_within(const pz_variant_t *v, int max_levels) {
-    return within(v, max_levels, nullptr);
+bool pz::nesting_within(const pz_variant_t *v) {
+    walk_path path;
+    return visit(v, path);
 }

@@ -13,6 +13,7 @@
 
 #include "pz_cjson64.h"
 #include "pz_hex.h"
+#include "pz_read_error.h"
 #include "pz_variant_dump.h"
 #include "pz_variant_internal.h"
 
@@ -450,15 +451,12 @@ const char *parse_failure(const char *text, const char **at) {
     return "not valid JSON";
 }
 
-// Notes the reason and offset when `error` is given; returns null.
+// Notes why and where when `error` is given; returns null.
 pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, const char *reason) {
-    if (error != nullptr) {
-        error->offset = at != nullptr && text != nullptr ? static_cast<size_t>(at - text) : 0;
-        const size_t n = std::min(std::strlen(reason), sizeof error->reason - 1);
-        std::memcpy(error->reason, reason, n);
-        error->reason[n] = '\0';
-    }
-    return nullptr;
+    if (error == nullptr) return nullptr;
+    const size_t len = text != nullptr ? std::strlen(text) : 0;
+    const size_t offset = at != nullptr && text != nullptr ? static_cast<size_t>(at - text) : 0;
+    return read_fault(error, read_code_of(reason), reason, text, len, offset);
 }
 
 // Reads `text` as the dump or, with `plain`, as plain JSON.
@@ -505,7 +503,7 @@ pz_variant_t *read_text(const char *text, bool plain, pz_read_error_t *error) {
         }
     }
     if (reason == nullptr) {
-        refuse(error, text, text, "");
+        read_ok(error);
         return v;
     }
     pz_variant_unref(v);
