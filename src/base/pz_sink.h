@@ -32,6 +32,7 @@ public:
         *cursor_++ = c;
     }
     void write(const void *bytes, size_t n) {
+        if (n == 0) return;  // (nothing may be allocated yet to copy into)
         if (static_cast<size_t>(end_ - cursor_) < n && !make_room(n)) {
             write_slow(static_cast<const char *>(bytes), n);
             return;
