@@ -325,7 +325,9 @@ PZ_API pz_variant_t *pz_variant_array_clear(pz_variant_t *va);
  * varray_bool is true when the first byte is non-zero). Zero,
  * false or null when `v` is not an array with storage, `index` is at or
  * past the end or the slot is empty. varray_str borrows the element's text
- * (null for an empty string), valid while the element lives. */
+ * (null for an empty string), valid while the element lives. They do not
+ * check the kind: on values read from outside (plain JSON makes every
+ * integer an int64), use the checked reads varray_get_<kind>. */
 PZ_API bool varray_bool(const pz_variant_t *v, uint32_t index);
 PZ_API int8_t varray_int8(const pz_variant_t *v, uint32_t index);
 PZ_API uint8_t varray_uint8(const pz_variant_t *v, uint32_t index);
@@ -437,7 +439,10 @@ PZ_API pz_variant_t *vdict_child(pz_variant_t *dict, const char *key);
  * non-zero); `def` when the
  * dictionary or key is unusable or the key is absent. They allocate nothing
  * and take no reference. vdict_str_default borrows the stored text, valid
- * while the entry stays: null for an empty string, whatever `def` is. */
+ * while the entry stays: null for an empty string, whatever `def` is. They
+ * do not check the kind (a stored int64 42 read by vdict_str_default gives
+ * the pointer 0x2a): on values read from outside, use the checked reads
+ * vdict_get_<kind>. */
 PZ_API bool vdict_bool_default(const pz_variant_t *v, const char *key, bool def);
 PZ_API int8_t vdict_int8_default(const pz_variant_t *v, const char *key, int8_t def);
 PZ_API uint8_t vdict_uint8_default(const pz_variant_t *v, const char *key, uint8_t def);
