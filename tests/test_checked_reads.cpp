@@ -1,6 +1,6 @@
-// Checked reads: the conversion table of dump_cases/checked_read_cases.txt
-// read three ways, the configuration mistakes the raw getters make, and the
-// out parameters left alone on failure.
+// Checked reads: the conversions of dump_cases/checked_read_cases.txt, each
+// read as a value, as an array element and as a dictionary entry; then what
+// a dump text cannot spell (absence in containers, NaN, pointers).
 #include <cmath>
 #include <functional>
 #include <map>
@@ -12,188 +12,138 @@ namespace {
 
 using CheckedReads = LeakCheckedTest;
 
-const char *status_name(pz_get_status status) {
-    switch (status) {
-    case PZ_GET_OK: return "ok";
-    case PZ_GET_ABSENT: return "absent";
-    case PZ_GET_WRONG_KIND: return "wrong_kind";
-    case PZ_GET_OUT_OF_RANGE: return "out_of_range";
-    }
-    return "?";
-}
+const char *const kStatus[] = {"ok", "absent", "wrong_kind", "out_of_range"};
 
 // Where a read looks: the value itself, element 0 of an array, key "k".
 enum class form { value, index, key };
 
-// One typed read of `source` in each form, as "status" or "ok<TAB>dump".
-// A failed read must leave its out parameter as it was.
+// What an out parameter holds before a read, which a failed read must keep.
 template <class T>
-struct scalar_reads {
-    pz_get_status (*value)(const pz_variant_t *, T *);
-    pz_get_status (*index)(const pz_variant_t *, uint32_t, T *);
-    pz_get_status (*key)(const pz_variant_t *, const char *, T *);
-    pz_variant_t *(*make)(T);
-
-    std::string operator()(form f, const pz_variant_t *where) const {
-        T out;
-        std::memset(&out, 0x5a, sizeof out);
-        if constexpr (std::is_same_v<T, bool>) out = true;  // every byte pattern but 0 and 1 is invalid
-        unsigned char before[sizeof out];
-        std::memcpy(before, &out, sizeof out);
-        const pz_get_status status = f == form::value ? value(where, &out)
-                                     : f == form::index ? index(where, 0, &out)
-                                                        : key(where, "k", &out);
-        if (status != PZ_GET_OK) {
-            EXPECT_EQ(std::memcmp(&out, before, sizeof out), 0) << "a failed read wrote its out parameter";
-            return status_name(status);
-        }
-        pz_variant_t *got = make(out);
-        std::string text = std::string("ok\t") + dumped(got);
-        pz_variant_unref(got);
-        return text;
+T sentinel() {
+    if constexpr (std::is_pointer_v<T>) {
+        return reinterpret_cast<T>(uintptr_t{8});
+    } else if constexpr (std::is_arithmetic_v<T>) {
+        return static_cast<T>(7);
+    } else {
+        return T{};
     }
+}
+template <class T>
+struct span {
+    const T *data = nullptr;
+    uint32_t len = 7;
+    bool operator==(const span &) const = default;
 };
 
-template <class T>
-struct span_reads {
-    pz_get_status (*value)(const pz_variant_t *, const T **, uint32_t *);
-    pz_get_status (*index)(const pz_variant_t *, uint32_t, const T **, uint32_t *);
-    pz_get_status (*key)(const pz_variant_t *, const char *, const T **, uint32_t *);
-    pz_variant_t *(*make)(const T *, uint32_t);
-
-    std::string operator()(form f, const pz_variant_t *where) const {
-        const T *out = nullptr;
-        uint32_t len = 7;
-        const pz_get_status status = f == form::value ? value(where, &out, &len)
-                                     : f == form::index ? index(where, 0, &out, &len)
-                                                        : key(where, "k", &out, &len);
-        if (status != PZ_GET_OK) {
-            EXPECT_TRUE(out == nullptr && len == 7) << "a failed read wrote its out parameters";
-            return status_name(status);
-        }
-        if constexpr (std::is_same_v<T, char>) {
-            EXPECT_NE(out, nullptr) << "a text is never null";
-        }
-        pz_variant_t *got = make(out, len);
-        std::string text = std::string("ok\t") + dumped(got);
-        pz_variant_unref(got);
-        return text;
+// A read as the case files write it: the status, and for a value read a tab
+// and the dump of the value `make` makes from what was read.
+template <class Out, class Read, class Make>
+std::string outcome(Read read, Make make) {
+    Out out = sentinel<Out>();
+    const pz_get_status status = read(&out);
+    if (status != PZ_GET_OK) {
+        EXPECT_TRUE(out == sentinel<Out>()) << "a failed read wrote its out parameter";
+        return kStatus[status];
     }
-};
+    pz_variant_t *v = make(out);
+    std::string text = "ok\t";
+    text += dumped(v);
+    pz_variant_unref(v);
+    return text;
+}
+
+#define PZ_IN_FORM(f, where, name, ...)                                                 \
+    ((f) == form::value ? pz_variant_get_##name(where, __VA_ARGS__)                     \
+     : (f) == form::index ? varray_get_##name(where, 0, __VA_ARGS__)                    \
+                          : vdict_get_##name(where, "k", __VA_ARGS__))
 
 using reader = std::function<std::string(form, const pz_variant_t *)>;
-
-const std::map<std::string, reader> &readers() {
-    static const std::map<std::string, reader> table = {
+const std::map<std::string, reader> kReaders = {
 #define PZ_READER(name, ctype, code, va_type)                                                        \
-    {#name, scalar_reads<ctype>{pz_variant_get_##name, varray_get_##name, vdict_get_##name,          \
-                                pz_variant_##name##_new}},
-        PZ_SCALAR_KINDS(PZ_READER)
+    {#name, [](form f, const pz_variant_t *w) {                                                      \
+         return outcome<ctype>([&](ctype *out) { return PZ_IN_FORM(f, w, name, out); },             \
+                               pz_variant_##name##_new);                                             \
+     }},
+    PZ_SCALAR_KINDS(PZ_READER)
 #undef PZ_READER
-        {"str", span_reads<char>{pz_variant_get_str, varray_get_str, vdict_get_str, vstr_sized_new}},
-        {"bytes", span_reads<uint8_t>{pz_variant_get_bytes, varray_get_bytes, vdict_get_bytes, vstr_buf_new}},
-    };
-    return table;
-}
+    {"str", [](form f, const pz_variant_t *w) {
+         return outcome<span<char>>([&](span<char> *o) { return PZ_IN_FORM(f, w, str, &o->data, &o->len); },
+                                    [](span<char> o) {
+                                        EXPECT_NE(o.data, nullptr) << "a text is never null";
+                                        return vstr_sized_new(o.data, o.len);
+                                    });
+     }},
+    {"bytes", [](form f, const pz_variant_t *w) {
+         return outcome<span<uint8_t>>(
+             [&](span<uint8_t> *o) { return PZ_IN_FORM(f, w, bytes, &o->data, &o->len); },
+             [](span<uint8_t> o) { return vstr_buf_new(o.data, o.len); });
+     }},
+};
 
 TEST_F(CheckedReads, ConvertOnlyWhatIsKeptExactlyInEveryForm) {
     for_each_case("checked_read_cases.txt", [](const std::vector<std::string> &f) {
-        ASSERT_GE(f.size(), 3u);
-        ASSERT_TRUE(readers().count(f[1])) << f[1];
-        pz_variant_t *source = pz_variant_from_dump(f[0].c_str());
-        ASSERT_NE(source, nullptr);
+        ASSERT_TRUE(f.size() >= 3 && kReaders.count(f[1])) << f[1];
+        pz_variant_t *source = pz_variant_from_dump(f[0].c_str()), *expected = nullptr;
         std::string want = f[2];
         if (f.size() > 3) {  // the expected value as the library dumps it
-            pz_variant_t *expected = pz_variant_from_dump(f[3].c_str());
-            want += "\t" + dumped(expected);
-            pz_variant_unref(expected);
+            want += '\t';
+            want += dumped(expected = pz_variant_from_dump(f[3].c_str()));
         }
-        pz_variant_t *array = pz_variant_array_new(), *dict = pz_variant_dict_new();
-        pz_variant_array_append(array, source);
+        pz_variant_t *array = pz_variant_pack("-"), *dict = pz_variant_dict_new();
+        pz_variant_array_set(array, 0, source);
         pz_variant_dict_put(dict, "k", source);
-        const reader &read = readers().at(f[1]);
+        const reader &read = kReaders.at(f[1]);
         EXPECT_EQ(read(form::value, source), want);
         EXPECT_EQ(read(form::index, array), want);
         EXPECT_EQ(read(form::key, dict), want);
-        pz_variant_unref(array);
-        pz_variant_unref(dict);
-        pz_variant_unref(source);
+        for (pz_variant_t *v : {array, dict, source, expected}) pz_variant_unref(v);
     });
 }
 
-// The configuration that crashed and the one read wrong through the raw
-// getters: through the checked family, a status and the caller's default.
+// The configurations that crashed and that read wrong through the raw
+// getters give, through the checked family, a status and the default.
 TEST_F(CheckedReads, ConfigurationsFromJsonGiveStatusesNotGarbage) {
-    pz_variant_t *cfg = pz_variant_from_json("{\"name\": 42}", nullptr);
+    pz_variant_t *cfg = json_read("{\"name\":42,\"port\":70000,\"read\":30,\"connect\":1.5}");
     const char *name = "unnamed";
     uint32_t len = 0;
-    EXPECT_EQ(vdict_get_str(cfg, "name", &name, &len), PZ_GET_WRONG_KIND);
-    EXPECT_STREQ(name, "unnamed");
-    pz_variant_unref(cfg);
-
-    cfg = pz_variant_from_json("{\"port\":70000,\"read\":30,\"connect\":1.5}", nullptr);
     uint16_t port = 80;
-    double read = 5.0;
+    double timeout = 5.0;
     int32_t connect = 5;
+    EXPECT_EQ(vdict_get_str(cfg, "name", &name, &len), PZ_GET_WRONG_KIND);
     EXPECT_EQ(vdict_get_uint16(cfg, "port", &port), PZ_GET_OUT_OF_RANGE);
-    EXPECT_EQ(port, 80);
-    EXPECT_EQ(vdict_get_double(cfg, "read", &read), PZ_GET_OK);
-    EXPECT_EQ(read, 30.0);
+    EXPECT_EQ(vdict_get_double(cfg, "read", &timeout), PZ_GET_OK);
     EXPECT_EQ(vdict_get_int32(cfg, "connect", &connect), PZ_GET_OUT_OF_RANGE);
-    EXPECT_EQ(connect, 5);
-    EXPECT_EQ(vdict_get_int32(cfg, "retries", &connect), PZ_GET_ABSENT);
+    EXPECT_TRUE(std::string(name) == "unnamed" && port == 80 && timeout == 30.0 && connect == 5);
     pz_variant_unref(cfg);
 }
 
-// Where no element is, every form says absent; reads allocate nothing and
-// take no reference, and a null out parameter only drops the value.
-TEST_F(CheckedReads, NothingThereIsAbsentAndReadsAreFree) {
-    pz_variant_t *arr = pz_variant_pack("i", 7), *dict = pz_variant_dict_new();
-    pz_variant_array_append(arr, nullptr);
-    pz_variant_t scalar{};
-    scalar.vt = vtype_int32;
+// No element is absent in every form; reads allocate nothing and take no
+// reference; NaN stays NaN in floating types and is no integer; a pointer
+// is only a pointer.
+TEST_F(CheckedReads, AbsenceNanAndPointers) {
+    pz_variant_t *arr = pz_variant_pack("d-", std::nan("")), *dict = pz_variant_dict_new();
     const long mallocs = hal_malloc_calls(), incs = hal_atomic_incs();
-    int32_t out = -1;
-    EXPECT_EQ(pz_variant_get_int32(nullptr, &out), PZ_GET_ABSENT);
-    EXPECT_EQ(varray_get_int32(arr, 1, &out), PZ_GET_ABSENT) << "an empty slot";
-    EXPECT_EQ(varray_get_int32(arr, 2, &out), PZ_GET_ABSENT) << "past the end";
-    EXPECT_EQ(varray_get_int32(dict, 0, &out), PZ_GET_ABSENT) << "not an array";
-    EXPECT_EQ(vdict_get_int32(dict, "k", &out), PZ_GET_ABSENT);
-    EXPECT_EQ(vdict_get_int32(arr, "k", &out), PZ_GET_ABSENT) << "not a dictionary";
-    EXPECT_EQ(vdict_get_int32(dict, "", &out), PZ_GET_ABSENT);
-    EXPECT_EQ(vdict_get_int32(dict, nullptr, &out), PZ_GET_ABSENT);
-    EXPECT_EQ(out, -1);
-    EXPECT_EQ(varray_get_int32(arr, 0, nullptr), PZ_GET_OK);
-    EXPECT_EQ(pz_variant_get_str(&scalar, nullptr, nullptr), PZ_GET_WRONG_KIND);
+    for (uint32_t index : {1u, 2u}) EXPECT_EQ(varray_get_int8(arr, index, nullptr), PZ_GET_ABSENT);
+    EXPECT_EQ(varray_get_int8(dict, 0, nullptr), PZ_GET_ABSENT);
+    for (const char *key : {"k", "", static_cast<const char *>(nullptr)}) {
+        EXPECT_EQ(vdict_get_int8(dict, key, nullptr), PZ_GET_ABSENT);
+    }
+    EXPECT_EQ(vdict_get_int8(arr, "k", nullptr), PZ_GET_ABSENT);
+    EXPECT_EQ(pz_variant_get_int8(nullptr, nullptr), PZ_GET_ABSENT);
+    float f = 0;
+    EXPECT_EQ(varray_get_float(arr, 0, &f), PZ_GET_OK);
+    EXPECT_TRUE(std::isnan(f));
+    EXPECT_EQ(varray_get_int64(arr, 0, nullptr), PZ_GET_OUT_OF_RANGE);
+    EXPECT_EQ(varray_get_ptr(arr, 0, nullptr), PZ_GET_WRONG_KIND);
     EXPECT_EQ(hal_malloc_calls(), mallocs);
     EXPECT_EQ(hal_atomic_incs(), incs);
-    pz_variant_unref(arr);
-    pz_variant_unref(dict);
-}
 
-// What a dump text cannot spell: NaN, and raw pointers.
-TEST_F(CheckedReads, NanAndPointers) {
-    pz_variant_t *nan = pz_variant_double_new(std::nan("")), *fnan = pz_variant_float_new(std::nanf(""));
-    float f = 0;
-    double d = 0;
-    int64_t i = 0;
-    EXPECT_EQ(pz_variant_get_float(nan, &f), PZ_GET_OK);
-    EXPECT_TRUE(std::isnan(f)) << "a NaN stays a NaN";
-    EXPECT_EQ(pz_variant_get_double(fnan, &d), PZ_GET_OK);
-    EXPECT_TRUE(std::isnan(d));
-    EXPECT_EQ(pz_variant_get_int64(nan, &i), PZ_GET_OUT_OF_RANGE);
-    EXPECT_EQ(pz_variant_get_uint8(fnan, nullptr), PZ_GET_OUT_OF_RANGE);
-
-    int object = 0;
-    pz_variant_t *ptr = pz_variant_ptr_new(&object);
+    pz_variant_t *ptr = pz_variant_ptr_new(&f);
     void *p = nullptr;
     EXPECT_EQ(pz_variant_get_ptr(ptr, &p), PZ_GET_OK);
-    EXPECT_EQ(p, &object);
-    EXPECT_EQ(pz_variant_get_ptr(nan, &p), PZ_GET_WRONG_KIND);
+    EXPECT_EQ(p, &f);
     EXPECT_EQ(pz_variant_get_uint64(ptr, nullptr), PZ_GET_WRONG_KIND) << "an address is not a number";
-    pz_variant_unref(nan);
-    pz_variant_unref(fnan);
-    pz_variant_unref(ptr);
+    for (pz_variant_t *v : {arr, dict, ptr}) pz_variant_unref(v);
 }
 
 }  // namespace
