@@ -622,8 +622,9 @@ PZ_API pz_get_status vdict_get_bytes(const pz_variant_t *dict, const char *key, 
  * `pointer` is malformed (it is not "" and does not start with "/", or a
  * "~" is followed by neither "0" nor "1"), or when a pointer longer than
  * 256 bytes cannot get the memory to decode it (shorter ones allocate
- * nothing). */
-PZ_API pz_variant_t *pz_variant_path_find(pz_variant_t *root, const char *pointer);
+ * nothing). As strchr does, it takes a const root and returns what it
+ * finds without const: a caller that may change `root` may change it. */
+PZ_API pz_variant_t *pz_variant_path_find(const pz_variant_t *root, const char *pointer);
 
 /** Why pz_variant_path_set stored nothing. */
 typedef enum pz_path_status_e {

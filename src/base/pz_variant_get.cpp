@@ -53,20 +53,25 @@ bool real_to_integer(double d, T *out) {
     return true;
 }
 
+// The round trips below go through memory (volatile): x87 registers (i386)
+// would otherwise keep the bits the narrower type drops, and call a
+// rounded value exact.
+
 // A double to float when the float holds the same number; a NaN stays a
 // NaN, and the infinities are exact.
 bool real_to_float(double d, float *out) {
     const bool finite_in_range = std::fabs(d) <= std::numeric_limits<float>::max();
-    if (finite_in_range && static_cast<double>(static_cast<float>(d)) != d) return false;
     if (!finite_in_range && std::isfinite(d)) return false;
-    *out = static_cast<float>(d);
+    const volatile float f = static_cast<float>(d);
+    if (finite_in_range && static_cast<double>(f) != d) return false;
+    *out = f;
     return true;
 }
 
 // An integer to a floating type when the conversion back gives it again.
 template <class T, class I>
 bool integer_to_real(I x, T *out) {
-    const T r = static_cast<T>(x);
+    const volatile T r = static_cast<T>(x);
     I back;
     if (!real_to_integer(static_cast<double>(r), &back) || back != x) return false;
     *out = r;

@@ -159,10 +159,12 @@ pz_path_status make_chain(pointer_tokens &tokens, pz_variant_t *value, pz_varian
 
 extern "C" {
 
-pz_variant_t *pz_variant_path_find(pz_variant_t *root, const char *pointer) {
+pz_variant_t *pz_variant_path_find(const pz_variant_t *root, const char *pointer) {
     pointer_tokens tokens(pointer);
     if (root == nullptr || tokens.status() != pointer_tokens::ok) return nullptr;
-    pz_variant_t *v = root;
+    // The root itself (pointer "") comes back without const, as strchr's
+    // result does.
+    pz_variant_t *v = const_cast<pz_variant_t *>(root);
     for (const char *token = tokens.next(); token != nullptr && v != nullptr; token = tokens.next()) {
         v = step(v, token);
     }
