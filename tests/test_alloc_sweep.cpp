@@ -109,6 +109,12 @@ pz_variant_t *instead(pz_variant_t *old, pz_variant_t *v) {
     return v;
 }
 
+// A pointer of two keys, longer than a path decodes on the stack.
+const char *long_pointer() {
+    static const std::string pointer = "/new/" + std::string(300, 'k');
+    return pointer.c_str();
+}
+
 // What a taking-over call is handed, and how the caller disposes of it when
 // the call could not make its value (its first allocation failed).
 void *tracked_object() { return ++owned_made, &object; }
@@ -247,6 +253,12 @@ const std::vector<Case> cases = {
     CALL_KEEPING(int_value, string_value, (pz_variant_merge_patch(t, a), t), int_value),
     CALL_KEEPING(int_value, full_array, (pz_variant_merge_patch(t, a), t), int_value),
     CALL_KEEPING(int_value, nested_patch, (pz_variant_merge_patch(t, a), t), int_value),
+    // Paths: the dictionaries on the way are made apart and attached in one
+    // step, so a failed store leaves the target as it was; a pointer too
+    // long for the stack is decoded in a block of its own.
+    CALL_KEEPING(sample, full_array, (pz_variant_path_set(t, "/list/16/new/deeper/key", a), t), sample),
+    CALL_KEEPING(sample, int_value, (pz_variant_path_set(t, long_pointer(), a), t), sample),
+    CALL_KEEPING(full_array, sample, (pz_variant_path_set(t, "/-", a), t), full_array),
     // Large integers and a NUL byte make the readers look into the text.
     MAKE(pz_variant_from_dump_ex(R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr)),
     MAKE(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr)),

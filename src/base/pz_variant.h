@@ -325,7 +325,9 @@ PZ_API pz_variant_t *pz_variant_array_clear(pz_variant_t *va);
  * varray_bool is true when the first byte is non-zero). Zero,
  * false or null when `v` is not an array with storage, `index` is at or
  * past the end or the slot is empty. varray_str borrows the element's text
- * (null for an empty string), valid while the element lives. */
+ * (null for an empty string), valid while the element lives. They do not
+ * check the kind: on values read from outside (plain JSON makes every
+ * integer an int64), use the checked reads varray_get_<kind>. */
 PZ_API bool varray_bool(const pz_variant_t *v, uint32_t index);
 PZ_API int8_t varray_int8(const pz_variant_t *v, uint32_t index);
 PZ_API uint8_t varray_uint8(const pz_variant_t *v, uint32_t index);
@@ -437,7 +439,10 @@ PZ_API pz_variant_t *vdict_child(pz_variant_t *dict, const char *key);
  * non-zero); `def` when the
  * dictionary or key is unusable or the key is absent. They allocate nothing
  * and take no reference. vdict_str_default borrows the stored text, valid
- * while the entry stays: null for an empty string, whatever `def` is. */
+ * while the entry stays: null for an empty string, whatever `def` is. They
+ * do not check the kind (a stored int64 42 read by vdict_str_default gives
+ * the pointer 0x2a): on values read from outside, use the checked reads
+ * vdict_get_<kind>. */
 PZ_API bool vdict_bool_default(const pz_variant_t *v, const char *key, bool def);
 PZ_API int8_t vdict_int8_default(const pz_variant_t *v, const char *key, int8_t def);
 PZ_API uint8_t vdict_uint8_default(const pz_variant_t *v, const char *key, uint8_t def);
@@ -489,6 +494,157 @@ PZ_API void vdict_set_autoptr(pz_variant_t *v, const char *key, void *value, pz_
 PZ_API void vdict_set_sharedptr(pz_variant_t *v, const char *key, void *value, pz_ref_pt ref,
                                 pz_unref_pt unref);
 /** @} */
+
+/** @} */
+
+/* ---------------------------------------------------------------------- */
+/* Checked reads                                                           */
+/* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_checked Checked reads
+ * Reads for values that come from outside (a JSON file, a message): each
+ * tests the stored kind and converts only where the value is kept exactly,
+ * and says apart from the value why nothing was read. Use them rather than
+ * the raw-bit getters (varray_<kind>, vdict_<kind>_default) on anything the
+ * program did not store itself.
+ *
+ * What converts: any integer kind to an integer type that holds its value;
+ * an integer to float or double when that type holds it exactly; a float or
+ * double to an integer type when it is integral and in range; a float to
+ * double; a double to float when the float holds the same number (NaN and
+ * the infinities included). A bool only from a bool, a raw pointer only
+ * from vtype_ptr, a text only from a string, bytes only from a byte buffer.
+ *
+ * Every function writes its out parameters only when it returns
+ * PZ_GET_OK, so a default put there first stays when the read fails; a
+ * null out parameter is allowed. They allocate nothing and take no
+ * reference.
+ * @{ */
+
+/** Why a checked read gave no value. */
+typedef enum pz_get_status_e {
+    PZ_GET_OK = 0,       /**< read, and written to the out parameter */
+    PZ_GET_ABSENT,       /**< nothing there: a null value pointer, an empty array slot, an index
+                              at or past the end, a missing key, a container of another kind,
+                              or a value of kind null (as JSON's null stands for a field left out) */
+    PZ_GET_WRONG_KIND,   /**< a value of a kind that does not convert to the asked type */
+    PZ_GET_OUT_OF_RANGE  /**< a number the asked type cannot hold exactly: too large or small,
+                              a fraction for an integer type, NaN for an integer type */
+} pz_get_status;
+
+/** @name Checked reads of a value */
+/** @{ */
+/** Each pz_variant_get_<kind> reads `v` into `*out` under the rules above.
+ * pz_variant_get_str gives the string's text (borrowed, valid while the
+ * value lives and is not changed; "" for an empty string, never null) and
+ * its length in bytes, NULs inside included; pz_variant_get_bytes gives the
+ * buffer (borrowed; null for an empty one) and its length. */
+PZ_API pz_get_status pz_variant_get_bool(const pz_variant_t *v, bool *out);
+PZ_API pz_get_status pz_variant_get_int8(const pz_variant_t *v, int8_t *out);
+PZ_API pz_get_status pz_variant_get_uint8(const pz_variant_t *v, uint8_t *out);
+PZ_API pz_get_status pz_variant_get_int16(const pz_variant_t *v, int16_t *out);
+PZ_API pz_get_status pz_variant_get_uint16(const pz_variant_t *v, uint16_t *out);
+PZ_API pz_get_status pz_variant_get_int32(const pz_variant_t *v, int32_t *out);
+PZ_API pz_get_status pz_variant_get_uint32(const pz_variant_t *v, uint32_t *out);
+PZ_API pz_get_status pz_variant_get_int64(const pz_variant_t *v, int64_t *out);
+PZ_API pz_get_status pz_variant_get_uint64(const pz_variant_t *v, uint64_t *out);
+PZ_API pz_get_status pz_variant_get_float(const pz_variant_t *v, float *out);
+PZ_API pz_get_status pz_variant_get_double(const pz_variant_t *v, double *out);
+PZ_API pz_get_status pz_variant_get_ptr(const pz_variant_t *v, void **out);
+PZ_API pz_get_status pz_variant_get_str(const pz_variant_t *v, const char **out, uint32_t *len);
+PZ_API pz_get_status pz_variant_get_bytes(const pz_variant_t *v, const uint8_t **out, uint32_t *len);
+/** @} */
+
+/** @name Checked reads of an array element */
+/** @{ */
+/** Each varray_get_<kind> reads the element at `index` of the array `va`
+ * as pz_variant_get_<kind> reads a value; PZ_GET_ABSENT when `va` is not an
+ * array, `index` is at or past the end or the slot is empty. */
+PZ_API pz_get_status varray_get_bool(const pz_variant_t *va, uint32_t index, bool *out);
+PZ_API pz_get_status varray_get_int8(const pz_variant_t *va, uint32_t index, int8_t *out);
+PZ_API pz_get_status varray_get_uint8(const pz_variant_t *va, uint32_t index, uint8_t *out);
+PZ_API pz_get_status varray_get_int16(const pz_variant_t *va, uint32_t index, int16_t *out);
+PZ_API pz_get_status varray_get_uint16(const pz_variant_t *va, uint32_t index, uint16_t *out);
+PZ_API pz_get_status varray_get_int32(const pz_variant_t *va, uint32_t index, int32_t *out);
+PZ_API pz_get_status varray_get_uint32(const pz_variant_t *va, uint32_t index, uint32_t *out);
+PZ_API pz_get_status varray_get_int64(const pz_variant_t *va, uint32_t index, int64_t *out);
+PZ_API pz_get_status varray_get_uint64(const pz_variant_t *va, uint32_t index, uint64_t *out);
+PZ_API pz_get_status varray_get_float(const pz_variant_t *va, uint32_t index, float *out);
+PZ_API pz_get_status varray_get_double(const pz_variant_t *va, uint32_t index, double *out);
+PZ_API pz_get_status varray_get_ptr(const pz_variant_t *va, uint32_t index, void **out);
+PZ_API pz_get_status varray_get_str(const pz_variant_t *va, uint32_t index, const char **out, uint32_t *len);
+PZ_API pz_get_status varray_get_bytes(const pz_variant_t *va, uint32_t index, const uint8_t **out,
+                                      uint32_t *len);
+/** @} */
+
+/** @name Checked reads of a dictionary entry */
+/** @{ */
+/** Each vdict_get_<kind> reads the value under `key` of the dictionary
+ * `dict` as pz_variant_get_<kind> reads a value; PZ_GET_ABSENT when `dict`
+ * is not a dictionary, `key` is null or empty or has no entry. */
+PZ_API pz_get_status vdict_get_bool(const pz_variant_t *dict, const char *key, bool *out);
+PZ_API pz_get_status vdict_get_int8(const pz_variant_t *dict, const char *key, int8_t *out);
+PZ_API pz_get_status vdict_get_uint8(const pz_variant_t *dict, const char *key, uint8_t *out);
+PZ_API pz_get_status vdict_get_int16(const pz_variant_t *dict, const char *key, int16_t *out);
+PZ_API pz_get_status vdict_get_uint16(const pz_variant_t *dict, const char *key, uint16_t *out);
+PZ_API pz_get_status vdict_get_int32(const pz_variant_t *dict, const char *key, int32_t *out);
+PZ_API pz_get_status vdict_get_uint32(const pz_variant_t *dict, const char *key, uint32_t *out);
+PZ_API pz_get_status vdict_get_int64(const pz_variant_t *dict, const char *key, int64_t *out);
+PZ_API pz_get_status vdict_get_uint64(const pz_variant_t *dict, const char *key, uint64_t *out);
+PZ_API pz_get_status vdict_get_float(const pz_variant_t *dict, const char *key, float *out);
+PZ_API pz_get_status vdict_get_double(const pz_variant_t *dict, const char *key, double *out);
+PZ_API pz_get_status vdict_get_ptr(const pz_variant_t *dict, const char *key, void **out);
+PZ_API pz_get_status vdict_get_str(const pz_variant_t *dict, const char *key, const char **out, uint32_t *len);
+PZ_API pz_get_status vdict_get_bytes(const pz_variant_t *dict, const char *key, const uint8_t **out,
+                                     uint32_t *len);
+/** @} */
+
+/** @} */
+
+/* ---------------------------------------------------------------------- */
+/* Paths                                                                   */
+/* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_paths Paths
+ * Values named by a JSON Pointer (RFC 6901): "" is the root itself,
+ * "/server/tls/port" a key in each dictionary on the way, "/hosts/0" an
+ * array element (decimal, no leading zero), "~1" a "/" inside a key and
+ * "~0" a "~". A checked read through a path is pz_variant_path_find
+ * followed by a checked read of its result:
+ * `pz_variant_get_uint16(pz_variant_path_find(cfg, "/server/port"), &port)`.
+ * @{ */
+
+/** The value `pointer` names inside `root`, borrowed: no reference is
+ * taken, so it stays valid while `root` holds it unchanged (take one with
+ * pz_variant_ref to keep it longer). Null when nothing is there (a missing
+ * key, an index past the end or "-", an empty slot, a step into a value
+ * that is not a container), when `root` or `pointer` is null, when
+ * `pointer` is malformed (it is not "" and does not start with "/", or a
+ * "~" is followed by neither "0" nor "1"), or when a pointer longer than
+ * 256 bytes cannot get the memory to decode it (shorter ones allocate
+ * nothing). As strchr does, it takes a const root and returns what it
+ * finds without const: a caller that may change `root` may change it. */
+PZ_API pz_variant_t *pz_variant_path_find(const pz_variant_t *root, const char *pointer);
+
+/** Why pz_variant_path_set stored nothing. */
+typedef enum pz_path_status_e {
+    PZ_PATH_OK = 0,        /**< stored */
+    PZ_PATH_INVALID,       /**< a null argument, a malformed pointer, the pointer "" (the root
+                                cannot replace itself) or an empty key on the way */
+    PZ_PATH_BLOCKED,       /**< a step names a value that is not a container, or an array element
+                                that is not there */
+    PZ_PATH_OUT_OF_MEMORY  /**< out of memory */
+} pz_path_status;
+
+/** Stores `value` where `pointer` names inside `root`; the container takes
+ * its own reference and the caller keeps its own. A missing key, at any
+ * step, gets a new dictionary (or, at the last step, the value); an array
+ * step must name an existing element, except the last one, which replaces
+ * the element at an index before the end and appends at the index equal to
+ * the size or at "-". All or nothing: on any status but PZ_PATH_OK, `root`
+ * is as it was (the dictionaries on the way are made apart and attached in
+ * one step). */
+PZ_API pz_path_status pz_variant_path_set(pz_variant_t *root, const char *pointer, pz_variant_t *value);
 
 /** @} */
 

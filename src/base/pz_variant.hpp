@@ -436,6 +436,44 @@ public:
     /** As child(const char *); a key with a NUL byte throws pz::error. */
     value child(std::string_view key) { return child(detail::key_text(key).c_str()); }
 
+    /** The value a JSON Pointer names inside this one, another handle to it:
+     * "" for this value, "/server/tls/port" through dictionaries, "/hosts/0"
+     * an array element, "~1" for a "/" in a key and "~0" for a "~". An
+     * empty handle when nothing is there, as operator[] gives. Throws
+     * pz::error for a malformed pointer (not "" and not starting with "/",
+     * or "~" followed by neither "0" nor "1"). */
+    value at_path(const char *pointer) const {
+        check_pointer(pointer, "at_path");
+        return borrow(pz_variant_path_find(v_, pointer));
+    }
+    /** As at_path(const char *); a pointer with a NUL byte throws pz::error. */
+    value at_path(std::string_view pointer) const { return at_path(detail::key_text(pointer).c_str()); }
+    /** Stores `element` where `pointer` names inside this value, making the
+     * dictionaries on the way, as pz_variant_path_set does (an array step
+     * must name an element; the last step may replace one, or append at
+     * "-" or the size). All or nothing. Throws pz::error through an empty
+     * handle, for an empty `element`, a malformed pointer, the pointer ""
+     * or an empty key, and when a step names a value that is not a
+     * container or an element that is not there. */
+    value &set_path(const char *pointer, const value &element) {
+        require_value("set_path");
+        check_pointer(pointer, "set_path");
+        if (element.v_ == nullptr) throw error(std::string("pzvariant: set_path(\"") + pointer + "\") of an empty handle");
+        switch (pz_variant_path_set(v_, pointer, element.v_)) {
+        case PZ_PATH_OK: return *this;
+        case PZ_PATH_OUT_OF_MEMORY: throw std::bad_alloc();
+        case PZ_PATH_BLOCKED:
+            throw error(std::string("pzvariant: set_path(\"") + pointer +
+                        "\") passes through a value that is not a container, or an element that is not there");
+        default: throw error(std::string("pzvariant: set_path(\"") + pointer + "\") names no place to store in");
+        }
+    }
+    /** As set_path(const char *, const value &); a pointer with a NUL byte
+     * throws pz::error. */
+    value &set_path(std::string_view pointer, const value &element) {
+        return set_path(detail::key_text(pointer).c_str(), element);
+    }
+
     /** Iterates over the elements of an array, as handles; see elements(). */
     class iterator {
     public:
@@ -583,6 +621,14 @@ private:
     }
     void require(pz::kind want, const char *what) const {
         if (kind() != want) not_of(want, what);
+    }
+    // A JSON Pointer: "" or "/..." with every "~" escaping "0" or "1".
+    static void check_pointer(const char *pointer, const char *what) {
+        bool ok = pointer != nullptr && (pointer[0] == '\0' || pointer[0] == '/');
+        for (const char *c = ok ? pointer : ""; *c != '\0'; ++c) {
+            if (*c == '~' && c[1] != '0' && c[1] != '1') ok = false;
+        }
+        if (!ok) throw error(std::string("pzvariant: ") + what + " of a malformed JSON Pointer");
     }
     void require_key(const char *key, const char *what) const {
         require(pz::kind::dict, what);
