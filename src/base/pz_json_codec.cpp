@@ -20,6 +20,15 @@ constexpr std::array<char, 200> kDigitPairs = [] {
 
 constexpr char kHex[] = "0123456789abcdef";
 
+// Whether a number text has neither a fraction nor an exponent. (A loop:
+// the text is short, and a library call per number shows in the writer.)
+bool integral(const char *first, const char *last) {
+    for (const char *p = first; p < last; ++p) {
+        if (*p == '.' || *p == 'e') return false;
+    }
+    return true;
+}
+
 template <class F>
 char *real_text(char *out, F value, bool mark_integral) {
     if (std::isnan(value)) return static_cast<char *>(std::memcpy(out, "null", 4)) + 4;
@@ -30,8 +39,7 @@ char *real_text(char *out, F value, bool mark_integral) {
     }
     // Leaves room for the ".0" after the longest shortest text.
     char *end = std::to_chars(out, out + pz::json::kNumberRoom - 2, value).ptr;
-    if (mark_integral && std::memchr(out, '.', static_cast<size_t>(end - out)) == nullptr &&
-        std::memchr(out, 'e', static_cast<size_t>(end - out)) == nullptr) {
+    if (mark_integral && integral(out, end)) {
         *end++ = '.';
         *end++ = '0';
     }

@@ -3,6 +3,8 @@
 // (Plain JSON in is the reader's.)
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 
 #include "pz_json_codec.h"
 #include "pz_json_writer.h"
@@ -102,25 +104,24 @@ private:
 
     // The bytes between the quotes: runs that need nothing copied as they
     // are, the others escaped by table. A UTF-8 sequence is checked where it
-    // starts; a byte that starts no well-formed one refuses the text, or
-    // with PZ_JSON_ESCAPE_INVALID is written \u00XX.
+    // starts and joins the run; a byte that starts no well-formed one
+    // refuses the text, or with PZ_JSON_ESCAPE_INVALID is written \u00XX.
     bool string(const char *text, size_t n) {
         out_.put('"');
         const auto *p = reinterpret_cast<const unsigned char *>(text);
         const unsigned char *end = p + n;
         while (p < end) {
             const unsigned char *run = p;
-            while (p < end && json::kStringByte[*p] == json::kAsIs) ++p;
+            for (;;) {
+                p = plain_run(p, end);
+                const size_t len = p < end ? utf8_sequence(p, static_cast<size_t>(end - p)) : 0;
+                if (len == 0) break;
+                p += len;
+            }
             out_.write(run, static_cast<size_t>(p - run));
             if (p == end) break;
-            if (json::kStringByte[*p] == json::kMultiByte) {
-                const size_t len = utf8_sequence(p, static_cast<size_t>(end - p));
-                if (len > 0) {
-                    out_.write(p, len);
-                    p += len;
-                    continue;
-                }
-                if ((flags_ & PZ_JSON_ESCAPE_INVALID) == 0) return path_.refuse();
+            if (json::kStringByte[*p] == json::kMultiByte && (flags_ & PZ_JSON_ESCAPE_INVALID) == 0) {
+                return path_.refuse();
             }
             char *room = out_.room(6);
             out_.commit(static_cast<size_t>(json::write_escape(room, *p++) - room));
@@ -129,10 +130,30 @@ private:
         return true;
     }
 
-    // The length of the well-formed UTF-8 sequence at `p` (a byte of 0x80
-    // or more), 0 when there is none.
+    // Where the run of bytes from `p` that are written as they are ends:
+    // the first control character, quote, backslash or byte of 0x80 or
+    // more. Eight bytes at a time while none of them is one.
+    static const unsigned char *plain_run(const unsigned char *p, const unsigned char *end) {
+        constexpr uint64_t kOnes = 0x0101010101010101u, kTops = 0x8080808080808080u;
+        auto has_zero = [](uint64_t w) { return (w - kOnes) & ~w & kTops; };
+        while (end - p >= 8) {
+            uint64_t w;
+            std::memcpy(&w, p, sizeof w);
+            const uint64_t low = (w - 0x20 * kOnes) & ~w;  // a byte below 0x20
+            if (((low | w) & kTops) != 0 || has_zero(w ^ ('"' * kOnes)) != 0 || has_zero(w ^ ('\\' * kOnes)) != 0) break;
+            p += 8;
+        }
+        while (p < end && json::kStringByte[*p] == json::kAsIs) ++p;
+        return p;
+    }
+
+    // The length of the well-formed UTF-8 sequence at `p`, 0 when there is
+    // none (or `p` is not 0x80 or more). Two-byte sequences, the most
+    // common, are checked here.
     static size_t utf8_sequence(const unsigned char *p, size_t left) {
-        const size_t len = *p < 0xE0 ? 2 : *p < 0xF0 ? 3 : 4;
+        if (*p < 0x80) return 0;
+        if (*p >= 0xC2 && *p <= 0xDF) return left >= 2 && (p[1] & 0xC0) == 0x80 ? 2 : 0;
+        const size_t len = *p < 0xF0 ? 3 : 4;
         const size_t window = std::min(len, left);
         return utf8_valid_prefix(reinterpret_cast<const char *>(p), window) >= len ? len : 0;
     }
