@@ -2,6 +2,7 @@
 // entry points (a new block, the caller's buffer, a callback, a stream),
 // strings that are not UTF-8, files and streams. The reader's cases are
 // texts in json_cases/.
+#include <algorithm>
 #include <cstdio>
 #include <iterator>
 
@@ -79,6 +80,45 @@ TEST_F(Json, EveryEntryPointWritesTheSameText) {
     EXPECT_FALSE(pz_variant_to_json_callback(v, gathered::take, &stopped, 0));
     EXPECT_EQ(stopped.chunks, 2) << "no chunk after the callback said stop";
     pz_variant_unref(v);
+}
+
+// At every size of the caller's buffer, across numbers, escapes and hex
+// written in place: the full length, and as much of the text as fits.
+TEST_F(Json, TheCallersBufferHoldsAsMuchAsFitsAtEverySize) {
+    pz_variant_t *v = pz_variant_from_json(R"({"n":[-9223372036854775808,0.1,1e999],"s":"\u0001\"\\x"})", nullptr);
+    const uint8_t bytes[] = {0x00, 0xff, 0x10};
+    put_new(v, "b", vstr_buf_new(bytes, sizeof bytes));
+    const std::string text = taken(pz_variant_to_json(v, 0));
+    ASSERT_EQ(text, R"({"n":[-9223372036854775808,0.1,1e999],"s":"\u0001\"\\x","b":"00ff10"})");
+    for (size_t size = 0; size <= text.size() + 1; ++size) {
+        std::vector<char> buf(size + 1, 'x');
+        ASSERT_EQ(pz_variant_to_json_buf(v, size > 0 ? buf.data() : nullptr, size, 0), text.size()) << size;
+        if (size > 0) {
+            EXPECT_EQ(std::string(buf.data()), text.substr(0, std::min(text.size(), size - 1))) << size;
+        }
+        EXPECT_EQ(buf[size], 'x') << "nothing past the buffer";
+    }
+    pz_variant_unref(v);
+}
+
+// A value that cannot be written gives nothing through any entry point.
+TEST_F(Json, RefusedValuesGiveNothingAnywhere) {
+    pz_variant_t *loop = pz_variant_array_new();
+    pz_variant_array_append(loop, loop);
+    pz_variant_t *deep = chain(PZ_VARIANT_MAX_DEPTH + 1, pz_variant_int32_new(1));
+    pz_variant_t *ptr = pz_variant_ptr_new(&loop);
+    for (const pz_variant_t *v : {loop, deep, ptr, static_cast<pz_variant_t *>(nullptr)}) {
+        const unsigned flags = PZ_JSON_REFUSE_POINTERS;
+        EXPECT_EQ(taken(pz_variant_to_json(v, flags)), "NULL");
+        char buf[16] = "x";
+        EXPECT_EQ(pz_variant_to_json_buf(v, buf, sizeof buf, flags), 0u);
+        EXPECT_STREQ(buf, "");
+        gathered g;
+        EXPECT_FALSE(pz_variant_to_json_callback(v, gathered::take, &g, flags));
+    }
+    EXPECT_EQ(taken(pz_variant_to_json(ptr, 0)), "null");
+    pz_variant_array_remove(loop, 0);
+    for (pz_variant_t *v : {loop, deep, ptr}) pz_variant_unref(v);
 }
 
 // The indented layout: a line per element and member, two spaces a level,
