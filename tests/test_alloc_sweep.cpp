@@ -263,6 +263,11 @@ const std::vector<Case> cases = {
     MAKE(pz_variant_from_dump_ex(R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr)),
     MAKE(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr)),
     WRITE(pz_variant_to_json(v, PZ_JSON_INDENT), json_read),
+    // Long enough that the text's block grows several times.
+    Case{"pz_variant_to_json of a long array", [] {
+             pz_variant_t *v = long_array();
+             return instead(v, json_read(taken(ARMED(pz_variant_to_json(v, 0))).c_str()));
+         }},
     WRITE(pz_variant_dump(v), pz_variant_from_dump),
     Case{"pz_variant_dump_buf", [] {
              static char buf[1 << 14];

@@ -893,17 +893,44 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * byte", "nested too deep" and "out of memory". */
 PZ_API pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error);
 
-/** Flags of pz_variant_to_json: PZ_JSON_INDENT lays the text out over lines,
- * two spaces a level, for people; PZ_JSON_REFUSE_POINTERS makes a value
- * holding a pointer kind fail instead of writing null for it. */
-enum { PZ_JSON_INDENT = 1, PZ_JSON_REFUSE_POINTERS = 2 };
+/** Flags of the plain JSON writers: PZ_JSON_INDENT lays the text out over
+ * lines, two spaces a level, for people; PZ_JSON_REFUSE_POINTERS makes a
+ * value holding a pointer kind fail instead of writing null for it.
+ * A string (or key) that is not well-formed UTF-8 makes the value fail, so
+ * that no text written is invalid JSON; PZ_JSON_ESCAPE_INVALID writes each
+ * byte that starts no well-formed sequence as \u00XX of the byte instead.
+ * That text is valid JSON, but it does not read back to the same bytes (it
+ * reads as the characters U+0080 to U+00FF). */
+enum { PZ_JSON_INDENT = 1, PZ_JSON_REFUSE_POINTERS = 2, PZ_JSON_ESCAPE_INVALID = 4 };
 
 /** The plain JSON text of `v` as a new HAL_Malloc block that the caller
  * frees with HAL_Free; compact (one line, no spaces) unless `flags` holds
  * PZ_JSON_INDENT. Null for a null `v`, a value nested deeper than
  * PZ_VARIANT_MAX_DEPTH or containing itself, a pointer kind with
- * PZ_JSON_REFUSE_POINTERS, or when out of memory. The value is only read. */
+ * PZ_JSON_REFUSE_POINTERS, a string that is not UTF-8 (as the flags say),
+ * or when out of memory. The value is only read. */
 PZ_API char *pz_variant_to_json(const pz_variant_t *v, unsigned flags);
+
+/** Writes the plain JSON text of `v` (as pz_variant_to_json) into the
+ * caller's `buf` of `size` bytes, allocating nothing, and returns the
+ * text's full length, terminator not counted. The text and its terminator
+ * are in `buf` when that length is below `size`; otherwise `buf` holds as
+ * much as fits, terminated, and the caller retries with length + 1 bytes
+ * (a null `buf` or a `size` of 0 asks for the length alone). 0, with `buf`
+ * emptied, when the value cannot be written (the text of a value is never
+ * empty). */
+PZ_API size_t pz_variant_to_json_buf(const pz_variant_t *v, char *buf, size_t size, unsigned flags);
+
+/** Takes `size` (more than 0) bytes of a text at `buffer`, which lives only
+ * for the call; returns 0 to go on, anything else to stop the writer. */
+typedef int (*pz_write_callback_t)(const char *buffer, size_t size, void *data);
+
+/** Hands the plain JSON text of `v` (as pz_variant_to_json, no terminator)
+ * to `fn` in chunks of a few KB, with `data`. True when all of it was
+ * handed on; false for a null `v` or `fn`, a value that cannot be written
+ * or when `fn` stopped the writer. The value is refused as it is walked, so
+ * `fn` may have had part of the text by then. */
+PZ_API bool pz_variant_to_json_callback(const pz_variant_t *v, pz_write_callback_t fn, void *data, unsigned flags);
 
 /** @} */
 
@@ -938,7 +965,8 @@ PZ_API pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format,
 PZ_API bool pz_variant_write_file(const pz_variant_t *v, const char *path, pz_text_format format, unsigned flags);
 
 /** As pz_variant_write_file, writing to `stream` where it stands; the
- * stream stays open and is not flushed. */
+ * stream stays open and is not flushed. Plain JSON goes to the stream as it
+ * is written, so a value refused part way leaves part of its text there. */
 PZ_API bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format format, unsigned flags);
 /** @} */
 #endif /* PZ_NO_STDIO */
