@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_msgpack.h"
 #include "bench_peers.h"
 
 namespace {
@@ -179,5 +180,6 @@ int main(int argc, char **argv) {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     print_table(reporter, peak);
+    pz_bench::print_msgpack_table([&reporter](const std::string &name) { return reporter.get(name); });
     return 0;
 }

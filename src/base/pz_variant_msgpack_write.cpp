@@ -65,8 +65,8 @@ public:
             PZ_SCALAR_KINDS(PZ_MSGPACK_SCALAR)
 #undef PZ_MSGPACK_SCALAR
             case vtype_null: return put(nil);
-            case vtype_string: return text(kStr, v);
-            case vtype_bytes: return text(kBin, v);
+            case vtype_string:
+            case vtype_bytes: return text(v->vt == vtype_string ? kStr : kBin, v->ptr_val, v->len);
             case vtype_array: return array(v);
             case vtype_dict: return dict(v);
             case vtype_autoptr:
@@ -140,9 +140,17 @@ private:
         }
     }
 
-    bool text(const length_family &family, const pz_variant_t *v) {
-        header(family, v->len);
-        if (v->len != 0) out_.write(v->ptr_val, v->len);
+    // A header and the `n` bytes at `bytes`.
+    bool text(const length_family &family, const void *bytes, uint32_t n) {
+        if (n < family.fix_limit) {  // the common short text: one room for both
+            char *p = out_.room(1 + n);
+            p[0] = static_cast<char>(family.fix | n);
+            if (n != 0) std::memcpy(p + 1, bytes, n);
+            out_.commit(1 + n);
+            return true;
+        }
+        header(family, n);
+        if (n != 0) out_.write(bytes, n);  // an empty text or buffer may have no bytes at all
         return true;
     }
 
@@ -165,9 +173,8 @@ private:
     static bool entry(void *key, void *value, void *user) {
         auto *w = static_cast<writer *>(user);
         const auto *k = static_cast<const pz_string_t *>(key);
-        w->header(kStr, static_cast<uint32_t>(k->len));
-        w->out_.write(k->cstr, static_cast<size_t>(k->len));
-        return w->value(static_cast<const pz_variant_t *>(value));
+        return w->text(kStr, k->cstr, static_cast<uint32_t>(k->len)) &&
+               w->value(static_cast<const pz_variant_t *>(value));
     }
 
     bool dict(const pz_variant_t *v) {
