@@ -160,7 +160,7 @@ private:
         if (!walk_.enter(v)) return false;
         const pz_array_t *a = array_of(v);
         const size_t n = a != nullptr ? a->len : 0;
-        if (n > UINT32_MAX) return walk_.refuse();
+        if (static_cast<uint64_t>(n) > UINT32_MAX) return walk_.refuse();  // (only where size_t is wider)
         header(kArray, static_cast<uint32_t>(n));
         for (size_t i = 0; i < n; ++i) {
             if (!value(array_slots(a)[i])) return false;
