@@ -1,7 +1,6 @@
 // The MessagePack writer and reader: the bytes of every kind and the values
-// of every format (dump_cases/msgpack_*), exact doubles, the limits, and
-// the C++, buffer and file entry points.
-#include <cmath>
+// of every format (dump_cases/msgpack_*), the limits, and the C++, buffer
+// and file entry points.
 #include <cstdio>
 
 #include "pz_test.h"
@@ -10,22 +9,6 @@
 namespace {
 
 using MsgPack = LeakCheckedTest;
-
-std::string hex_of(const uint8_t *bytes, size_t len) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string out;
-    for (size_t i = 0; i < len; ++i) {
-        out += kDigits[bytes[i] >> 4];
-        out += kDigits[bytes[i] & 15];
-    }
-    return out;
-}
-
-std::vector<uint8_t> bytes_of(const std::string &hex) {
-    std::vector<uint8_t> out;
-    for (size_t i = 0; i + 1 < hex.size(); i += 2) out.push_back(static_cast<uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
-    return out;
-}
 
 // The MessagePack of `v` in hex ("NULL" when refused), checked against what
 // the buffer writer gives, sized first.
@@ -73,7 +56,11 @@ TEST_F(MsgPack, EachFormatReadsAsPinnedOrIsRefusedWithReasonAndOffset) {
         ASSERT_GE(f.size(), 2u);
         pz_read_error_t error;
         std::memset(&error, 'x', sizeof error);
+        const long calls = hal_malloc_calls();
         pz_variant_t *v = read_hex(f[0], &error);
+        // A header that announces more than the input holds costs nothing.
+        const bool truncated_at_once = error.code == PZ_READ_UNEXPECTED_END && error.offset == 0;
+        EXPECT_TRUE(!truncated_at_once || hal_malloc_calls() == calls);
         EXPECT_EQ(dumped(v), f[1]);
         EXPECT_EQ(error.line, 0u);
         if (v == nullptr) {
@@ -84,7 +71,7 @@ TEST_F(MsgPack, EachFormatReadsAsPinnedOrIsRefusedWithReasonAndOffset) {
         }
         EXPECT_EQ(error.code, PZ_READ_OK);
         EXPECT_STREQ(error.reason, "");
-        // What we write of it reads back equal.
+        // What we write of it reads back equal, bit for bit.
         pz_variant_t *again = read_hex(written(v));
         EXPECT_TRUE(pz_variant_equal(v, again));
         pz_variant_unref(again);
@@ -92,75 +79,28 @@ TEST_F(MsgPack, EachFormatReadsAsPinnedOrIsRefusedWithReasonAndOffset) {
     });
 }
 
-// A header announcing more than the input holds is refused before anything
-// is allocated for it.
-TEST_F(MsgPack, HugeHeadersCostNothing) {
-    for (const char *hex : {"dbffffffff", "c6ffffffff00", "ddffffffffc0c0c0", "dfffffffffa161c0"}) {
-        const long calls = hal_malloc_calls();
-        pz_read_error_t error;
-        EXPECT_EQ(read_hex(hex, &error), nullptr) << hex;
-        EXPECT_EQ(error.code, PZ_READ_UNEXPECTED_END) << hex;
-        EXPECT_EQ(hal_malloc_calls(), calls) << hex;
-    }
-}
-
-TEST_F(MsgPack, DoublesAndFloatsKeepEveryBit) {
-    // The element after a NaN stays in its place.
-    pz_variant_t *a = pz_variant_pack("ddd", 1.0, NAN, 2.0);
-    pz_variant_t *signalling = pz_variant_double_new(0);
-    signalling->uint64_val = 0x7ff0000000000001u;
-    append_new(a, signalling);
-    pz_variant_t *float_nan = pz_variant_float_new(0);
-    float_nan->uint32_val = 0xffc00123u;
-    append_new(a, float_nan);
-    append_new(a, pz_variant_double_new(-INFINITY));
-    pz_variant_t *back = read_hex(written(a));
-    EXPECT_TRUE(pz_variant_equal(a, back));
-    EXPECT_EQ(pz_variant_array_size(back), 6u);
-    double first = 0, second = 0, third = 0;
-    EXPECT_EQ(pz_variant_unpack(back, "ddd", &first, &second, &third), 3);
-    EXPECT_TRUE(std::isnan(second));
-    EXPECT_EQ(third, 2.0);
-    pz_variant_t *fourth = pz_variant_array_index(back, 3);
-    EXPECT_EQ(fourth->uint64_val, 0x7ff0000000000001u);
-    pz_variant_unref(fourth);
+// MessagePack has one nil: for an empty slot, the null kind (which reads
+// back as an empty slot in an array) and, by a flag, the pointers.
+TEST_F(MsgPack, NilStandsForEmptySlotsNullsAndPointers) {
+    pz_variant_t *slots = pz_variant_pack("b", 1);
+    pz_variant_array_append(slots, nullptr);
+    pz_variant_t *back = read_hex(written(slots));
+    EXPECT_TRUE(pz_variant_equal(slots, back));
+    append_new(slots, pz_variant_change_type(pz_variant_bool_new(false), vtype_null));
+    EXPECT_EQ(written(slots), "93c3c0c0");
     pz_variant_unref(back);
-    pz_variant_unref(a);
-}
+    pz_variant_unref(slots);
 
-TEST_F(MsgPack, PointersAreRefusedOrNil) {
     int object = 0;
     pz_variant_t *a = pz_variant_pack("i*", 1, &object);
     append_new(a, pz_variant_sharedptr_new(&object, CallbackLog::ref, CallbackLog::unref));
     pz_variant_t *d = pz_variant_dict_new();
     put_new(d, "owned", pz_variant_autoptr_new(&object, CallbackLog::dtor));
-    for (const pz_variant_t *v : {static_cast<const pz_variant_t *>(a), static_cast<const pz_variant_t *>(d)}) {
-        EXPECT_EQ(written(v), "NULL");
-    }
+    EXPECT_EQ(written(a) + written(d), "NULLNULL");
     EXPECT_EQ(written(a, PZ_MSGPACK_POINTERS_AS_NIL), "93d200000001c0c0");
     EXPECT_EQ(written(d, PZ_MSGPACK_POINTERS_AS_NIL), "81a56f776e6564c0");
     EXPECT_EQ(written(nullptr), "NULL");
     pz_variant_unref(d);
-    pz_variant_unref(a);
-}
-
-// MessagePack has one nil: an empty slot is written as nil and reads back
-// as one; the null kind reads back as itself except in an array.
-TEST_F(MsgPack, EmptySlotsAndNullsAreNil) {
-    pz_variant_t *a = pz_variant_pack("b", 1);
-    pz_variant_array_append(a, nullptr);
-    pz_variant_t *back = read_hex(written(a));
-    EXPECT_EQ(written(a), "92c3c0");
-    EXPECT_TRUE(pz_variant_equal(a, back));
-    pz_variant_unref(back);
-    append_new(a, pz_variant_change_type(pz_variant_bool_new(false), vtype_null));
-    EXPECT_EQ(written(a), "93c3c0c0");
-    back = read_hex("93c3c0c0");
-    EXPECT_FALSE(pz_variant_equal(a, back));
-    pz_variant_t *null_value = read_hex("c0");
-    EXPECT_EQ(null_value->vt, vtype_null);
-    pz_variant_unref(null_value);
-    pz_variant_unref(back);
     pz_variant_unref(a);
 }
 
@@ -178,65 +118,47 @@ TEST_F(MsgPack, NestingIsBoundedBothWays) {
     pz_variant_t *loop = pz_variant_array_new();
     pz_variant_array_append(loop, loop);
     EXPECT_EQ(written(loop), "NULL");
-    pz_variant_array_clear(loop);
-    pz_variant_unref(loop);
+    pz_variant_unref(pz_variant_array_clear(loop));
 
-    std::string arrays;
-    for (int i = 1; i < PZ_VARIANT_MAX_DEPTH; ++i) arrays += "91";
-    pz_variant_unref(read_hex(arrays + "90"));
+    // Reading, one level more than the deepest value that was written.
     pz_read_error_t error;
-    EXPECT_EQ(read_hex("91" + arrays + "90", &error), nullptr);
+    EXPECT_EQ(read_hex("91" + hex, &error), nullptr);
     EXPECT_EQ(error.code, PZ_READ_TOO_DEEP);
-    EXPECT_EQ(error.offset, static_cast<size_t>(PZ_VARIANT_MAX_DEPTH));
+    EXPECT_EQ(error.offset, hex.size() / 2 - 1);  // at the innermost value, d0 01
 }
 
-TEST_F(MsgPack, TheBufferWriterStopsAtItsCapacity) {
-    pz_variant_t *v = pz_variant_str_new("abcdef");
-    uint8_t buf[8] = {0, 0, 0, 0, 0xee, 0xee, 0xee, 0xee};
-    EXPECT_EQ(pz_variant_to_msgpack_buf(v, 0, buf, 4), 7u);
-    EXPECT_EQ(hex_of(buf + 4, 4), "eeeeeeee");
-    EXPECT_EQ(pz_variant_to_msgpack_buf(v, 0, buf, 7), 7u);
-    EXPECT_EQ(hex_of(buf, 8), "a6616263646566ee");
-    pz_variant_unref(v);
-    pz_read_error_t error;
-    EXPECT_EQ(pz_variant_from_msgpack(nullptr, 3, &error), nullptr);
-    EXPECT_EQ(error.code, PZ_READ_NO_TEXT);
-}
-
-TEST_F(MsgPack, FilesAndStreams) {
-    const std::string path = ::testing::TempDir() + "pz_msgpack_file";
+TEST_F(MsgPack, BuffersFilesAndStreams) {
     pz_variant_t *v = pz_variant_from_dump(R"({"dict":{"a":{"int16":5},"b":{"string":"x\u0000y"}}})");
+    uint8_t buf[16];
+    std::memset(buf, 0xee, sizeof buf);
+    EXPECT_EQ(pz_variant_to_msgpack_buf(v, 0, buf, 4), 12u);
+    EXPECT_EQ(hex_of(buf + 4, 12), "eeeeeeeeeeeeeeeeeeeeeeee");  // nothing past the capacity
+
+    const std::string path = ::testing::TempDir() + "pz_msgpack_file";
     ASSERT_TRUE(pz_variant_write_msgpack_file(v, path.c_str(), 0));
+    // A value that cannot be written leaves the file as it was.
+    pz_variant_t *pointer = pz_variant_ptr_new(buf);
+    EXPECT_FALSE(pz_variant_write_msgpack_file(pointer, path.c_str(), 0));
+    pz_variant_unref(pointer);
     pz_variant_t *back = pz_variant_read_msgpack_file(path.c_str(), nullptr);
     EXPECT_TRUE(pz_variant_equal(v, back));
     pz_variant_unref(back);
+    std::remove(path.c_str());
+    pz_read_error_t error;
+    EXPECT_EQ(pz_variant_read_msgpack_file(path.c_str(), &error), nullptr);
+    EXPECT_EQ(error.code, PZ_READ_CANNOT_OPEN);
 
-    // A value that cannot be written leaves the file as it was.
-    int object = 0;
-    pz_variant_t *pointer = pz_variant_ptr_new(&object);
-    EXPECT_FALSE(pz_variant_write_msgpack_file(pointer, path.c_str(), 0));
-    pz_variant_unref(pointer);
-    back = pz_variant_read_msgpack_file(path.c_str(), nullptr);
-    EXPECT_TRUE(pz_variant_equal(v, back));
-    pz_variant_unref(back);
-
-    // Two values one after the other in a stream: read whole, the second
-    // is bytes after the first.
+    // Two values in a stream, read whole: the second is bytes after the first.
     FILE *stream = std::tmpfile();
     ASSERT_NE(stream, nullptr);
-    EXPECT_TRUE(pz_variant_write_msgpack_stream(v, stream, 0));
-    EXPECT_TRUE(pz_variant_write_msgpack_stream(v, stream, 0));
+    EXPECT_TRUE(pz_variant_write_msgpack_stream(v, stream, 0) && pz_variant_write_msgpack_stream(v, stream, 0));
     std::rewind(stream);
-    pz_read_error_t error;
     EXPECT_EQ(pz_variant_read_msgpack_stream(stream, &error), nullptr);
-    EXPECT_EQ(error.code, PZ_READ_TEXT_AFTER_VALUE);
-    EXPECT_EQ(error.offset * 2, static_cast<size_t>(std::ftell(stream)));
+    EXPECT_EQ(std::to_string(error.offset) + " " + error.reason, "12 bytes after the value");
     std::fclose(stream);
     pz_variant_unref(v);
-
-    EXPECT_EQ(pz_variant_read_msgpack_file((path + "-missing").c_str(), &error), nullptr);
-    EXPECT_EQ(error.code, PZ_READ_CANNOT_OPEN);
-    std::remove(path.c_str());
+    EXPECT_EQ(pz_variant_from_msgpack(nullptr, 3, &error), nullptr);
+    EXPECT_EQ(error.code, PZ_READ_NO_TEXT);
 }
 
 TEST_F(MsgPack, TheCppInterface) {
