@@ -821,7 +821,7 @@ PZ_API size_t pz_variant_to_msgpack_buf(const pz_variant_t *v, unsigned flags, u
  * Reasons: "no input", "no value", "unexpected end of input", "bytes after
  * the value", "the never-used byte 0xc1", "an ext value is not read", "a
  * key that is not a string", "an empty key", "a key holds a NUL byte",
- * "nested too deep", "string too long", "bytes too long", "out of memory". */
+ * "nested too deep", "string too long" (a str of 4 GiB) and "out of memory". */
 PZ_API pz_variant_t *pz_variant_from_msgpack(const void *data, size_t len, pz_read_error_t *error);
 
 /** @} */
