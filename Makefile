@@ -14,7 +14,7 @@ PORTS_DIR  ?= build-ports
 # and a few thousand mutations of them.
 FUZZ_SECONDS ?= 600
 FUZZ_RUNS    ?= 2000
-FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format
+FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format fuzz_from_msgpack
 JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
 # The project's own checks treat warnings as errors; `make demo` and
@@ -22,8 +22,8 @@ CMAKE      ?= cmake
 WERROR     := -DPZ_WERROR=ON
 
 BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
-TEST_PACKAGES  := libgtest-dev doxygen valgrind
-BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev
+TEST_PACKAGES  := libgtest-dev doxygen valgrind libmsgpack-dev python3-msgpack
+BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev libmsgpack-dev
 GRIND_PACKAGES := valgrind
 FUZZ_PACKAGES  := clang libclang-rt-14-dev
 DOCS_PACKAGES  := doxygen

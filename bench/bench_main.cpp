@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "bench_json_engine.h"
+#include "bench_msgpack.h"
 #include "bench_peers.h"
 
 namespace {
@@ -201,5 +202,6 @@ int main(int argc, char **argv) {
     print_table(reporter, peak);
     pz_bench::print_json_engine_table(
         [&reporter](const std::string &name, const char *aggregate) { return reporter.get(name, aggregate); });
+    pz_bench::print_msgpack_table([&reporter](const std::string &name) { return reporter.get(name); });
     return 0;
 }

@@ -182,6 +182,19 @@ pz_variant_t *read_back() {
              const std::string text = taken(ARMED(expr)); \
              return instead(v, read(text.c_str()));       \
          }}
+// `Make()` written as MessagePack (pointers as nil) and read back, the
+// failure armed around the writer or the reader.
+template <pz_variant_t *(*Make)(), bool kArmWriter>
+pz_variant_t *msgpack_back() {
+    pz_variant_t *v = Make();
+    size_t len = 0;
+    const auto write = [&] { return pz_variant_to_msgpack(v, PZ_MSGPACK_POINTERS_AS_NIL, &len); };
+    uint8_t *bytes = kArmWriter ? armed(write) : write();
+    const auto read = [&] { return pz_variant_from_msgpack(bytes, len, nullptr); };
+    pz_variant_t *back = bytes == nullptr ? nullptr : kArmWriter ? read() : armed(read);
+    HAL_Free(bytes);
+    return instead(v, back);
+}
 // A child container lent by `array`, if made: its last element, which holds
 // the child's only reference.
 pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
@@ -279,6 +292,15 @@ const std::vector<Case> cases = {
              pz_variant_t *v = sample();
              pz_variant_write_file(v, path.c_str(), PZ_TEXT_JSON, 0);
              return instead(v, ARMED(pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr)));
+         }},
+    Case{"pz_variant_to_msgpack", msgpack_back<sample, true>},
+    Case{"pz_variant_from_msgpack", msgpack_back<sample, false>},
+    Case{"pz_variant_from_msgpack of a long array", msgpack_back<long_array, false>},
+    Case{"pz_variant_read_msgpack_file", [] {
+             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_msgpack";
+             pz_variant_t *v = sample();
+             pz_variant_write_msgpack_file(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL);
+             return instead(v, ARMED(pz_variant_read_msgpack_file(path.c_str(), nullptr)));
          }},
     Case{"pz_variant_from_dump", read_back<sample>},
     Case{"pz_variant_from_dump of a long array", read_back<long_array>},

@@ -934,6 +934,81 @@ PZ_API bool pz_variant_to_json_callback(const pz_variant_t *v, pz_write_callback
 
 /** @} */
 
+/* ---------------------------------------------------------------------- */
+/* MessagePack                                                             */
+/* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_msgpack MessagePack
+ * An exact, compact binary form of every value but the pointers, that any
+ * language's MessagePack reader takes: the form to use where the typed
+ * dump's limits matter (NaN, size, speed).
+ * @{ */
+
+/* Written, each kind has its own format, so that it reads back as itself:
+ *
+ *   kind            MessagePack                 read back as
+ *   null            nil (0xc0)                  null (an empty slot in an array)
+ *   empty slot      nil (0xc0)                  an empty slot
+ *   bool            false/true (0xc2/0xc3)      bool
+ *   int8..int64     int 8/16/32/64 (0xd0-0xd3)  int8..int64
+ *   uint8..uint64   uint 8/16/32/64 (0xcc-0xcf) uint8..uint64
+ *   float           float 32 (0xca)             float, bit for bit (NaN too)
+ *   double          float 64 (0xcb)             double, bit for bit (NaN too)
+ *   string          str (fixstr, str 8/16/32)   string, every byte (NUL too)
+ *   bytes           bin 8/16/32                 bytes
+ *   array           array (fix, 16, 32)         array, in order
+ *   dict            map (fix, 16, 32)           dict, in insertion order
+ *   raw/owned/shared pointer: refused, or nil with PZ_MSGPACK_POINTERS_AS_NIL
+ *
+ * Big-endian on every platform, as MessagePack says. An int16 holding 5 is
+ * d1 00 05. Lengths take the shortest header. The one loss: a null value
+ * inside an array reads back as an empty slot (MessagePack has one nil).
+ *
+ * With PZ_MSGPACK_SMALLEST integers take the fewest bytes instead, as other
+ * writers do; they then read back by the rule below (5 as an int64).
+ *
+ * What other writers make reads by one rule: a positive or negative fixint
+ * is an int64 (as a JSON integer is); the sized formats give the kinds of
+ * the table; nil is null; a map's keys must be non-empty str without a NUL
+ * byte; a later duplicate key wins. ext values (timestamps included) are
+ * refused, as is the never-used byte 0xc1. A str is kept as its bytes,
+ * valid UTF-8 or not. An input never costs more than in proportion to its
+ * length: a header that announces more elements or bytes than the input
+ * holds is refused before anything is allocated for it. Nesting is bounded
+ * by PZ_VARIANT_MAX_DEPTH, as for the text readers. */
+
+/** Flags of the MessagePack writers: PZ_MSGPACK_POINTERS_AS_NIL writes the
+ * pointer kinds as nil instead of refusing the value; PZ_MSGPACK_SMALLEST
+ * writes every integer in the fewest bytes (see the table above). */
+enum { PZ_MSGPACK_POINTERS_AS_NIL = 1, PZ_MSGPACK_SMALLEST = 2 };
+
+/** The MessagePack of `v` as a new HAL_Malloc block that the caller frees
+ * with HAL_Free, its length in `*len` (when `len` is not null). Null for a
+ * null `v`, a value nested deeper than PZ_VARIANT_MAX_DEPTH or containing
+ * itself, a pointer kind without PZ_MSGPACK_POINTERS_AS_NIL, or when out of
+ * memory. The value is only read. */
+PZ_API uint8_t *pz_variant_to_msgpack(const pz_variant_t *v, unsigned flags, size_t *len);
+
+/** Writes the MessagePack of `v` into `buf` (`capacity` bytes) and returns
+ * its size. A size past `capacity` means that it did not fit: nothing past
+ * `capacity` was written, and what the buffer holds is no encoding. A null `buf` (with `capacity` 0)
+ * writes nothing and allocates nothing, so a caller learns the size to
+ * pass. 0 when `v` cannot be written (as for pz_variant_to_msgpack; an
+ * encoding is never empty). */
+PZ_API size_t pz_variant_to_msgpack_buf(const pz_variant_t *v, unsigned flags, uint8_t *buf, size_t capacity);
+
+/** A new value (count 1) read from exactly one MessagePack value in the
+ * `len` bytes at `data`, by the rule above; null when it cannot be read,
+ * with the code, reason and offset in `error` when that is not null (the
+ * offset of the first byte of the value refused; line and column are 0).
+ * Reasons: "no input", "no value", "unexpected end of input", "bytes after
+ * the value", "the never-used byte 0xc1", "an ext value is not read", "a
+ * key that is not a string", "an empty key", "a key holds a NUL byte",
+ * "nested too deep", "string too long" (a str of 4 GiB) and "out of memory". */
+PZ_API pz_variant_t *pz_variant_from_msgpack(const void *data, size_t len, pz_read_error_t *error);
+
+/** @} */
+
 #ifndef PZ_NO_STDIO
 /* ---------------------------------------------------------------------- */
 /* Files and streams                                                       */
@@ -968,6 +1043,31 @@ PZ_API bool pz_variant_write_file(const pz_variant_t *v, const char *path, pz_te
  * stream stays open and is not flushed. Plain JSON goes to the stream as it
  * is written, so a value refused part way leaves part of its text there. */
 PZ_API bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format format, unsigned flags);
+/** @} */
+
+/** @defgroup pz_msgpack_files MessagePack files and streams
+ * The MessagePack form of a value to a path or a FILE *, and back.
+ * @{ */
+
+/** Writes the MessagePack of `v` (flags as for pz_variant_to_msgpack) to
+ * the file at `path`, replacing it. False when `v` or `path` is null, the
+ * value cannot be written (the file is then left as it was), or the file
+ * cannot be written. */
+PZ_API bool pz_variant_write_msgpack_file(const pz_variant_t *v, const char *path, unsigned flags);
+
+/** As pz_variant_write_msgpack_file, writing to `stream` where it stands;
+ * the stream stays open and is not flushed. A value refused part way may
+ * leave some of its bytes written. */
+PZ_API bool pz_variant_write_msgpack_stream(const pz_variant_t *v, FILE *stream, unsigned flags);
+
+/** Reads the whole file at `path` as one MessagePack value, as
+ * pz_variant_from_msgpack reads bytes; its reasons, and "cannot open file",
+ * "cannot read file". */
+PZ_API pz_variant_t *pz_variant_read_msgpack_file(const char *path, pz_read_error_t *error);
+
+/** As pz_variant_read_msgpack_file, reading `stream` from where it stands
+ * to its end; the stream stays open. */
+PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_t *error);
 /** @} */
 #endif /* PZ_NO_STDIO */
 

@@ -15,6 +15,7 @@
 #ifndef PZ_VARIANT_HPP
 #define PZ_VARIANT_HPP
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
@@ -588,6 +589,21 @@ public:
      * containing itself, std::bad_alloc when out of memory. */
     std::string to_json(bool indent = false) const;
 
+    /** The MessagePack of the value (flags as for pz_variant_to_msgpack),
+     * which pz::from_msgpack reads back to an equal value. Throws pz::error
+     * for an empty handle, a value nested deeper than PZ_VARIANT_MAX_DEPTH or
+     * containing itself, and a pointer kind without
+     * PZ_MSGPACK_POINTERS_AS_NIL. */
+    std::vector<std::byte> to_msgpack(unsigned flags = 0) const {
+        require_value("to_msgpack");
+        // Measured first (which allocates nothing), then written in place.
+        const size_t size = pz_variant_to_msgpack_buf(v_, flags, nullptr, 0);
+        if (size == 0) throw error("pzvariant: to_msgpack of a value nested too deep, containing itself or holding a pointer");
+        std::vector<std::byte> bytes(size);
+        pz_variant_to_msgpack_buf(v_, flags, reinterpret_cast<uint8_t *>(bytes.data()), size);
+        return bytes;
+    }
+
     /** Equal kinds holding equal values, as pz_variant_equal compares them;
      * two empty handles are equal. */
     friend bool operator==(const value &a, const value &b) noexcept { return pz_variant_equal(a.v_, b.v_); }
@@ -741,6 +757,21 @@ inline value from_dump(std::string_view text) { return detail::read_text(text, p
 /** The value a plain JSON text holds, its kinds by the rule in pz_variant.h.
  * Throws pz::parse_error when the text is not one JSON value. */
 inline value from_json(std::string_view text) { return detail::read_text(text, pz_variant_from_json); }
+
+/** The value of the MessagePack in the `len` bytes at `data`, its kinds by
+ * the rule in pz_variant.h. Throws pz::parse_error when the bytes are not
+ * one readable value (what() the reason, offset() where), std::bad_alloc
+ * when out of memory. */
+inline value from_msgpack(const void *data, size_t len) {
+    pz_read_error_t error;
+    pz_variant_t *v = pz_variant_from_msgpack(data, len, &error);
+    if (v != nullptr) return value::adopt(v);
+    if (error.code == PZ_READ_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw parse_error(error.reason, error.offset);
+}
+
+/** As from_msgpack(data, len), of the bytes that value::to_msgpack gives. */
+inline value from_msgpack(const std::vector<std::byte> &bytes) { return from_msgpack(bytes.data(), bytes.size()); }
 
 inline std::string value::to_json(bool indent) const {
     require_value("to_json");
