@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "hal/pz_hal.h"
+#include "pz_json_lexer.h"
 
 namespace pz::cjson64 {
 
@@ -166,16 +167,7 @@ constexpr auto kNumberChars = [] {
 
 uint8_t class_of(char c) { return kClasses.of[static_cast<unsigned char>(c)]; }
 
-// The characters a string's scan stops at: its end, an escape, the text's
-// end and the control characters, which strict JSON refuses inside it.
-constexpr auto kStringStops = [] {
-    struct table {
-        bool of[256];
-    } t{};
-    for (int c = 0; c < 0x20; ++c) t.of[c] = true;
-    t.of[static_cast<unsigned char>('"')] = t.of[static_cast<unsigned char>('\\')] = true;
-    return t;
-}();
+using json::kStringStops;
 
 }  // namespace
 
