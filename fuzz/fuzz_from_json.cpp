@@ -3,6 +3,7 @@
 // included, and writing that value again gives the same text. What it
 // refuses it refuses with a reason and an offset within the text.
 #include <cstdint>
+#include <initializer_list>
 
 #include "round_trip.h"
 

@@ -727,8 +727,9 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * reads as uint64 (up to 18446744073709551615) or, beyond that or below
  * INT64_MIN, as the nearest double, never as an error or a saturated
  * integer; "-0" is the int64 0; \u0000 is kept in a string but refused in a
- * key, as is an empty key; a later duplicate key replaces the earlier
- * value in its place.
+ * key, as is an empty key; a raw NUL byte is refused wherever it stands;
+ * a byte order mark at the start is skipped; a later duplicate key
+ * replaces the earlier value in its place.
  *
  * Written, every kind maps back: bool, null, strings and containers as
  * themselves (an empty array slot as null); integers of every width exactly;
