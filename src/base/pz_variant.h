@@ -690,10 +690,13 @@ typedef struct pz_read_error_s {
 
 /** As pz_variant_from_dump, and when `error` is not null it receives why
  * and where the text was refused (offset and reason "" when it was read).
- * Reasons include "no text", "no value", "not valid JSON", "unexpected end
- * of text", "not a typed object", "unknown kind", "value does not match its
- * kind", "a pointer is not read back", "bytes not in hex digits", "nested
- * too deep" and "out of memory". */
+ * A text that is not JSON is refused at its first fault with the reasons
+ * of pz_variant_from_json_n ("unexpected end of text", "expected a value",
+ * "invalid escape", "trailing comma", ...; "not valid JSON" for a text that
+ * cJSON refuses all the same); a dump that is JSON but describes no
+ * readable value with "not a typed object", "unknown kind", "value does not
+ * match its kind", "a pointer is not read back", "bytes not in hex digits",
+ * "nested too deep" or "out of memory"; a null text with "no text". */
 PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error);
 
 /** @} */

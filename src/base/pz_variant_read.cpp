@@ -282,90 +282,11 @@ pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r) {
     return v;
 }
 
-bool json_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
-const char *skip_space(const char *p) {
-    while (json_space(*p)) ++p;
-    return p;
-}
-
-// Past the string that starts at `p` (its closing quote, or the end).
-const char *string_end(const char *p) {
-    for (++p; *p != '\0' && *p != '"'; ++p) {
-        if (*p == '\\' && p[1] != '\0') ++p;
-    }
-    return p;
-}
-
-// Where the first value nested deeper than PZ_VARIANT_MAX_DEPTH starts: the
-// first element or member value of the first container at that depth that
-// is not empty.
-const char *too_deep_at(const char *text) {
-    int depth = 0;
-    for (const char *p = text; *p != '\0'; ++p) {
-        if (*p == '"') {
-            p = string_end(p);
-            if (*p == '\0') break;
-        } else if (*p == '[' || *p == '{') {
-            if (++depth < PZ_VARIANT_MAX_DEPTH) continue;
-            const char *inside = skip_space(p + 1);
-            if (*p == '{' && *inside == '"') inside = skip_space(skip_space(string_end(inside) + 1) + 1);
-            if (*inside != ']' && *inside != '}') return inside;
-        } else if (*p == ']' || *p == '}') {
-            --depth;
-        }
-    }
-    return text;
-}
-
-// Why cJSON refused `text`, and where, from the place `*at` it gives: a walk
-// of the text before that place (outside strings) tells a text that ends
-// inside a string or container and one nested past cJSON's limit. After a
-// character found where a member name was due, cJSON gives the place just
-// past it; `*at` is moved back onto it. A text that ends early stops at
-// its end.
-const char *parse_failure(const char *text, const char **at) {
-    // Past a UTF-8 byte order mark, which cJSON skips too.
-    const bool marked = std::strncmp(text, "\xEF\xBB\xBF", 3) == 0;
-    if (*skip_space(text + (marked ? 3 : 0)) == '\0') {
-        *at = text + std::strlen(text);  // where a value was still due
-        return "no value";
-    }
-    auto ended = [&] {
-        *at = text + std::strlen(text);
-        return "unexpected end of text";
-    };
-    const char *culprit = *at > text ? *at - 1 : text;
-    bool in_object[CJSON_NESTING_LIMIT + 2] = {};
-    int depth = 0;
-    char last = 0;  // the last character before `culprit` outside whitespace
-    auto step = [&](const char *p) {
-        if (*p == '[' || *p == '{') {
-            if (depth <= CJSON_NESTING_LIMIT) in_object[++depth] = *p == '{';
-        } else if ((*p == ']' || *p == '}') && depth > 0) {
-            --depth;
-        }
-    };
-    for (const char *p = text; p < culprit; ++p) {
-        if (*p == '"') {
-            p = string_end(p);
-            if (*p == '\0') return ended();
-        }
-        step(p);
-        if (!json_space(*p)) last = *p;
-    }
-    if (culprit < *at && *culprit != '"' && !json_space(*culprit) && in_object[depth] &&
-        (last == '{' || last == ',')) {
-        *at = culprit;
-        return "not valid JSON";
-    }
-    for (const char *q : {culprit, *at}) {
-        if (*q == '"' && *string_end(q) == '\0') return ended();
-    }
-    if (culprit < *at) step(culprit);
-    if (depth >= CJSON_NESTING_LIMIT && (**at == '[' || **at == '{')) return kTooDeep;
-    if (**at == '\0' && (depth > 0 || *culprit == ':' || *culprit == ',')) return ended();
-    return "not valid JSON";
+// Where reading `text` as strict JSON stops and why, in `fault` (code
+// PZ_READ_OK when it reads whole): the first thing wrong with the text,
+// found by the same lexer as plain JSON. Only a refused read comes here.
+void json_fault(const char *text, pz_read_error_t *fault) {
+    pz_variant_unref(pz_variant_from_json_n(text, std::strlen(text), fault));
 }
 
 // Notes why and where when `error` is given; returns null.
@@ -376,15 +297,32 @@ pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, c
     return read_fault(error, read_code_of(reason), reason, text, len, offset);
 }
 
+// Why cJSON refused `text`, stopping at `end`: the text's first fault as
+// strict JSON. A text that is strict JSON all the same is refused where
+// cJSON stopped.
+pz_variant_t *refuse_text(pz_read_error_t *error, const char *text, const char *end) {
+    if (error == nullptr) return nullptr;
+    json_fault(text, error);
+    return error->code != PZ_READ_OK ? nullptr : refuse(error, text, end, "not valid JSON");
+}
+
+// A read that the walk refused for `reason`: a nesting too deep where the
+// lexer finds it, anything else at the value.
+pz_variant_t *refuse_value(pz_read_error_t *error, const char *text, const char *reason) {
+    if (error == nullptr) return nullptr;
+    if (reason == kTooDeep) {
+        json_fault(text, error);
+        if (error->code == PZ_READ_TOO_DEEP) return nullptr;
+    }
+    return refuse(error, text, text + std::strspn(text, " \t\r\n"), reason);
+}
+
 // Reads `text` as the dump.
 pz_variant_t *read_text(const char *text, pz_read_error_t *error) {
     if (text == nullptr) return refuse(error, text, nullptr, "no text");
     const char *end = nullptr;
     cJSON *root = parse(text, &end);
-    if (root == nullptr) {
-        const char *reason = parse_failure(text, &end);
-        return refuse(error, text, end, reason);
-    }
+    if (root == nullptr) return refuse_text(error, text, end);
     exact_values exact(text, root);
     key_cache keys;
     reader r{exact, keys};
@@ -401,7 +339,7 @@ pz_variant_t *read_text(const char *text, pz_read_error_t *error) {
         return v;
     }
     pz_variant_unref(v);
-    return refuse(error, text, reason == kTooDeep ? too_deep_at(text) : skip_space(text), reason);
+    return refuse_value(error, text, reason);
 }
 
 }  // namespace
