@@ -355,43 +355,51 @@ bool exact_values::add(const entry &e) {
 // cannot or not (`digits`), so that lookups in text order never search past
 // the end: numbers a double cannot hold exactly, and, in a text with a
 // \u0000 escape, every string and member name.
+struct exact_values::scanner {
+    exact_values &self;
+    text_cursor cursor;
+    bool texts;  // whether strings are looked at: only when \u0000 occurs
+
+    // Enters the next string token as the text of `item`, marked when
+    // cJSON's C string of it, `cut`, is shorter.
+    bool text(const cJSON *item, what kind, const char *cut) {
+        if (!texts) return true;  // the numbers' tokens are found on their own
+        const std::string_view token = cursor.next(true);
+        if (token.empty() || token[0] != '"') return true;
+        const size_t n = text_cursor::decoded_length(token);
+        return self.add({item, n, kind, false, n != std::strlen(cut)});
+    }
+
+    // Enters the next number token as the value of `item`, when a double
+    // cannot hold it exactly.
+    bool number(const cJSON *item) {
+        const std::string_view token = cursor.next(texts);
+        if (token.empty()) return false;  // not this tree's text
+        if (std::fabs(item->valuedouble) < kExactBelow) return true;
+        entry e{item, 0, exact_values::number, false, false};
+        double value;
+        if (!number_of(token, &e, &value)) e.digits = false;
+        return self.add(e);
+    }
+
+    bool one(const cJSON *item, bool named) {
+        if (named && item->string != nullptr && !text(item, name_text, item->string)) return false;
+        if (is_kind(item, cJSON_String)) return text(item, value_text, item->valuestring);
+        return !is_kind(item, cJSON_Number) || number(item);
+    }
+
+    bool walk(const cJSON *item, bool named) {
+        for (; item != nullptr; item = item->next) {
+            if (!one(item, named)) return false;
+            if (item->child != nullptr && !walk(item->child, is_kind(item, cJSON_Object))) return false;
+        }
+        return true;
+    }
+};
+
 void exact_values::scan() {
     scanned_ = true;
-    struct walker {
-        exact_values &self;
-        text_cursor cursor;
-        bool texts;  // whether strings are looked at: only when \u0000 occurs
-
-        // Enters the next string token as the text of `item`, marked when
-        // cJSON's C string of it, `cut`, is shorter.
-        bool text(const cJSON *item, what kind, const char *cut) {
-            if (!texts) return true;  // the numbers' tokens are found on their own
-            const std::string_view token = cursor.next(true);
-            if (token.empty() || token[0] != '"') return true;
-            const size_t n = text_cursor::decoded_length(token);
-            return self.add({item, n, kind, false, n != std::strlen(cut)});
-        }
-
-        bool walk(const cJSON *item, bool named) {
-            for (; item != nullptr; item = item->next) {
-                if (named && item->string != nullptr && !text(item, name_text, item->string)) return false;
-                if (is_kind(item, cJSON_String)) {
-                    if (!text(item, value_text, item->valuestring)) return false;
-                } else if (is_kind(item, cJSON_Number)) {
-                    const std::string_view token = cursor.next(texts);
-                    if (token.empty()) return false;  // not this tree's text
-                    if (std::fabs(item->valuedouble) >= kExactBelow) {
-                        entry e{item, 0, number, false, false};
-                        e.digits = parse_digits(token.data(), token.data() + token.size(), &e.negative, &e.value);
-                        if (!self.add(e)) return false;
-                    }
-                }
-                if (item->child != nullptr && !walk(item->child, is_kind(item, cJSON_Object))) return false;
-            }
-            return true;
-        }
-    };
-    walker{*this, text_cursor(text_), nul_escapes()}.walk(root_, false);
+    scanner{*this, text_cursor(text_), nul_escapes()}.walk(root_, false);
 }
 
 }  // namespace pz::cjson64

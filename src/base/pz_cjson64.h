@@ -118,6 +118,7 @@ private:
         bool digits;  // a number: written as plain digits below 2^64; a text: cut short by cJSON
     };
     struct chunk;
+    struct scanner;
     bool nul_escapes();
     const entry *lookup(const cJSON *item, what kind);
     void scan();
