@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <memory>
 
 #include "pz_test.h"
 
@@ -63,6 +64,26 @@ void check_folder(const char *folder, const std::string &expect = "no .out file"
         expect_round_trip(v, json_read, json_write);
         expect_round_trip(v, json_read, [](const pz_variant_t *w) { return pz_variant_to_json(w, PZ_JSON_INDENT); });
         pz_variant_unref(v);
+    }
+}
+
+// Every prefix of every case, each in a block of exactly its length: the
+// sanitizer catches a read past the end, which a terminated text hides.
+TEST_F(JsonCases, ReadsNoByteBeyondTheLengthItIsGiven) {
+    for (const char *folder : {"accept", "refuse", "implementation-defined"}) {
+        for (const auto &entry : fs::directory_iterator(fs::path(PZ_JSON_CASES_DIR) / folder)) {
+            const std::string text = slurp(entry.path());
+            if (entry.path().extension() != ".json" || text.size() > 400) continue;
+            SCOPED_TRACE(entry.path().filename().string());
+            for (size_t len = 0; len <= text.size(); ++len) {
+                const std::unique_ptr<char[]> exact(new char[len == 0 ? 1 : len]);
+                std::memcpy(exact.get(), text.data(), len);
+                pz_read_error_t error;
+                pz_variant_t *v = pz_variant_from_json_n(exact.get(), len, &error);
+                EXPECT_TRUE(v != nullptr || (error.offset <= len && error.line > 0)) << len;
+                pz_variant_unref(v);
+            }
+        }
     }
 }
 
