@@ -14,7 +14,7 @@ PORTS_DIR  ?= build-ports
 # and a few thousand mutations of them.
 FUZZ_SECONDS ?= 600
 FUZZ_RUNS    ?= 2000
-FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format fuzz_from_msgpack
+FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format fuzz_from_msgpack fuzz_json_vs_jansson
 JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
 # The project's own checks treat warnings as errors; `make demo` and
@@ -25,7 +25,7 @@ BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev doxygen valgrind libmsgpack-dev python3-msgpack
 BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev libmsgpack-dev
 GRIND_PACKAGES := valgrind
-FUZZ_PACKAGES  := clang libclang-rt-14-dev
+FUZZ_PACKAGES  := clang libclang-rt-14-dev libjansson-dev
 DOCS_PACKAGES  := doxygen
 # `make test-ports`: each target is a toolchain file in cmake/toolchains; its
 # Debian architecture gives the cJSON it links.

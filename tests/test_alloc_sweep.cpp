@@ -208,6 +208,9 @@ pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
     CALL(full_array, none, (varray_add_##name(t, far_from_zero<ctype>(&object)), t)), \
     CALL(sample, none, (vdict_set_##name(t, "new key", far_from_zero<ctype>(&object)), t)),
 
+// Plain JSON whose strings need decoding and whose members share keys.
+constexpr char kEscapedRecords[] = R"([{"k":"\u00e9\n"},{"k":"a\"b"},{"k":[true,false,null,-1.5e3]}])";
+
 const std::vector<Case> cases = {
     PZ_SCALAR_KINDS(SCALAR)
     MAKE(pz_variant_str_new("text")),
@@ -301,6 +304,15 @@ const std::vector<Case> cases = {
              pz_variant_t *v = sample();
              pz_variant_write_msgpack_file(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL);
              return instead(v, ARMED(pz_variant_read_msgpack_file(path.c_str(), nullptr)));
+         }},
+    // The plain reader's stacks and decoding block grow as they go.
+    MAKE(pz_variant_from_json_n(kEscapedRecords, sizeof kEscapedRecords - 1, nullptr)),
+    Case{"pz_variant_from_json_n of a long array", [] {
+             pz_variant_t *v = long_array();
+             char *text = pz_variant_to_json(v, 0);
+             pz_variant_t *got = ARMED(pz_variant_from_json_n(text, std::strlen(text), nullptr));
+             HAL_Free(text);
+             return instead(v, got);
          }},
     Case{"pz_variant_from_dump", read_back<sample>},
     Case{"pz_variant_from_dump of a long array", read_back<long_array>},

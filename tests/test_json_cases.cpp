@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <memory>
 
 #include "pz_test.h"
 
@@ -35,17 +36,29 @@ void check_folder(const char *folder, const std::string &expect = "no .out file"
 
         pz_read_error_t error;
         std::memset(&error, 'x', sizeof error);
-        pz_variant_t *v = pz_variant_from_json(text.c_str(), &error);
+        // Read from its length: a case may hold a NUL byte.
+        pz_variant_t *v = pz_variant_from_json_n(text.data(), text.size(), &error);
+        if (text.find('\0') == std::string::npos) {
+            pz_variant_t *terminated = pz_variant_from_json(text.c_str(), nullptr);
+            EXPECT_EQ(terminated == nullptr, v == nullptr) << "both entries read alike";
+            pz_variant_unref(terminated);
+        }
         if (v == nullptr) {
             const size_t reason = strnlen(error.reason, sizeof error.reason);
             ASSERT_TRUE(reason > 0 && reason < sizeof error.reason) << "no reason";
             EXPECT_LE(error.offset, text.size());
-            const std::string got = "refused at " + std::to_string(error.offset) + ": " + error.reason;
-            EXPECT_EQ(want, want == "refused" ? want : got);
-            EXPECT_EQ(pz_variant_from_json(text.c_str(), nullptr), nullptr);
+            EXPECT_NE(error.code, PZ_READ_OK);
+            // The place as offset alone, or with its line and column.
+            const std::string at = "refused at " + std::to_string(error.offset);
+            const std::string place = want.find(" (") != std::string::npos
+                                          ? at + " (" + std::to_string(error.line) + ":" +
+                                                std::to_string(error.column) + ")"
+                                          : at;
+            EXPECT_EQ(want, want == "refused" ? want : place + ": " + error.reason);
             continue;
         }
-        EXPECT_TRUE(error.reason[0] == '\0' && error.offset == 0) << "a value read leaves no reason";
+        EXPECT_TRUE(error.reason[0] == '\0' && error.offset == 0 && error.code == PZ_READ_OK && error.line == 0)
+            << "a value read leaves no reason";
         EXPECT_EQ(want == "accepted" ? want : dumped(v), want);
         // Written both ways, each text reads back equal. A string that is
         // not UTF-8 is not written unless escaped, which reads as other text.
@@ -59,6 +72,26 @@ void check_folder(const char *folder, const std::string &expect = "no .out file"
         expect_round_trip(v, json_read, json_write);
         expect_round_trip(v, json_read, [](const pz_variant_t *w) { return pz_variant_to_json(w, PZ_JSON_INDENT); });
         pz_variant_unref(v);
+    }
+}
+
+// Every prefix of every case, each in a block of exactly its length: the
+// sanitizer catches a read past the end, which a terminated text hides.
+TEST_F(JsonCases, ReadsNoByteBeyondTheLengthItIsGiven) {
+    for (const char *folder : {"accept", "refuse", "implementation-defined"}) {
+        for (const auto &entry : fs::directory_iterator(fs::path(PZ_JSON_CASES_DIR) / folder)) {
+            const std::string text = slurp(entry.path());
+            if (entry.path().extension() != ".json" || text.size() > 400) continue;
+            SCOPED_TRACE(entry.path().filename().string());
+            for (size_t len = 0; len <= text.size(); ++len) {
+                const std::unique_ptr<char[]> exact(new char[len == 0 ? 1 : len]);
+                std::memcpy(exact.get(), text.data(), len);
+                pz_read_error_t error;
+                pz_variant_t *v = pz_variant_from_json_n(exact.get(), len, &error);
+                EXPECT_TRUE(v != nullptr || (error.offset <= len && error.line > 0)) << len;
+                pz_variant_unref(v);
+            }
+        }
     }
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "hal/pz_hal.h"
+#include "pz_json_lexer.h"
 
 namespace pz::cjson64 {
 
@@ -84,38 +85,6 @@ bool parse_digits(const char *first, const char *last, bool *negative, uint64_t 
 
 namespace {
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
-// -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)? exactly, which cJSON (reading
-// any run of these characters with strtod) does not insist on.
-bool json_number(const char *p, const char *last) {
-    auto digits = [&] {
-        const char *first = p;
-        while (p < last && is_digit(*p)) ++p;
-        return p > first;
-    };
-    if (p < last && *p == '-') ++p;
-    if (p < last && *p == '0') {
-        ++p;
-    } else if (!digits()) {
-        return false;
-    }
-    if (p < last && *p == '.' && (++p, !digits())) return false;
-    if (p < last && (*p == 'e' || *p == 'E')) {
-        ++p;
-        if (p < last && (*p == '+' || *p == '-')) ++p;
-        if (!digits()) return false;
-    }
-    return p == last;
-}
-
-bool is_hex_digit(char c) { return is_digit(c) || ((c | 0x20) >= 'a' && (c | 0x20) <= 'f'); }
-
-// Whether the four characters at `p` are hex digits (stopping at a NUL).
-bool hex4_digits(const char *p) {
-    return is_hex_digit(p[0]) && is_hex_digit(p[1]) && is_hex_digit(p[2]) && is_hex_digit(p[3]);
-}
-
 unsigned hex4(const char *p) {
     unsigned value = 0;
     for (int i = 0; i < 4; ++i) {
@@ -132,25 +101,19 @@ namespace {
 
 // Character classes of the cursor, one table lookup per byte.
 enum char_class : uint8_t {
-    plain_char = 0,    // in a string: taken as it is; between tokens: passed over
+    passed_over = 0,   // between tokens: structure, whitespace, literals
     ends_text = 1,     // the terminator
     quote = 2,         // '"'
-    backslash = 3,     // '\\'
-    control = 4,       // below 0x20, outside the four whitespace characters
-    space = 5,         // the four whitespace characters
-    number_start = 6,  // '-' and the digits
+    number_start = 3,  // '-' and the digits
 };
 
 constexpr auto kClasses = [] {
     struct table {
         uint8_t of[256];
     } t{};
-    for (int c = 1; c < 0x20; ++c) t.of[c] = control;
-    for (char c : {' ', '\t', '\n', '\r'}) t.of[static_cast<unsigned char>(c)] = space;
     for (int c = '0'; c <= '9'; ++c) t.of[c] = number_start;
     t.of[static_cast<unsigned char>('-')] = number_start;
     t.of[static_cast<unsigned char>('"')] = quote;
-    t.of[static_cast<unsigned char>('\\')] = backslash;
     t.of[0] = ends_text;
     return t;
 }();
@@ -166,84 +129,35 @@ constexpr auto kNumberChars = [] {
 
 uint8_t class_of(char c) { return kClasses.of[static_cast<unsigned char>(c)]; }
 
-// The characters a string's scan stops at: its end, an escape, the text's
-// end and the control characters, which strict JSON refuses inside it.
-constexpr auto kStringStops = [] {
-    struct table {
-        bool of[256];
-    } t{};
-    for (int c = 0; c < 0x20; ++c) t.of[c] = true;
-    t.of[static_cast<unsigned char>('"')] = t.of[static_cast<unsigned char>('\\')] = true;
-    return t;
-}();
+using json::kStringStops;
+
+// Past the string whose quote is at `p`: past its closing quote, or at the
+// text's end when it has none.
+const char *past_string(const char *p) {
+    for (++p;; ++p) {
+        while (!kStringStops.of[static_cast<unsigned char>(*p)]) ++p;
+        if (*p == '"') return p + 1;
+        if (*p == '\0') return p;
+        if (*p == '\\' && p[1] != '\0') ++p;
+    }
+}
 
 }  // namespace
 
-std::string_view text_cursor::next() {
+std::string_view text_cursor::next(bool strings) {
     for (;; ++p_) {
         const uint8_t cls = class_of(*p_);
         if (cls == ends_text) return {};
         const char *start = p_;
         if (cls == quote) {
-            nul_ = false;
-            for (++p_;; ++p_) {
-                while (!kStringStops.of[static_cast<unsigned char>(*p_)]) ++p_;
-                const uint8_t in = class_of(*p_);
-                // The string ends at its quote or, unclosed, at the text's end.
-                if (in == quote || in == ends_text) break;
-                if (in == control || (in == space && *p_ != ' ')) {
-                    fault(p_, "control character in a string");
-                } else if (in == backslash && p_[1] != '\0') {
-                    ++p_;
-                    if (*p_ == 'u') {
-                        nul_ |= std::strncmp(p_, "u0000", 5) == 0;
-                        // cJSON passes some malformed \u escapes over.
-                        if (!hex4_digits(p_ + 1)) fault(p_ - 1, "malformed escape");
-                    }
-                }
-            }
-            if (*p_ == '"') ++p_;
+            p_ = past_string(p_);
+            if (!strings) continue;
             return {start, static_cast<size_t>(p_ - start)};
         }
         if (cls == number_start) {
             while (kNumberChars.of[static_cast<unsigned char>(*p_)]) ++p_;
-            if (!json_number(start, p_)) fault(start, "malformed number");
             return {start, static_cast<size_t>(p_ - start)};
         }
-        // Structure and whitespace are passed over.
-        if (cls == control) fault(p_, "control character outside a string");
-    }
-}
-
-std::string_view text_cursor::next_number() {
-    for (const char *p = p_;; ++p) {
-        if (*p == '"') {
-            for (++p; *p != '"'; ++p) {
-                while (!kStringStops.of[static_cast<unsigned char>(*p)]) ++p;
-                if (*p == '"') break;
-                if (*p == '\0') return {};
-                if (*p == '\\' && p[1] != '\0') ++p;
-            }
-        } else if (*p == '-' || is_digit(*p)) {
-            const char *start = p;
-            while (kNumberChars.of[static_cast<unsigned char>(*p)]) ++p;
-            p_ = p;
-            return {start, static_cast<size_t>(p - start)};
-        } else if (*p == '\0') {
-            return {};
-        }
-    }
-}
-
-void text_cursor::finish() {
-    while (!next().empty()) {
-    }
-}
-
-void text_cursor::fault(const char *at, const char *reason) {
-    if (fault_at_ == nullptr) {
-        fault_at_ = at;
-        fault_ = reason;
     }
 }
 
@@ -330,38 +244,39 @@ void exact_values::release() {
     last_at_ = 0;
 }
 
+namespace {
+
+// A number token read by the lexer's codec, as the plain reader reads it:
+// its nearest double in `value`, and in `e` its sign and magnitude when it
+// is plain digits below 2^64. False when the token is not one strict JSON
+// number (cJSON reads a few more, such as 01).
+template <class Entry>
+bool number_of(std::string_view token, Entry *e, double *value) {
+    json::lexer lx(token.data(), token.size());
+    json::number_token n;
+    if (!lx.number(&n) || lx.pos() != token.data() + token.size()) return false;
+    e->negative = n.negative;
+    e->digits = n.integer;
+    e->value = n.integer ? n.magnitude : 0;
+    *value = !n.integer ? n.value : n.negative ? -static_cast<double>(n.magnitude) : static_cast<double>(n.magnitude);
+    return true;
+}
+
+}  // namespace
+
 // Only numbers a double cannot hold exactly are matched: the others are
-// never looked up. A token's value is what the parser made of it, as near
-// as a correctly rounded conversion, which is what the check asks of it.
+// never looked up. A token's value is correctly rounded, as the parser's
+// is, so the two agree exactly when they are the same number.
 void exact_values::take(const cJSON *item) {
     if (!in_step_ || !is_kind(item, cJSON_Number) || std::fabs(item->valuedouble) < kExactBelow) return;
     for (;;) {
-        const std::string_view token = numbers_.next_number();
+        const std::string_view token = numbers_.next(false);
         entry e{item, 0, number, false, false};
         double value = 0;
-        const char *first = token.data();
-        const char *last = first + token.size();
-        if (token.empty()) {
+        if (token.empty() || !number_of(token, &e, &value)) {
             in_step_ = false;
             return;
         }
-        const char *exponent = std::find_if(first, last, [](char c) { return c == 'e' || c == 'E'; });
-        // At most 15 digits before the point: below 2^53.
-        if (exponent == last && std::find(first, last, '.') - first - (*first == '-') <= 15) continue;
-        e.digits = parse_digits(first, last, &e.negative, &e.value);
-        if (e.digits) {
-            value = static_cast<double>(e.value);
-        } else {
-            const auto [end, ec] = std::from_chars(first + (*first == '-'), last, value);
-            if (ec == std::errc::result_out_of_range) {
-                // Beyond the doubles: infinite, or zero for a negative exponent.
-                value = exponent + 1 < last && exponent[1] == '-' ? 0.0 : HUGE_VAL;
-            } else if (ec != std::errc() || end != last) {
-                in_step_ = false;
-                return;
-            }
-        }
-        if (*first == '-') value = -value;
         if (std::fabs(value) < kExactBelow) continue;  // an item that is never taken
         in_step_ = value == item->valuedouble;
         if (in_step_) taken_ = e;
@@ -440,43 +355,51 @@ bool exact_values::add(const entry &e) {
 // cannot or not (`digits`), so that lookups in text order never search past
 // the end: numbers a double cannot hold exactly, and, in a text with a
 // \u0000 escape, every string and member name.
+struct exact_values::scanner {
+    exact_values &self;
+    text_cursor cursor;
+    bool texts;  // whether strings are looked at: only when \u0000 occurs
+
+    // Enters the next string token as the text of `item`, marked when
+    // cJSON's C string of it, `cut`, is shorter.
+    bool text(const cJSON *item, what kind, const char *cut) {
+        if (!texts) return true;  // the numbers' tokens are found on their own
+        const std::string_view token = cursor.next(true);
+        if (token.empty() || token[0] != '"') return true;
+        const size_t n = text_cursor::decoded_length(token);
+        return self.add({item, n, kind, false, n != std::strlen(cut)});
+    }
+
+    // Enters the next number token as the value of `item`, when a double
+    // cannot hold it exactly.
+    bool number(const cJSON *item) {
+        const std::string_view token = cursor.next(texts);
+        if (token.empty()) return false;  // not this tree's text
+        if (std::fabs(item->valuedouble) < kExactBelow) return true;
+        entry e{item, 0, exact_values::number, false, false};
+        double value;
+        if (!number_of(token, &e, &value)) e.digits = false;
+        return self.add(e);
+    }
+
+    bool one(const cJSON *item, bool named) {
+        if (named && item->string != nullptr && !text(item, name_text, item->string)) return false;
+        if (is_kind(item, cJSON_String)) return text(item, value_text, item->valuestring);
+        return !is_kind(item, cJSON_Number) || number(item);
+    }
+
+    bool walk(const cJSON *item, bool named) {
+        for (; item != nullptr; item = item->next) {
+            if (!one(item, named)) return false;
+            if (item->child != nullptr && !walk(item->child, is_kind(item, cJSON_Object))) return false;
+        }
+        return true;
+    }
+};
+
 void exact_values::scan() {
     scanned_ = true;
-    struct walker {
-        exact_values &self;
-        text_cursor cursor;
-        bool texts;  // whether strings are looked at: only when \u0000 occurs
-
-        // Enters the next string token as the text of `item`, marked when
-        // cJSON's C string of it, `cut`, is shorter.
-        bool text(const cJSON *item, what kind, const char *cut) {
-            if (!texts) return true;  // the numbers' tokens are found on their own
-            const std::string_view token = cursor.next();
-            if (token.empty() || token[0] != '"') return true;
-            const size_t n = text_cursor::decoded_length(token);
-            return self.add({item, n, kind, false, n != std::strlen(cut)});
-        }
-
-        bool walk(const cJSON *item, bool named) {
-            for (; item != nullptr; item = item->next) {
-                if (named && item->string != nullptr && !text(item, name_text, item->string)) return false;
-                if (is_kind(item, cJSON_String)) {
-                    if (!text(item, value_text, item->valuestring)) return false;
-                } else if (is_kind(item, cJSON_Number)) {
-                    const std::string_view token = texts ? cursor.next() : cursor.next_number();
-                    if (token.empty()) return false;  // not this tree's text
-                    if (std::fabs(item->valuedouble) >= kExactBelow) {
-                        entry e{item, 0, number, false, false};
-                        e.digits = parse_digits(token.data(), token.data() + token.size(), &e.negative, &e.value);
-                        if (!self.add(e)) return false;
-                    }
-                }
-                if (item->child != nullptr && !walk(item->child, is_kind(item, cJSON_Object))) return false;
-            }
-            return true;
-        }
-    };
-    walker{*this, text_cursor(text_), nul_escapes()}.walk(root_, false);
+    scanner{*this, text_cursor(text_), nul_escapes()}.walk(root_, false);
 }
 
 }  // namespace pz::cjson64

@@ -47,34 +47,16 @@ bool cJSON_SetObjectItem(cJSON *object, const char *name, cJSON *item);
 // Plain decimal digits with an optional minus, magnitude below 2^64.
 bool parse_digits(const char *first, const char *last, bool *negative, uint64_t *magnitude);
 
-// The string and number tokens of a JSON text one after the other: the
-// order in which a pre-order walk of cJSON's tree meets member names,
-// strings and numbers. On the way it notes the first place where the text
-// is not strict JSON although cJSON reads it: a control character outside
-// the four whitespace characters, a raw control character in a string, a
-// number such as 01, 1. or -.5.
+// The string and number tokens of a text that cJSON has read, one after
+// the other: the order in which a pre-order walk of cJSON's tree meets
+// member names, strings and numbers.
 class text_cursor {
 public:
     explicit text_cursor(const char *text) : p_(text) {}
 
-    // The next token, a string with its quotes or a number; empty when the
-    // text ends first.
-    std::string_view next();
-
-    // The next number token, strings passed over unchecked: for a text
-    // that cJSON has read, when only its numbers are wanted. Notes nothing.
-    std::string_view next_number();
-
-    // Goes through the rest of the text, noting what is not strict.
-    void finish();
-
-    // Where the first fault is and what it is; null when none was seen.
-    const char *fault_at() const { return fault_at_; }
-    const char *fault() const { return fault_; }
-
-    // Whether the last string token holds \u0000, so that cJSON's C string
-    // of it is cut short.
-    bool holds_nul() const { return nul_; }
+    // The next token, a string with its quotes or a number (strings passed
+    // over unless `strings`); empty when the text ends first.
+    std::string_view next(bool strings);
 
     // The length in bytes of a string token as cJSON decodes it: each
     // escape one byte, \uXXXX its code point's UTF-8 length (a surrogate
@@ -82,12 +64,7 @@ public:
     static size_t decoded_length(std::string_view token);
 
 private:
-    void fault(const char *at, const char *reason);
-
     const char *p_;
-    const char *fault_at_ = nullptr;
-    const char *fault_ = nullptr;
-    bool nul_ = false;  // whether the last string token holds \u0000
 };
 
 // What cJSON cannot hold of one parsed text, recovered from the text
@@ -141,6 +118,7 @@ private:
         bool digits;  // a number: written as plain digits below 2^64; a text: cut short by cJSON
     };
     struct chunk;
+    struct scanner;
     bool nul_escapes();
     const entry *lookup(const cJSON *item, what kind);
     void scan();

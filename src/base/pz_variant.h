@@ -10,9 +10,10 @@
  * taken and dropped from any thread. A value that no thread changes may be
  * read by several threads at once: getters, pz_variant_equal, dup, dumps,
  * and concat into a value of the reader's own. The readers (from_dump,
- * from_json, read_file and the others) may run at once (they take one lock
- * around cJSON's parser, whose error position is process-wide; a host
- * calling cJSON_Parse itself from other threads races with them on it). Everything that changes a value must be
+ * from_json, read_file and the others) may run at once: the plain JSON
+ * readers take no lock; the dump's readers take one around cJSON's parser,
+ * whose error position is process-wide (a host calling cJSON_Parse itself
+ * from other threads races with them on it). Everything that changes a value must be
  * serialised by the callers with every other use of that value. cJSON's
  * allocation hooks are left as the host set them.
  *
@@ -845,10 +846,13 @@ typedef struct pz_read_error_s {
 
 /** As pz_variant_from_dump, and when `error` is not null it receives why
  * and where the text was refused (offset and reason "" when it was read).
- * Reasons include "no text", "no value", "not valid JSON", "unexpected end
- * of text", "not a typed object", "unknown kind", "value does not match its
- * kind", "a pointer is not read back", "bytes not in hex digits", "nested
- * too deep" and "out of memory". */
+ * A text that is not JSON is refused at its first fault with the reasons
+ * of pz_variant_from_json_n ("unexpected end of text", "expected a value",
+ * "invalid escape", "trailing comma", ...; "not valid JSON" for a text that
+ * cJSON refuses all the same); a dump that is JSON but describes no
+ * readable value with "not a typed object", "unknown kind", "value does not
+ * match its kind", "a pointer is not read back", "bytes not in hex digits",
+ * "nested too deep" or "out of memory"; a null text with "no text". */
 PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error);
 
 /** @} */
@@ -872,8 +876,19 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * skipped); numbers such as 01, 1. or -.5, control characters outside the
  * four whitespace characters and raw control characters in strings are
  * refused, as are a key that is empty or holds a NUL byte (a dictionary
- * cannot store it) and a nesting deeper than PZ_VARIANT_MAX_DEPTH. Bytes of
- * invalid UTF-8 in strings are kept as they are.
+ * cannot store it), a nesting deeper than PZ_VARIANT_MAX_DEPTH, and a string
+ * that is not valid UTF-8 (an overlong form, an encoded surrogate, a stray
+ * or missing continuation byte, a byte such as 0xFF): such a text is
+ * refused with "invalid UTF-8" at the first byte at fault, so that every
+ * string read is text that any other reader and writer of JSON accepts.
+ *
+ * Where other readers of JSON may differ by design: an integer beyond int64
+ * reads as uint64 (up to 18446744073709551615) or, beyond that or below
+ * INT64_MIN, as the nearest double, never as an error or a saturated
+ * integer; "-0" is the int64 0; \u0000 is kept in a string but refused in a
+ * key, as is an empty key; a raw NUL byte is refused wherever it stands;
+ * a byte order mark at the start is skipped; a later duplicate key
+ * replaces the earlier value in its place.
  *
  * Written, every kind maps back: bool, null, strings and containers as
  * themselves (an empty array slot as null); integers of every width exactly;
@@ -883,15 +898,28 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * bytes as a string of lowercase hex digits, two a byte; the raw, owned and
  * shared pointer kinds as null, or refused with PZ_JSON_REFUSE_POINTERS. */
 
-/** A new value (count 1) read from the plain JSON `text` by the rule above;
- * null when it cannot be read, with the reason and offset in `error` when
- * that is not null ("" and 0 when the text was read). Reasons include
- * "no text", "no value", "not valid JSON", "unexpected end of text", "text
- * after the value", "malformed number", "malformed escape", "control
- * character in a string",
- * "control character outside a string", "an empty key", "a key holds a NUL
- * byte", "nested too deep" and "out of memory". */
+/** A new value (count 1) read from the plain JSON `text` (NUL-terminated)
+ * by the rule above; as pz_variant_from_json_n over strlen(text) bytes. */
 PZ_API pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error);
+
+/** A new value (count 1) read from the `len` bytes of plain JSON at `text`
+ * by the rule above; no terminator is needed, and a NUL byte among them is
+ * refused where it stands. Null when the text cannot be read, with `error`
+ * (when not null) filled at the byte where reading stopped: the code, the
+ * reason, the offset, the line and the column ("", 0 and PZ_READ_OK when
+ * the text was read). The reasons: "no text" (a null `text`), "no value",
+ * "unexpected end of text", "text after the value", "expected a value",
+ * "expected a key", "expected ':'", "expected ',' or ']'", "expected ','
+ * or '}'", "invalid literal", "trailing comma" (at the comma), "malformed
+ * number", "leading zero", "unterminated string" (at the raw line break or
+ * the end that leaves it open), "invalid escape" (such as \q), "malformed
+ * escape" (\u without four hex digits), "lone surrogate", "control
+ * character in a string", "control character outside a string", "NUL byte
+ * in the text", "invalid UTF-8", "an empty key", "a key holds a NUL byte",
+ * "nested too deep", "string too long" and "out of memory". The reader
+ * keeps no state between calls and takes no lock: any number of threads
+ * may read at once. */
+PZ_API pz_variant_t *pz_variant_from_json_n(const char *text, size_t len, pz_read_error_t *error);
 
 /** Flags of the plain JSON writers: PZ_JSON_INDENT lays the text out over
  * lines, two spaces a level, for people; PZ_JSON_REFUSE_POINTERS makes a

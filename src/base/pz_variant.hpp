@@ -76,16 +76,29 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/** A text that could not be read: what() says why, offset() where. */
+/** A text that could not be read: what() says why, code() the same for a
+ * program, offset(), line() and column() where. */
 class parse_error : public error {
 public:
     /** An error for `reason`, found at byte `offset` of the text. */
     parse_error(const std::string &reason, size_t offset) : error(reason), offset_(offset) {}
+    /** An error as a C reader reported it. */
+    explicit parse_error(const pz_read_error_t &e)
+        : error(e.reason), offset_(e.offset), code_(e.code), line_(e.line), column_(e.column) {}
     /** The byte offset in the text at which reading stopped. */
     size_t offset() const noexcept { return offset_; }
+    /** The reason as a code (PZ_READ_INVALID_SYNTAX when made from a reason alone). */
+    pz_read_code code() const noexcept { return code_; }
+    /** The line of offset(), from 1; 0 when not known. */
+    size_t line() const noexcept { return line_; }
+    /** Its column in characters, from 1; 0 when not known. */
+    size_t column() const noexcept { return column_; }
 
 private:
     size_t offset_;
+    pz_read_code code_ = PZ_READ_INVALID_SYNTAX;
+    size_t line_ = 0;
+    size_t column_ = 0;
 };
 
 /// @cond detail
@@ -733,6 +746,13 @@ value pack(const Ts &...xs) {
 /// @cond detail
 namespace detail {
 
+// Takes `v` over; throws what `error` reports when it is null.
+inline value read_result(pz_variant_t *v, const pz_read_error_t &error) {
+    if (v != nullptr) return value::adopt(v);
+    if (error.code == PZ_READ_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw parse_error(error);
+}
+
 // The value `read` makes of `text`; throws pz::parse_error with the reason
 // and offset when it cannot, std::bad_alloc when memory ran out.
 inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *, pz_read_error_t *)) {
@@ -741,10 +761,7 @@ inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *
     if (nul != std::string_view::npos) throw parse_error("NUL byte in the text", nul);
     const std::string terminated(text);
     pz_read_error_t error;
-    pz_variant_t *v = read(terminated.c_str(), &error);
-    if (v != nullptr) return value::adopt(v);
-    if (std::strcmp(error.reason, "out of memory") == 0) throw std::bad_alloc();
-    throw parse_error(error.reason, error.offset);
+    return read_result(read(terminated.c_str(), &error), error);
 }
 
 }  // namespace detail
@@ -754,9 +771,14 @@ inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *
  * describes no readable value (what() the reason, offset() where). */
 inline value from_dump(std::string_view text) { return detail::read_text(text, pz_variant_from_dump_ex); }
 
-/** The value a plain JSON text holds, its kinds by the rule in pz_variant.h.
- * Throws pz::parse_error when the text is not one JSON value. */
-inline value from_json(std::string_view text) { return detail::read_text(text, pz_variant_from_json); }
+/** The value a plain JSON text holds, its kinds by the rule in pz_variant.h,
+ * read from the view's length (a NUL byte in it is refused where it is).
+ * Throws pz::parse_error when the text is not one JSON value (what(), code(),
+ * offset(), line() and column() say why and where). */
+inline value from_json(std::string_view text) {
+    pz_read_error_t error;
+    return detail::read_result(pz_variant_from_json_n(text.data(), text.size(), &error), error);
+}
 
 /** The value of the MessagePack in the `len` bytes at `data`, its kinds by
  * the rule in pz_variant.h. Throws pz::parse_error when the bytes are not

@@ -85,12 +85,13 @@ pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_rea
     size_t len = 0;
     char *text = read_all(stream, &len, &reason);
     if (text == nullptr) return refused(error, 0, reason);
-    // The readers take a NUL-terminated text; a NUL inside it would hide
-    // the rest.
+    // Plain JSON is read from its length, which refuses a NUL byte where it
+    // stands. The dump reader takes a NUL-terminated text, which a NUL
+    // inside it would cut short.
     const size_t first_nul = std::strlen(text);
-    pz_variant_t *v = first_nul < len ? refused(error, first_nul, "NUL byte in the text", text, len)
-                      : format == PZ_TEXT_JSON ? pz_variant_from_json(text, error)
-                                               : pz_variant_from_dump_ex(text, error);
+    pz_variant_t *v = format == PZ_TEXT_JSON ? pz_variant_from_json_n(text, len, error)
+                      : first_nul < len      ? refused(error, first_nul, "NUL byte in the text", text, len)
+                                             : pz_variant_from_dump_ex(text, error);
     HAL_Free(text);
     return v;
 }

@@ -191,7 +191,7 @@ private:
         if (std::memchr(name, '\0', n) != nullptr) return fault(PZ_READ_INVALID_KEY, "a key holds a NUL byte", at);
         p_ += n;
         *hash = pz_hash_bytes(name, n);
-        *key = keys_.get(name, n, *hash);
+        *key = keys_.key(name, n, *hash);
         return *key != nullptr || out_of_memory(at);
     }
 

@@ -1,7 +1,6 @@
-// The readers: the typed dump, which rebuilds a value from the text the
-// writer makes, and plain JSON, whose kinds follow one rule. The dump reader
-// is lenient: an element or member it cannot read is left out and the rest
-// is still returned. The plain reader takes the whole text or nothing.
+// The typed dump's reader, which rebuilds a value from the text the writer
+// makes. It is lenient: an element or member it cannot read is left out and
+// the rest is still returned.
 #include <algorithm>
 #include <cfloat>
 #include <climits>
@@ -13,6 +12,7 @@
 
 #include "pz_cjson64.h"
 #include "pz_hex.h"
+#include "pz_key_cache.h"
 #include "pz_read_error.h"
 #include "pz_variant_dump.h"
 #include "pz_variant_internal.h"
@@ -22,55 +22,20 @@ using namespace pz::cjson64;
 
 namespace {
 
-// The key strings of one read, shared by the members that have the same
-// name: a text of many records repeats a few names thousands of times, and a
-// shared key saves a block per member. A small table by hash, each slot
-// keeping the last name that fell into it; its references go when the read
-// ends.
-class key_cache {
-public:
-    key_cache() = default;
-    key_cache(const key_cache &) = delete;
-    key_cache &operator=(const key_cache &) = delete;
-    ~key_cache() {
-        for (pz_string_t *key : slots_) pz_string_unref(key);
-    }
-
-    // A new reference to a key holding `name` of `len` bytes and hash
-    // `hash`; null when out of memory.
-    pz_string_t *key(const char *name, size_t len, uint32_t hash) {
-        pz_string_t *&slot = slots_[hash % kSlots];
-        if (slot != nullptr && static_cast<size_t>(slot->len) == len && std::memcmp(slot->cstr, name, len) == 0) {
-            return pz_string_ref(slot);
-        }
-        pz_string_t *made = len < INT32_MAX ? pz_string_new_len(name, static_cast<int>(len)) : nullptr;
-        if (made == nullptr) return nullptr;
-        pz_string_unref(slot);
-        slot = pz_string_ref(made);
-        return made;
-    }
-
-private:
-    static constexpr unsigned kSlots = 64;
-    pz_string_t *slots_[kSlots] = {};
-};
-
 // One read on its way down the tree: the text's exact values, how deep it
 // is, and why the last value gave null.
 struct reader {
     exact_values &exact;
     key_cache &keys;
-    text_cursor *plain;  // plain JSON: its tokens, met in step with the walk
     int depth = 0;       // of the container being read, the top value being 1
     bool stopped = false;
     const char *reason = nullptr;
-    const char *at = nullptr;  // where it failed, when known
 
-    // Null, noting why. The dump leaves such an element or member out; plain
-    // JSON, and a nesting too deep, fail the whole read.
+    // Null, noting why. The dump leaves such an element or member out; a
+    // nesting too deep fails the whole read.
     pz_variant_t *fail(const char *why, bool whole = false) {
         reason = why;
-        stopped |= whole || plain != nullptr;
+        stopped |= whole;
         return nullptr;
     }
     pz_variant_t *made(pz_variant_t *v) { return v != nullptr ? v : fail("out of memory"); }
@@ -79,14 +44,13 @@ struct reader {
     // order: those in what it leaves unread pass here. The walk recurses as
     // deep as the parser's nesting limit allows.
     void pass_over(const cJSON *item) {
-        if (plain != nullptr || stopped) return;
+        if (stopped) return;
         exact.take(item);
         for (const cJSON *child = item->child; child != nullptr; child = child->next) pass_over(child);
     }
 };
 
 pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r);
-pz_variant_t *json_to_variant(const cJSON *item, reader &r);
 
 // cJSON's parser records its error position in one process-wide variable,
 // so two of our parses must not run at once. The walk runs outside the lock.
@@ -211,7 +175,7 @@ size_t child_count(const cJSON *item) {
 // An element or member value, in the reader's format.
 pz_variant_t *element_value(const cJSON *item, reader &r) {
     if (r.depth >= PZ_VARIANT_MAX_DEPTH) return r.fail(kTooDeep, true);
-    return r.plain != nullptr ? json_to_variant(item, r) : dump_to_variant(item, r);
+    return dump_to_variant(item, r);
 }
 
 struct level {
@@ -249,14 +213,7 @@ pz_variant_t *dict_value(const cJSON *item, reader &r) {
     for (const cJSON *member = item->child; member != nullptr && !r.stopped; member = member->next) {
         // A name holding a NUL cannot be a key, which ends at its first NUL.
         const char *name = member->string;
-        bool cut = false;
-        if (r.plain != nullptr) {
-            const std::string_view token = r.plain->next();
-            cut = r.plain->holds_nul();
-            r.at = token.data();  // where the whole read stops if this member fails
-        } else {
-            cut = r.exact.name_cut(member);
-        }
+        const bool cut = r.exact.name_cut(member);
         // Neither can an empty name; the dump leaves such members out.
         if (cut || *name == '\0') {
             r.pass_over(member);
@@ -325,130 +282,11 @@ pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r) {
     return v;
 }
 
-// A number of plain JSON by the rule of kinds: written as an integer, int64
-// when it fits, else uint64 when it fits; any other number a double.
-pz_variant_t *json_number(const cJSON *item, reader &r) {
-    const std::string_view token = r.plain->next();
-    bool negative;
-    uint64_t magnitude;
-    if (token.find_first_of(".eE") == std::string_view::npos &&
-        parse_digits(token.data(), token.data() + token.size(), &negative, &magnitude)) {
-        if (negative && magnitude <= uint64_t{1} << 63) {
-            return r.made(pz_variant_int64_new(static_cast<int64_t>(0 - magnitude)));
-        }
-        if (!negative && magnitude <= INT64_MAX) return r.made(pz_variant_int64_new(static_cast<int64_t>(magnitude)));
-        if (!negative) return r.made(pz_variant_uint64_new(magnitude));
-    }
-    return r.made(pz_variant_double_new(item->valuedouble));
-}
-
-pz_variant_t *json_to_variant(const cJSON *item, reader &r) {
-    switch (item->type & 0xff) {
-        case cJSON_NULL:
-            return r.made(new_record(vtype_null));
-        case cJSON_False:
-        case cJSON_True:
-            return r.made(pz_variant_bool_new(is_kind(item, cJSON_True)));
-        case cJSON_Number:
-            return json_number(item, r);
-        case cJSON_String: {
-            const std::string_view token = r.plain->next();
-            const size_t len = r.plain->holds_nul() ? text_cursor::decoded_length(token) : std::strlen(item->valuestring);
-            return string_value(item, len, r);
-        }
-        case cJSON_Array:
-            return array_value(item, r);
-        case cJSON_Object:
-            return dict_value(item, r);
-        default:
-            return r.fail("not JSON");
-    }
-}
-
-bool json_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
-const char *skip_space(const char *p) {
-    while (json_space(*p)) ++p;
-    return p;
-}
-
-// Past the string that starts at `p` (its closing quote, or the end).
-const char *string_end(const char *p) {
-    for (++p; *p != '\0' && *p != '"'; ++p) {
-        if (*p == '\\' && p[1] != '\0') ++p;
-    }
-    return p;
-}
-
-// Where the first value nested deeper than PZ_VARIANT_MAX_DEPTH starts: the
-// first element or member value of the first container at that depth that
-// is not empty.
-const char *too_deep_at(const char *text) {
-    int depth = 0;
-    for (const char *p = text; *p != '\0'; ++p) {
-        if (*p == '"') {
-            p = string_end(p);
-            if (*p == '\0') break;
-        } else if (*p == '[' || *p == '{') {
-            if (++depth < PZ_VARIANT_MAX_DEPTH) continue;
-            const char *inside = skip_space(p + 1);
-            if (*p == '{' && *inside == '"') inside = skip_space(skip_space(string_end(inside) + 1) + 1);
-            if (*inside != ']' && *inside != '}') return inside;
-        } else if (*p == ']' || *p == '}') {
-            --depth;
-        }
-    }
-    return text;
-}
-
-// Why cJSON refused `text`, and where, from the place `*at` it gives: a walk
-// of the text before that place (outside strings) tells a text that ends
-// inside a string or container and one nested past cJSON's limit. After a
-// character found where a member name was due, cJSON gives the place just
-// past it; `*at` is moved back onto it. A text that ends early stops at
-// its end.
-const char *parse_failure(const char *text, const char **at) {
-    // Past a UTF-8 byte order mark, which cJSON skips too.
-    const bool marked = std::strncmp(text, "\xEF\xBB\xBF", 3) == 0;
-    if (*skip_space(text + (marked ? 3 : 0)) == '\0') {
-        *at = text + std::strlen(text);  // where a value was still due
-        return "no value";
-    }
-    auto ended = [&] {
-        *at = text + std::strlen(text);
-        return "unexpected end of text";
-    };
-    const char *culprit = *at > text ? *at - 1 : text;
-    bool in_object[CJSON_NESTING_LIMIT + 2] = {};
-    int depth = 0;
-    char last = 0;  // the last character before `culprit` outside whitespace
-    auto step = [&](const char *p) {
-        if (*p == '[' || *p == '{') {
-            if (depth <= CJSON_NESTING_LIMIT) in_object[++depth] = *p == '{';
-        } else if ((*p == ']' || *p == '}') && depth > 0) {
-            --depth;
-        }
-    };
-    for (const char *p = text; p < culprit; ++p) {
-        if (*p == '"') {
-            p = string_end(p);
-            if (*p == '\0') return ended();
-        }
-        step(p);
-        if (!json_space(*p)) last = *p;
-    }
-    if (culprit < *at && *culprit != '"' && !json_space(*culprit) && in_object[depth] &&
-        (last == '{' || last == ',')) {
-        *at = culprit;
-        return "not valid JSON";
-    }
-    for (const char *q : {culprit, *at}) {
-        if (*q == '"' && *string_end(q) == '\0') return ended();
-    }
-    if (culprit < *at) step(culprit);
-    if (depth >= CJSON_NESTING_LIMIT && (**at == '[' || **at == '{')) return kTooDeep;
-    if (**at == '\0' && (depth > 0 || *culprit == ':' || *culprit == ',')) return ended();
-    return "not valid JSON";
+// Where reading `text` as strict JSON stops and why, in `fault` (code
+// PZ_READ_OK when it reads whole): the first thing wrong with the text,
+// found by the same lexer as plain JSON. Only a refused read comes here.
+void json_fault(const char *text, pz_read_error_t *fault) {
+    pz_variant_unref(pz_variant_from_json_n(text, std::strlen(text), fault));
 }
 
 // Notes why and where when `error` is given; returns null.
@@ -459,69 +297,57 @@ pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, c
     return read_fault(error, read_code_of(reason), reason, text, len, offset);
 }
 
-// Reads `text` as the dump or, with `plain`, as plain JSON.
-pz_variant_t *read_text(const char *text, bool plain, pz_read_error_t *error) {
+// Why cJSON refused `text`, stopping at `end`: the text's first fault as
+// strict JSON. A text that is strict JSON all the same is refused where
+// cJSON stopped.
+pz_variant_t *refuse_text(pz_read_error_t *error, const char *text, const char *end) {
+    if (error == nullptr) return nullptr;
+    json_fault(text, error);
+    return error->code != PZ_READ_OK ? nullptr : refuse(error, text, end, "not valid JSON");
+}
+
+// A read that the walk refused for `reason`: a nesting too deep where the
+// lexer finds it, anything else at the value.
+pz_variant_t *refuse_value(pz_read_error_t *error, const char *text, const char *reason) {
+    if (error == nullptr) return nullptr;
+    if (reason == kTooDeep) {
+        json_fault(text, error);
+        if (error->code == PZ_READ_TOO_DEEP) return nullptr;
+    }
+    return refuse(error, text, text + std::strspn(text, " \t\r\n"), reason);
+}
+
+// Reads `text` as the dump.
+pz_variant_t *read_text(const char *text, pz_read_error_t *error) {
     if (text == nullptr) return refuse(error, text, nullptr, "no text");
     const char *end = nullptr;
     cJSON *root = parse(text, &end);
-    text_cursor cursor(text);
-    if (root == nullptr) {
-        // A fault of strict JSON before the place where cJSON stopped is
-        // the first thing wrong; one at that place says more precisely
-        // what is wrong there.
-        if (plain) {
-            while (!cursor.next().empty() && cursor.fault_at() == nullptr) {
-            }
-            if (cursor.fault_at() != nullptr && cursor.fault_at() <= end) {
-                return refuse(error, text, cursor.fault_at(), cursor.fault());
-            }
-        }
-        const char *reason = parse_failure(text, &end);
-        return refuse(error, text, plain && reason == kTooDeep ? too_deep_at(text) : end, reason);
-    }
+    if (root == nullptr) return refuse_text(error, text, end);
     exact_values exact(text, root);
     key_cache keys;
-    reader r{exact, keys, plain ? &cursor : nullptr};
-    pz_variant_t *v = plain ? json_to_variant(root, r) : dump_to_variant(root, r);
+    reader r{exact, keys};
+    pz_variant_t *v = dump_to_variant(root, r);
     exact.release();
     cJSON_Delete(root);
     // What went wrong first, if anything: the walk, or memory for the exact
-    // values; in plain JSON also a fault of strict JSON (perhaps earlier in
-    // the text) or text after the value.
+    // values.
     const char *reason = v == nullptr && r.reason != nullptr ? r.reason
                          : v == nullptr || exact.failed()   ? "out of memory"
                                                             : nullptr;
-    const char *at = reason == kTooDeep ? too_deep_at(text) : r.at != nullptr ? r.at : skip_space(text);
-    if (plain) {
-        if (reason == nullptr) cursor.finish();
-        if (cursor.fault_at() != nullptr && (reason == nullptr || cursor.fault_at() < at)) {
-            at = cursor.fault_at();
-            reason = cursor.fault();
-        } else if (reason == nullptr && *skip_space(end) != '\0') {
-            at = skip_space(end);
-            reason = "text after the value";
-        }
-    }
     if (reason == nullptr) {
         read_ok(error);
         return v;
     }
     pz_variant_unref(v);
-    return refuse(error, text, at, reason);
+    return refuse_value(error, text, reason);
 }
 
 }  // namespace
 
 extern "C" {
 
-pz_variant_t *pz_variant_from_dump(const char *dump) { return read_text(dump, false, nullptr); }
+pz_variant_t *pz_variant_from_dump(const char *dump) { return read_text(dump, nullptr); }
 
-pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error) {
-    return read_text(text, false, error);
-}
-
-pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error) {
-    return read_text(text, true, error);
-}
+pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error) { return read_text(text, error); }
 
 }  // extern "C"
