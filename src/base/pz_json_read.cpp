@@ -224,7 +224,7 @@ private:
         const size_t base = members_.size();
         bool open = lx_.peek() != '}';
         if (!open) lx_.advance();
-        member m;
+        member m{};
         while (open && member_at(&m)) open = more('}', "expected ',' or '}'");
         if (lx_.failed()) return nullptr;
         const size_t count = members_.size() - base;
