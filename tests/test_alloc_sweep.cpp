@@ -38,9 +38,9 @@ bool degraded(const pz_variant_t *got, const pz_variant_t *want) {
         return true;
     }
     if (got->vt != vtype_dict) return pz_variant_equal(got, want);
-    for (const auto &[key, value] : pz::value::borrow(const_cast<pz_variant_t *>(got)).entries()) {
-        if (!pz_variant_dict_contains(want, key.c_str())) return false;
-        if (!degraded(value.get(), pz::dict_find(want, key.c_str()))) return false;
+    for (const auto &[key, value] : pz::view(got).entries()) {
+        const pz_variant_t *wanted = pz_variant_dict_find_len(want, key.data(), key.size());
+        if (wanted == nullptr || !degraded(value.get(), wanted)) return false;
     }
     return true;
 }

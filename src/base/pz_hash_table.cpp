@@ -268,6 +268,38 @@ void *pz_hash_table_find(const pz_hash_table_t *table, const void *key) {
     return p.ix >= 0 ? table->entries[p.ix].value : nullptr;
 }
 
+void *pz_hash_table_find_hashed(const pz_hash_table_t *table, const void *key, uint32_t hash) {
+    if (table == nullptr || table->size == 0 || key == nullptr) return nullptr;
+    const probe p = lookup(table, key, hash);
+    return p.ix >= 0 ? table->entries[p.ix].value : nullptr;
+}
+
+bool pz_hash_table_replace_hashed(pz_hash_table_t *table, const void *key, void *value, uint32_t hash) {
+    if (table == nullptr || table->size == 0 || key == nullptr) return false;
+    const probe p = lookup(table, key, hash);
+    if (p.ix < 0) return false;
+    void *old = table->entries[p.ix].value;
+    table->entries[p.ix].value = value;
+    const pz_dtor_pt value_dtor = table->value_dtor;
+    if (value_dtor != nullptr) value_dtor(old);  // last: it may run arbitrary code
+    return true;
+}
+
+bool pz_hash_table_next(const pz_hash_table_t *table, uint32_t *pos, void **key, void **value, uint32_t *hash) {
+    if (table == nullptr || pos == nullptr) return false;
+    for (uint32_t i = *pos; i < table->used; ++i) {
+        const entry &e = table->entries[i];
+        if (e.key == nullptr) continue;
+        if (key != nullptr) *key = e.key;
+        if (value != nullptr) *value = e.value;
+        if (hash != nullptr) *hash = e.hash;
+        *pos = i + 1;
+        return true;
+    }
+    *pos = table->used;
+    return false;
+}
+
 bool pz_hash_table_contains(const pz_hash_table_t *table, const void *key) {
     if (table == nullptr || table->size == 0 || key == nullptr) return false;
     return lookup(table, key, table->hash(key)).ix >= 0;

@@ -493,6 +493,43 @@ PZ_API void vdict_set_sharedptr(pz_variant_t *v, const char *key, void *value, p
 /** @} */
 
 /* ---------------------------------------------------------------------- */
+/* Borrowed reads                                                          */
+/* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_borrowed Borrowed reads
+ * Elements, values under keys and dictionary entries read without taking a
+ * reference: what they return is borrowed from its container and stays
+ * valid while the container holds it (until the slot or entry is replaced
+ * or removed, or the container is released). Never unref it; take a
+ * reference with pz_variant_ref to keep it longer. They allocate nothing,
+ * and change no count, so a walk through them costs no atomic operation.
+ * @{ */
+
+/** The element at `index`, borrowed; null for an empty slot, an index at or
+ * past the end or a `va` that is not an array with storage. */
+PZ_API pz_variant_t *pz_variant_array_at(const pz_variant_t *va, uint32_t index);
+
+/** The value under `key`, borrowed; null when absent, for a null or empty
+ * key and when `dict` is not a dictionary. */
+PZ_API pz_variant_t *pz_variant_dict_find(const pz_variant_t *dict, const char *key);
+
+/** As pz_variant_dict_find, with a key of `len` bytes that needs no
+ * terminator. A key that is empty or holds a NUL byte finds nothing. */
+PZ_API pz_variant_t *pz_variant_dict_find_len(const pz_variant_t *dict, const char *key, size_t len);
+
+/** One step of a walk over the entries of `dict` in insertion order: start
+ * with `*pos` 0; each call that returns true writes the next entry's key
+ * and value (both borrowed) to the pointers that are not null and moves
+ * `*pos` past it. False when there are no more entries or `dict` is not a
+ * dictionary. Values may be changed in place between steps; an entry added
+ * or removed meanwhile may be missed or seen, and nothing is read out of
+ * bounds. */
+PZ_API bool pz_variant_dict_next(const pz_variant_t *dict, uint32_t *pos, const pz_string_t **key,
+                                 pz_variant_t **value);
+
+/** @} */
+
+/* ---------------------------------------------------------------------- */
 /* Format-driven building and reading                                      */
 /* ---------------------------------------------------------------------- */
 
