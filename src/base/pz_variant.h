@@ -468,7 +468,10 @@ PZ_API const uint8_t *vdict_bytes(pz_variant_t *v, const char *key);
  * When the value cannot be made, nothing is stored and nothing of the
  * caller's is taken over or called. When it cannot be stored (unusable
  * dictionary or key, out of memory), it is released at once: a taken-over
- * buffer is freed, `dtor` destroys the object, and `unref` balances `ref`. */
+ * buffer is freed, `dtor` destroys the object, and `unref` balances `ref`.
+ * A number, flag or raw pointer stored over a number, flag, raw pointer or
+ * null that this dictionary alone holds is written into that record in
+ * place, allocating nothing: no holder can tell it from a replacement. */
 PZ_API void vdict_set_bool(pz_variant_t *v, const char *key, bool value);
 PZ_API void vdict_set_int8(pz_variant_t *v, const char *key, int8_t value);
 PZ_API void vdict_set_uint8(pz_variant_t *v, const char *key, uint8_t value);

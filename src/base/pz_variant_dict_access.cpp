@@ -16,6 +16,24 @@ T entry_value(const pz_variant_t *dict, const char *key, T def) {
     return found != nullptr ? load<T>(found) : def;
 }
 
+// The scalar stored under `key` when this dictionary is its only holder:
+// a typed setter may then write the new value into that record in place, an
+// exchange nobody can tell from a replacement, without allocating. Null when
+// the entry is absent, of a kind that holds something to release, or shared.
+pz_variant_t *sole_scalar(const pz_variant_t *dict, const char *key) {
+    pz_variant_t *found = dict_find(dict, key);
+    if (found == nullptr || *pz_ref_count(found) != 1) return nullptr;
+    switch (found->vt) {
+#define PZ_SCALAR_CASE(name, ctype, code, va_type) case code:
+        PZ_SCALAR_KINDS(PZ_SCALAR_CASE)
+#undef PZ_SCALAR_CASE
+        case vtype_null:
+            return found;
+        default:
+            return nullptr;
+    }
+}
+
 }  // namespace
 
 extern "C" {
@@ -30,7 +48,11 @@ extern "C" {
         return entry_value<ctype>(v, key, def);                                   \
     }                                                                             \
     void vdict_set_##name(pz_variant_t *v, const char *key, ctype value) {        \
-        dict_put_moved(v, key, pz_variant_##name##_new(value));                         \
+        if (pz_variant_t *held = sole_scalar(v, key)) {                           \
+            pz_variant_##name##_set(held, value);                                 \
+            return;                                                               \
+        }                                                                         \
+        dict_put_moved(v, key, pz_variant_##name##_new(value));                   \
     }
 PZ_SCALAR_KINDS(PZ_DEFINE_DICT_ACCESS)
 #undef PZ_DEFINE_DICT_ACCESS
