@@ -160,7 +160,7 @@ void print_cpp_table(const table_reporter &r) {
     } rows[] = {{"C1", "C++ query: sum by tag, 200k events"},
                 {"C2", "C++ change 2 nested fields each"},
                 {"C3", "C++ == of a document and its copy"},
-                {"C4", "C pz_variant_equal, built apart"}};
+                {"C4", "C pz_variant_equal, read apart"}};
     std::printf("\n%-4s %-34s %9s %9s %7s %6s %s\n", "", "against nlohmann/json (median CPU ms)", "pz", "nlohmann",
                 "ratio", "target", "met");
     for (const auto &row : rows) {
