@@ -168,9 +168,11 @@ TEST_F(CppApi, AllocationFailureThrowsAndLeaksNothing) {
     auto build = [] {
         try {
             pz::value cfg = pz::dict({{"list", pz::array({1, "two"})}, {"flag", false}}).set("more", "text");
+            cfg.set("n", 5).set("n", int64_t{6}).set("more", "text");  // a number made, then rewritten
             cfg.dump();
             EXPECT_EQ(cfg.merge_patch(pz::dict({{"flag", pz::value::null()}, {"new", pz::dict({{"k", 1}})}})),
-                      pz::dict({{"list", pz::array({1, "two"})}, {"more", "text"}, {"new", pz::dict({{"k", 1}})}}));
+                      pz::dict({{"list", pz::array({1, "two"})}, {"more", "text"}, {"n", int64_t{6}},
+                                {"new", pz::dict({{"k", 1}})}}));
         } catch (const std::bad_alloc &) {
         }
     };

@@ -22,7 +22,13 @@ T entry_value(const pz_variant_t *dict, const char *key, T def) {
 // the entry is absent, of a kind that holds something to release, or shared.
 pz_variant_t *sole_scalar(const pz_variant_t *dict, const char *key) {
     pz_variant_t *found = dict_find(dict, key);
-    if (found == nullptr || *pz_ref_count(found) != 1) return nullptr;
+#if defined(__GNUC__)
+    // Another thread may drop its own reference meanwhile: the count is read
+    // as the last release reads it.
+    if (found == nullptr || __atomic_load_n(pz_ref_count(found), __ATOMIC_ACQUIRE) != 1) return nullptr;
+#else
+    return nullptr;  // no way here to read the count as the releases write it
+#endif
     switch (found->vt) {
 #define PZ_SCALAR_CASE(name, ctype, code, va_type) case code:
         PZ_SCALAR_KINDS(PZ_SCALAR_CASE)
