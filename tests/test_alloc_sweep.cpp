@@ -219,6 +219,7 @@ const std::vector<Case> cases = {
     TAKE(full_array, tracked_object, Log::dtor, (varray_add_autoptr(t, obj, Log::dtor), t)),
     CALL(sample, none, (vdict_set_str(t, "new key", "text"), t)),
     CALL(sample, none, (vdict_set_sized_ptr(t, "new key", &object, 12), t)),
+    CALL(sample, int_value, (pz_variant_dict_put_scalar(t, "new key", a), t)),
     CALL(sample, none, (vdict_set_bytes(t, "new key", three_bytes, 3), t)),
     CALL(sample, none, (vdict_set_sharedptr(t, "new key", &object, Log::ref, Log::unref), t)),
     TAKE(sample, tracked_object, Log::dtor, (vdict_set_autoptr(t, "new key", obj, Log::dtor), t)),

@@ -453,6 +453,15 @@ PZ_API void *vdict_ptr_default(const pz_variant_t *v, const char *key, void *def
 PZ_API const char *vdict_str_default(const pz_variant_t *v, const char *key, const char *def);
 /** @} */
 
+/** Stores under `key` a value of the kind of `scalar` holding what it
+ * holds, as the typed setter of that kind does (a number or flag that this
+ * dictionary alone holds under the key is rewritten in place). `scalar` is
+ * only read and may be a record of the caller's own, on its stack: of a
+ * kind that lives in the union (bool to double, or a raw pointer with its
+ * len). True when the value is stored; false, with nothing changed, for
+ * an unusable dictionary or key, another kind, or when out of memory. */
+PZ_API bool pz_variant_dict_put_scalar(pz_variant_t *dict, const char *key, const pz_variant_t *scalar);
+
 /** The data pointer of the value under `key`, borrowed while the entry
  * stays; null when there is none. No length: read it from the value. */
 PZ_API const uint8_t *vdict_bytes(pz_variant_t *v, const char *key);

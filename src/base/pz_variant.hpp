@@ -117,49 +117,21 @@ constexpr kind kind_of() {
     }
 }
 
-// The C calls of the kind that T maps to: its constructor and its typed
-// dictionary setter, both taking the kind's C type C.
-template <class C>
-struct scalar_calls {
-    using type = C;
-    pz_variant_t *(*make)(C);
-    void (*dict_set)(pz_variant_t *, const char *, C);
-};
-
-template <class T>
-constexpr auto scalar_calls_of() {
-    constexpr kind k = kind_of<T>();
-    if constexpr (k == kind::boolean) {
-        return scalar_calls<bool>{pz_variant_bool_new, vdict_set_bool};
-    } else if constexpr (k == kind::int8) {
-        return scalar_calls<int8_t>{pz_variant_int8_new, vdict_set_int8};
-    } else if constexpr (k == kind::uint8) {
-        return scalar_calls<uint8_t>{pz_variant_uint8_new, vdict_set_uint8};
-    } else if constexpr (k == kind::int16) {
-        return scalar_calls<int16_t>{pz_variant_int16_new, vdict_set_int16};
-    } else if constexpr (k == kind::uint16) {
-        return scalar_calls<uint16_t>{pz_variant_uint16_new, vdict_set_uint16};
-    } else if constexpr (k == kind::int32) {
-        return scalar_calls<int32_t>{pz_variant_int32_new, vdict_set_int32};
-    } else if constexpr (k == kind::uint32) {
-        return scalar_calls<uint32_t>{pz_variant_uint32_new, vdict_set_uint32};
-    } else if constexpr (k == kind::int64) {
-        return scalar_calls<int64_t>{pz_variant_int64_new, vdict_set_int64};
-    } else if constexpr (k == kind::uint64) {
-        return scalar_calls<uint64_t>{pz_variant_uint64_new, vdict_set_uint64};
-    } else if constexpr (k == kind::float32) {
-        return scalar_calls<float>{pz_variant_float_new, vdict_set_float};
-    } else if constexpr (k == kind::float64) {
-        return scalar_calls<double>{pz_variant_double_new, vdict_set_double};
-    } else {
-        return scalar_calls<void *>{pz_variant_ptr_new, vdict_set_ptr};
-    }
-}
-
 template <class T>
 pz_variant_t *make_scalar(T x) {
-    constexpr auto calls = scalar_calls_of<T>();
-    return calls.make(static_cast<typename decltype(calls)::type>(x));
+    constexpr kind k = kind_of<T>();
+    if constexpr (k == kind::boolean) return pz_variant_bool_new(x);
+    if constexpr (k == kind::int8) return pz_variant_int8_new(static_cast<int8_t>(x));
+    if constexpr (k == kind::uint8) return pz_variant_uint8_new(static_cast<uint8_t>(x));
+    if constexpr (k == kind::int16) return pz_variant_int16_new(static_cast<int16_t>(x));
+    if constexpr (k == kind::uint16) return pz_variant_uint16_new(static_cast<uint16_t>(x));
+    if constexpr (k == kind::int32) return pz_variant_int32_new(static_cast<int32_t>(x));
+    if constexpr (k == kind::uint32) return pz_variant_uint32_new(static_cast<uint32_t>(x));
+    if constexpr (k == kind::int64) return pz_variant_int64_new(static_cast<int64_t>(x));
+    if constexpr (k == kind::uint64) return pz_variant_uint64_new(static_cast<uint64_t>(x));
+    if constexpr (k == kind::float32) return pz_variant_float_new(x);
+    if constexpr (k == kind::float64) return pz_variant_double_new(x);
+    if constexpr (k == kind::ptr) return pz_variant_ptr_new(x);
 }
 
 inline const char *kind_name(kind k) noexcept {
@@ -575,15 +547,10 @@ public:
     template <class T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
     value &set(const char *key, T x) {
         require_key(key, "set");
-        constexpr auto calls = detail::scalar_calls_of<T>();
-        const auto c_value = static_cast<typename decltype(calls)::type>(x);
-        calls.dict_set(v_, key, c_value);
-        // Nothing stored, or the old value left, shows as other bits.
-        const pz_variant_t *got = stored(key);
-        if (got == nullptr || got->vt != static_cast<char>(detail::kind_of<T>()) ||
-            std::memcmp(got, &c_value, sizeof c_value) != 0) {
-            throw std::bad_alloc();
-        }
+        pz_variant_t record{};  // read by the call, not kept
+        std::memcpy(&record, &x, sizeof x);  // T has its kind's width (kind_of maps by size)
+        record.vt = static_cast<char>(detail::kind_of<T>());
+        if (!pz_variant_dict_put_scalar(v_, key, &record)) throw std::bad_alloc();
         return *this;
     }
     /** As set(const char *, T); a key with a NUL byte throws pz::error. */

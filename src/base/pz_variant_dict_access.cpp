@@ -40,9 +40,39 @@ pz_variant_t *sole_scalar(const pz_variant_t *dict, const char *key) {
     }
 }
 
+// The bytes of the union that a kind living in it occupies; 0 for the other
+// kinds.
+size_t scalar_width(char vt) {
+    switch (vt) {
+#define PZ_SCALAR_WIDTH(name, ctype, code, va_type) \
+    case code:                                      \
+        return sizeof(ctype);
+        PZ_SCALAR_KINDS(PZ_SCALAR_WIDTH)
+#undef PZ_SCALAR_WIDTH
+        default:
+            return 0;
+    }
+}
+
 }  // namespace
 
 extern "C" {
+
+bool pz_variant_dict_put_scalar(pz_variant_t *dict, const char *key, const pz_variant_t *scalar) {
+    const size_t width = scalar != nullptr ? scalar_width(scalar->vt) : 0;
+    if (width == 0 || !dict_test(dict, key)) return false;
+    pz_variant_t *target = sole_scalar(dict, key);
+    const bool in_place = target != nullptr;
+    if (!in_place) target = new_record(scalar->vt);
+    if (target == nullptr) return false;
+    // Only the kind's own bytes are taken: the rest of the union stays zero
+    // whatever the caller's record holds there.
+    target->uint64_val = 0;
+    std::memcpy(target, scalar, width);
+    target->vt = scalar->vt;
+    target->len = scalar->vt == vtype_ptr ? scalar->len : 0;
+    return in_place || dict_put_moved(dict, key, target);
+}
 
 // A setter's new value goes into the dictionary with the maker's reference,
 // so the dictionary is its only holder. A null value (out of memory) stores
