@@ -14,7 +14,7 @@ PORTS_DIR  ?= build-ports
 # and a few thousand mutations of them.
 FUZZ_SECONDS ?= 600
 FUZZ_RUNS    ?= 2000
-FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format
+FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format fuzz_from_msgpack
 JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
 # The project's own checks treat warnings as errors; `make demo` and
@@ -22,8 +22,8 @@ CMAKE      ?= cmake
 WERROR     := -DPZ_WERROR=ON
 
 BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
-TEST_PACKAGES  := libgtest-dev doxygen
-BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev nlohmann-json3-dev
+TEST_PACKAGES  := libgtest-dev doxygen valgrind libmsgpack-dev python3-msgpack
+BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev libmsgpack-dev nlohmann-json3-dev
 GRIND_PACKAGES := valgrind
 FUZZ_PACKAGES  := clang libclang-rt-14-dev
 DOCS_PACKAGES  := doxygen
@@ -92,6 +92,10 @@ test: deps-test fuzz-build
 	$(CMAKE) -S . -B $(TSAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPZ_TSAN=ON $(WERROR) -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(TSAN_DIR) -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir $(TSAN_DIR) --output-on-failure
+	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(WERROR) -DPZ_BUILD_EXAMPLES=OFF \
+	  -DPZ_HELGRIND_ANNOTATIONS=ON
+	$(CMAKE) --build $(GRIND_DIR) --target pz_shared_threads -j $(JOBS)
+	ctest --test-dir $(GRIND_DIR) -R helgrind --output-on-failure
 	@for t in $(FUZZ_TARGETS); do \
 	  echo "== $$t: $(FUZZ_RUNS) runs over its seeds"; \
 	  rm -rf $(FUZZ_DIR)/quick/$$t && mkdir -p $(FUZZ_DIR)/quick/$$t && \
@@ -126,7 +130,8 @@ fuzz: fuzz-build
 # The suite under valgrind's memcheck, which also sees inside Debian's cJSON,
 # then the concurrent readers under helgrind.
 memcheck: deps-grind
-	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(WERROR) -DPZ_BUILD_EXAMPLES=OFF
+	$(CMAKE) -S . -B $(GRIND_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(WERROR) -DPZ_BUILD_EXAMPLES=OFF \
+	  -DPZ_HELGRIND_ANNOTATIONS=ON
 	$(CMAKE) --build $(GRIND_DIR) --target pz_tests -j $(JOBS)
 	valgrind --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite,indirect \
 	  ./$(GRIND_DIR)/tests/pz_tests --gtest_brief=1 --gtest_filter=-Slow*

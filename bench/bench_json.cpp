@@ -23,16 +23,6 @@ const std::string &plain_text() {
     return t;
 }
 
-plain_json plain_json_pz() {
-    return {[](const char *text) -> void * { return pz_variant_from_json(text, nullptr); },
-            [](void *tree) { pz_variant_unref(static_cast<pz_variant_t *>(tree)); },
-            [](void *tree) {
-                char *text = pz_variant_to_json(static_cast<pz_variant_t *>(tree), 0);
-                benchmark::DoNotOptimize(text);
-                HAL_Free(text);
-            }};
-}
-
 void report(benchmark::State &state) {
     state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(plain_text().size()));
 }
@@ -58,7 +48,7 @@ void write_plain(benchmark::State &state, plain_json lib) {
 }
 
 const bool registered = [] {
-    const std::pair<std::string, plain_json> libraries[] = {{"pz", plain_json_pz()},
+    const std::pair<std::string, plain_json> libraries[] = {{"pz", pz_bench::plain_json_pz()},
                                                             {"jansson", pz_bench::plain_json_jansson()},
                                                             {"json-c", pz_bench::plain_json_jsonc()},
                                                             {"cJSON", pz_bench::plain_json_cjson()}};

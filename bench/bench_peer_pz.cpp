@@ -105,3 +105,13 @@ pz_bench::memory_bytes pz_bench::memory_pz() {
                           return [d] { pz_variant_unref(d); };
                       })};
 }
+
+pz_bench::plain_json pz_bench::plain_json_pz() {
+    return {[](const char *text) -> void * { return pz_variant_from_json(text, nullptr); },
+            [](void *tree) { pz_variant_unref(static_cast<pz_variant_t *>(tree)); },
+            [](void *tree) {
+                char *text = pz_variant_to_json(static_cast<pz_variant_t *>(tree), 0);
+                benchmark::DoNotOptimize(text);
+                HAL_Free(text);
+            }};
+}

@@ -202,6 +202,7 @@ struct plain_json {
     void (*write)(void *tree);
 };
 
+plain_json plain_json_pz();
 plain_json plain_json_jansson();
 plain_json plain_json_jsonc();
 plain_json plain_json_cjson();

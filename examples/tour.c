@@ -24,6 +24,16 @@ static bool print_entry(void *key, void *value, void *user) {
     return true;
 }
 
+static const char *status_text(pz_get_status status) {
+    switch (status) {
+    case PZ_GET_OK: return "read";
+    case PZ_GET_ABSENT: return "absent";
+    case PZ_GET_WRONG_KIND: return "of another kind";
+    case PZ_GET_OUT_OF_RANGE: return "out of range";
+    }
+    return "?";
+}
+
 int main(void) {
     printf("Scalars: one block each, the value inside the record\n");
     pz_variant_t *flag = pz_variant_bool_new(true);
@@ -171,6 +181,41 @@ int main(void) {
     HAL_Free(dumped); /* the text is ours, from the platform allocator */
     pz_variant_unref(again_pair);
     pz_variant_unref(pair);
+
+    printf("A configuration from JSON: checked reads and paths\n");
+    pz_read_error_t why;
+    pz_variant_t *cfg = pz_variant_from_json(
+        "{\"name\": 42, \"server\": {\"port\": 70000, \"tls\": {\"port\": 9443}},"
+        " \"timeouts\": {\"read\": 30, \"connect\": 1.5}}",
+        &why);
+    if (cfg == NULL) printf("  refused at %zu: %s\n", why.offset, why.reason);
+    /* Each field starts at its default, which a failed read leaves alone. */
+    const char *cfg_name = "unnamed";
+    uint32_t name_len = 0;
+    uint16_t port = 80, tls_port = 443;
+    double read_timeout = 5.0;
+    int32_t connect_timeout = 5;
+    pz_variant_t *timeouts = pz_variant_path_find(cfg, "/timeouts"); /* borrowed */
+    const pz_get_status got[] = {
+        vdict_get_str(cfg, "name", &cfg_name, &name_len),
+        pz_variant_get_uint16(pz_variant_path_find(cfg, "/server/port"), &port),
+        pz_variant_get_uint16(pz_variant_path_find(cfg, "/server/tls/port"), &tls_port),
+        vdict_get_double(timeouts, "read", &read_timeout),
+        vdict_get_int32(timeouts, "connect", &connect_timeout),
+    };
+    printf("  name: %s, \"%s\"\n", status_text(got[0]), cfg_name);
+    printf("  /server/port: %s, %u\n", status_text(got[1]), (unsigned)port);
+    printf("  /server/tls/port: %s, %u\n", status_text(got[2]), (unsigned)tls_port);
+    printf("  read timeout: %s, %g s (the int64 30 as a double)\n", status_text(got[3]), read_timeout);
+    printf("  connect timeout: %s, %d s (1.5 is no int32)\n", status_text(got[4]), (int)connect_timeout);
+    pz_variant_t *level = pz_variant_int32_new(2);
+    const pz_path_status stored = pz_variant_path_set(cfg, "/log/file/level", level);
+    pz_variant_unref(level);
+    char *cfg_text = pz_variant_to_json(cfg, 0);
+    printf("  /log/file/level stored (%s): %s\n", stored == PZ_PATH_OK ? "made on the way" : "refused",
+           cfg_text != NULL ? cfg_text : "");
+    HAL_Free(cfg_text);
+    pz_variant_unref(cfg);
 
     printf("Releasing: our references go, the containers still hold theirs\n");
     pz_variant_t *mine[] = {flag, small, big, ratio, raw, text, bytes, owned, shared, list};

@@ -65,6 +65,11 @@ int main() {
     } catch (const pz::parse_error &e) {
         std::printf("  a hand-written config refused at byte %zu: %s\n", e.offset(), e.what());
     }
+    pz::value cfg = pz::from_json(R"({"server": {"tls": {"port": 9443}}})");
+    cfg.set_path("/log/file/level", 2);  // the dictionaries on the way are made
+    std::printf("  by JSON Pointer: /server/tls/port = %d, /log/file/level = %d\n",
+                cfg.at_path("/server/tls/port").get_as<uint16_t>().value_or(443),
+                cfg.at_path("/log/file/level").get_as<int>().value_or(0));
     std::printf("Done: every reference goes when its handle does.\n");
     return 0;
 }

@@ -109,6 +109,12 @@ pz_variant_t *instead(pz_variant_t *old, pz_variant_t *v) {
     return v;
 }
 
+// A pointer of two keys, longer than a path decodes on the stack.
+const char *long_pointer() {
+    static const std::string pointer = "/new/" + std::string(300, 'k');
+    return pointer.c_str();
+}
+
 // What a taking-over call is handed, and how the caller disposes of it when
 // the call could not make its value (its first allocation failed).
 void *tracked_object() { return ++owned_made, &object; }
@@ -176,6 +182,19 @@ pz_variant_t *read_back() {
              const std::string text = taken(ARMED(expr)); \
              return instead(v, read(text.c_str()));       \
          }}
+// `Make()` written as MessagePack (pointers as nil) and read back, the
+// failure armed around the writer or the reader.
+template <pz_variant_t *(*Make)(), bool kArmWriter>
+pz_variant_t *msgpack_back() {
+    pz_variant_t *v = Make();
+    size_t len = 0;
+    const auto write = [&] { return pz_variant_to_msgpack(v, PZ_MSGPACK_POINTERS_AS_NIL, &len); };
+    uint8_t *bytes = kArmWriter ? armed(write) : write();
+    const auto read = [&] { return pz_variant_from_msgpack(bytes, len, nullptr); };
+    pz_variant_t *back = bytes == nullptr ? nullptr : kArmWriter ? read() : armed(read);
+    HAL_Free(bytes);
+    return instead(v, back);
+}
 // A child container lent by `array`, if made: its last element, which holds
 // the child's only reference.
 pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
@@ -248,10 +267,21 @@ const std::vector<Case> cases = {
     CALL_KEEPING(int_value, string_value, (pz_variant_merge_patch(t, a), t), int_value),
     CALL_KEEPING(int_value, full_array, (pz_variant_merge_patch(t, a), t), int_value),
     CALL_KEEPING(int_value, nested_patch, (pz_variant_merge_patch(t, a), t), int_value),
+    // Paths: the dictionaries on the way are made apart and attached in one
+    // step, so a failed store leaves the target as it was; a pointer too
+    // long for the stack is decoded in a block of its own.
+    CALL_KEEPING(sample, full_array, (pz_variant_path_set(t, "/list/16/new/deeper/key", a), t), sample),
+    CALL_KEEPING(sample, int_value, (pz_variant_path_set(t, long_pointer(), a), t), sample),
+    CALL_KEEPING(full_array, sample, (pz_variant_path_set(t, "/-", a), t), full_array),
     // Large integers and a NUL byte make the readers look into the text.
     MAKE(pz_variant_from_dump_ex(R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr)),
     MAKE(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr)),
     WRITE(pz_variant_to_json(v, PZ_JSON_INDENT), json_read),
+    // Long enough that the text's block grows several times.
+    Case{"pz_variant_to_json of a long array", [] {
+             pz_variant_t *v = long_array();
+             return instead(v, json_read(taken(ARMED(pz_variant_to_json(v, 0))).c_str()));
+         }},
     WRITE(pz_variant_dump(v), pz_variant_from_dump),
     Case{"pz_variant_dump_buf", [] {
              static char buf[1 << 14];
@@ -263,6 +293,15 @@ const std::vector<Case> cases = {
              pz_variant_t *v = sample();
              pz_variant_write_file(v, path.c_str(), PZ_TEXT_JSON, 0);
              return instead(v, ARMED(pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr)));
+         }},
+    Case{"pz_variant_to_msgpack", msgpack_back<sample, true>},
+    Case{"pz_variant_from_msgpack", msgpack_back<sample, false>},
+    Case{"pz_variant_from_msgpack of a long array", msgpack_back<long_array, false>},
+    Case{"pz_variant_read_msgpack_file", [] {
+             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_msgpack";
+             pz_variant_t *v = sample();
+             pz_variant_write_msgpack_file(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL);
+             return instead(v, ARMED(pz_variant_read_msgpack_file(path.c_str(), nullptr)));
          }},
     Case{"pz_variant_from_dump", read_back<sample>},
     Case{"pz_variant_from_dump of a long array", read_back<long_array>},

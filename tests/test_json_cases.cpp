@@ -47,7 +47,15 @@ void check_folder(const char *folder, const std::string &expect = "no .out file"
         }
         EXPECT_TRUE(error.reason[0] == '\0' && error.offset == 0) << "a value read leaves no reason";
         EXPECT_EQ(want == "accepted" ? want : dumped(v), want);
-        // Written both ways, each text reads back equal.
+        // Written both ways, each text reads back equal. A string that is
+        // not UTF-8 is not written unless escaped, which reads as other text.
+        if (taken(json_write(v)) == "NULL") {
+            pz_variant_t *escaped = json_read(taken(pz_variant_to_json(v, PZ_JSON_ESCAPE_INVALID)).c_str());
+            EXPECT_NE(escaped, nullptr);
+            EXPECT_FALSE(pz_variant_equal(v, escaped));
+            for (pz_variant_t *w : {v, escaped}) pz_variant_unref(w);
+            continue;
+        }
         expect_round_trip(v, json_read, json_write);
         expect_round_trip(v, json_read, [](const pz_variant_t *w) { return pz_variant_to_json(w, PZ_JSON_INDENT); });
         pz_variant_unref(v);

@@ -85,11 +85,25 @@ void out_sink::write_slow(const char *bytes, size_t n) {
             piece = static_cast<size_t>(end_ - cursor_);
         }
         if (piece > n) piece = n;
-        std::memcpy(cursor_, bytes, piece);
+        std::memmove(cursor_, bytes, piece);  // (bytes may be the scratch buffer)
         cursor_ += piece;
         bytes += piece;
         n -= piece;
     }
+}
+
+char *out_sink::room_slow(size_t n) {
+    if (mode_ == mode::buffer && !overflowed_ && !failed_) {
+        staged_ = true;
+        return scratch_;
+    }
+    make_room(n);
+    return cursor_;
+}
+
+void out_sink::commit_staged(size_t used) {
+    staged_ = false;
+    write_slow(scratch_, used);
 }
 
 char *out_sink::take(size_t *len) {

@@ -32,7 +32,9 @@ public:
         *cursor_++ = c;
     }
     void write(const void *bytes, size_t n) {
-        if (static_cast<size_t>(end_ - cursor_) < n && !make_room(n)) {
+        if (n == 0) return;  // (nothing may be allocated yet to copy into)
+        if (static_cast<size_t>(end_ - cursor_) < n) {
+            // In pieces, so that the caller's buffer is filled to its end.
             write_slow(static_cast<const char *>(bytes), n);
             return;
         }
@@ -44,11 +46,19 @@ public:
     // Room for `n` bytes written in place (n at most kChunk), to be followed
     // by commit() of how many were used. Never null: after a failure, or
     // past the caller's buffer, the room is scratch that is only counted.
+    // Near the end of the caller's buffer the room is scratch whose bytes
+    // commit() moves into the buffer as far as they fit.
     char *room(size_t n) {
-        if (static_cast<size_t>(end_ - cursor_) < n) make_room(n);
+        if (static_cast<size_t>(end_ - cursor_) < n) return room_slow(n);
         return cursor_;
     }
-    void commit(size_t used) { cursor_ += used; }
+    void commit(size_t used) {
+        if (staged_) {
+            commit_staged(used);
+            return;
+        }
+        cursor_ += used;
+    }
 
     // Every byte written so far, kept or not.
     size_t size() const;
@@ -74,6 +84,8 @@ private:
 
     bool make_room(size_t n);
     void write_slow(const char *bytes, size_t n);
+    char *room_slow(size_t n);
+    void commit_staged(size_t used);
     void to_scratch();
 
     mode mode_ = mode::block;
@@ -83,6 +95,7 @@ private:
     size_t done_ = 0;         // bytes written before `start_`
     bool failed_ = false;
     bool overflowed_ = false;
+    bool staged_ = false;     // the room given is scratch, not the buffer
     chunk_fn fn_ = nullptr;
     void *user_ = nullptr;
     char scratch_[kChunk];    // the callback's chunk, or what is only counted

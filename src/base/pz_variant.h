@@ -325,7 +325,9 @@ PZ_API pz_variant_t *pz_variant_array_clear(pz_variant_t *va);
  * varray_bool is true when the first byte is non-zero). Zero,
  * false or null when `v` is not an array with storage, `index` is at or
  * past the end or the slot is empty. varray_str borrows the element's text
- * (null for an empty string), valid while the element lives. */
+ * (null for an empty string), valid while the element lives. They do not
+ * check the kind: on values read from outside (plain JSON makes every
+ * integer an int64), use the checked reads varray_get_<kind>. */
 PZ_API bool varray_bool(const pz_variant_t *v, uint32_t index);
 PZ_API int8_t varray_int8(const pz_variant_t *v, uint32_t index);
 PZ_API uint8_t varray_uint8(const pz_variant_t *v, uint32_t index);
@@ -437,7 +439,10 @@ PZ_API pz_variant_t *vdict_child(pz_variant_t *dict, const char *key);
  * non-zero); `def` when the
  * dictionary or key is unusable or the key is absent. They allocate nothing
  * and take no reference. vdict_str_default borrows the stored text, valid
- * while the entry stays: null for an empty string, whatever `def` is. */
+ * while the entry stays: null for an empty string, whatever `def` is. They
+ * do not check the kind (a stored int64 42 read by vdict_str_default gives
+ * the pointer 0x2a): on values read from outside, use the checked reads
+ * vdict_get_<kind>. */
 PZ_API bool vdict_bool_default(const pz_variant_t *v, const char *key, bool def);
 PZ_API int8_t vdict_int8_default(const pz_variant_t *v, const char *key, int8_t def);
 PZ_API uint8_t vdict_uint8_default(const pz_variant_t *v, const char *key, uint8_t def);
@@ -538,6 +543,157 @@ PZ_API pz_variant_t *pz_variant_dict_find_len(const pz_variant_t *dict, const ch
  * bounds. */
 PZ_API bool pz_variant_dict_next(const pz_variant_t *dict, uint32_t *pos, const pz_string_t **key,
                                  pz_variant_t **value);
+
+/** @} */
+
+/* ---------------------------------------------------------------------- */
+/* Checked reads                                                           */
+/* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_checked Checked reads
+ * Reads for values that come from outside (a JSON file, a message): each
+ * tests the stored kind and converts only where the value is kept exactly,
+ * and says apart from the value why nothing was read. Use them rather than
+ * the raw-bit getters (varray_<kind>, vdict_<kind>_default) on anything the
+ * program did not store itself.
+ *
+ * What converts: any integer kind to an integer type that holds its value;
+ * an integer to float or double when that type holds it exactly; a float or
+ * double to an integer type when it is integral and in range; a float to
+ * double; a double to float when the float holds the same number (NaN and
+ * the infinities included). A bool only from a bool, a raw pointer only
+ * from vtype_ptr, a text only from a string, bytes only from a byte buffer.
+ *
+ * Every function writes its out parameters only when it returns
+ * PZ_GET_OK, so a default put there first stays when the read fails; a
+ * null out parameter is allowed. They allocate nothing and take no
+ * reference.
+ * @{ */
+
+/** Why a checked read gave no value. */
+typedef enum pz_get_status_e {
+    PZ_GET_OK = 0,       /**< read, and written to the out parameter */
+    PZ_GET_ABSENT,       /**< nothing there: a null value pointer, an empty array slot, an index
+                              at or past the end, a missing key, a container of another kind,
+                              or a value of kind null (as JSON's null stands for a field left out) */
+    PZ_GET_WRONG_KIND,   /**< a value of a kind that does not convert to the asked type */
+    PZ_GET_OUT_OF_RANGE  /**< a number the asked type cannot hold exactly: too large or small,
+                              a fraction for an integer type, NaN for an integer type */
+} pz_get_status;
+
+/** @name Checked reads of a value */
+/** @{ */
+/** Each pz_variant_get_<kind> reads `v` into `*out` under the rules above.
+ * pz_variant_get_str gives the string's text (borrowed, valid while the
+ * value lives and is not changed; "" for an empty string, never null) and
+ * its length in bytes, NULs inside included; pz_variant_get_bytes gives the
+ * buffer (borrowed; null for an empty one) and its length. */
+PZ_API pz_get_status pz_variant_get_bool(const pz_variant_t *v, bool *out);
+PZ_API pz_get_status pz_variant_get_int8(const pz_variant_t *v, int8_t *out);
+PZ_API pz_get_status pz_variant_get_uint8(const pz_variant_t *v, uint8_t *out);
+PZ_API pz_get_status pz_variant_get_int16(const pz_variant_t *v, int16_t *out);
+PZ_API pz_get_status pz_variant_get_uint16(const pz_variant_t *v, uint16_t *out);
+PZ_API pz_get_status pz_variant_get_int32(const pz_variant_t *v, int32_t *out);
+PZ_API pz_get_status pz_variant_get_uint32(const pz_variant_t *v, uint32_t *out);
+PZ_API pz_get_status pz_variant_get_int64(const pz_variant_t *v, int64_t *out);
+PZ_API pz_get_status pz_variant_get_uint64(const pz_variant_t *v, uint64_t *out);
+PZ_API pz_get_status pz_variant_get_float(const pz_variant_t *v, float *out);
+PZ_API pz_get_status pz_variant_get_double(const pz_variant_t *v, double *out);
+PZ_API pz_get_status pz_variant_get_ptr(const pz_variant_t *v, void **out);
+PZ_API pz_get_status pz_variant_get_str(const pz_variant_t *v, const char **out, uint32_t *len);
+PZ_API pz_get_status pz_variant_get_bytes(const pz_variant_t *v, const uint8_t **out, uint32_t *len);
+/** @} */
+
+/** @name Checked reads of an array element */
+/** @{ */
+/** Each varray_get_<kind> reads the element at `index` of the array `va`
+ * as pz_variant_get_<kind> reads a value; PZ_GET_ABSENT when `va` is not an
+ * array, `index` is at or past the end or the slot is empty. */
+PZ_API pz_get_status varray_get_bool(const pz_variant_t *va, uint32_t index, bool *out);
+PZ_API pz_get_status varray_get_int8(const pz_variant_t *va, uint32_t index, int8_t *out);
+PZ_API pz_get_status varray_get_uint8(const pz_variant_t *va, uint32_t index, uint8_t *out);
+PZ_API pz_get_status varray_get_int16(const pz_variant_t *va, uint32_t index, int16_t *out);
+PZ_API pz_get_status varray_get_uint16(const pz_variant_t *va, uint32_t index, uint16_t *out);
+PZ_API pz_get_status varray_get_int32(const pz_variant_t *va, uint32_t index, int32_t *out);
+PZ_API pz_get_status varray_get_uint32(const pz_variant_t *va, uint32_t index, uint32_t *out);
+PZ_API pz_get_status varray_get_int64(const pz_variant_t *va, uint32_t index, int64_t *out);
+PZ_API pz_get_status varray_get_uint64(const pz_variant_t *va, uint32_t index, uint64_t *out);
+PZ_API pz_get_status varray_get_float(const pz_variant_t *va, uint32_t index, float *out);
+PZ_API pz_get_status varray_get_double(const pz_variant_t *va, uint32_t index, double *out);
+PZ_API pz_get_status varray_get_ptr(const pz_variant_t *va, uint32_t index, void **out);
+PZ_API pz_get_status varray_get_str(const pz_variant_t *va, uint32_t index, const char **out, uint32_t *len);
+PZ_API pz_get_status varray_get_bytes(const pz_variant_t *va, uint32_t index, const uint8_t **out,
+                                      uint32_t *len);
+/** @} */
+
+/** @name Checked reads of a dictionary entry */
+/** @{ */
+/** Each vdict_get_<kind> reads the value under `key` of the dictionary
+ * `dict` as pz_variant_get_<kind> reads a value; PZ_GET_ABSENT when `dict`
+ * is not a dictionary, `key` is null or empty or has no entry. */
+PZ_API pz_get_status vdict_get_bool(const pz_variant_t *dict, const char *key, bool *out);
+PZ_API pz_get_status vdict_get_int8(const pz_variant_t *dict, const char *key, int8_t *out);
+PZ_API pz_get_status vdict_get_uint8(const pz_variant_t *dict, const char *key, uint8_t *out);
+PZ_API pz_get_status vdict_get_int16(const pz_variant_t *dict, const char *key, int16_t *out);
+PZ_API pz_get_status vdict_get_uint16(const pz_variant_t *dict, const char *key, uint16_t *out);
+PZ_API pz_get_status vdict_get_int32(const pz_variant_t *dict, const char *key, int32_t *out);
+PZ_API pz_get_status vdict_get_uint32(const pz_variant_t *dict, const char *key, uint32_t *out);
+PZ_API pz_get_status vdict_get_int64(const pz_variant_t *dict, const char *key, int64_t *out);
+PZ_API pz_get_status vdict_get_uint64(const pz_variant_t *dict, const char *key, uint64_t *out);
+PZ_API pz_get_status vdict_get_float(const pz_variant_t *dict, const char *key, float *out);
+PZ_API pz_get_status vdict_get_double(const pz_variant_t *dict, const char *key, double *out);
+PZ_API pz_get_status vdict_get_ptr(const pz_variant_t *dict, const char *key, void **out);
+PZ_API pz_get_status vdict_get_str(const pz_variant_t *dict, const char *key, const char **out, uint32_t *len);
+PZ_API pz_get_status vdict_get_bytes(const pz_variant_t *dict, const char *key, const uint8_t **out,
+                                     uint32_t *len);
+/** @} */
+
+/** @} */
+
+/* ---------------------------------------------------------------------- */
+/* Paths                                                                   */
+/* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_paths Paths
+ * Values named by a JSON Pointer (RFC 6901): "" is the root itself,
+ * "/server/tls/port" a key in each dictionary on the way, "/hosts/0" an
+ * array element (decimal, no leading zero), "~1" a "/" inside a key and
+ * "~0" a "~". A checked read through a path is pz_variant_path_find
+ * followed by a checked read of its result:
+ * `pz_variant_get_uint16(pz_variant_path_find(cfg, "/server/port"), &port)`.
+ * @{ */
+
+/** The value `pointer` names inside `root`, borrowed: no reference is
+ * taken, so it stays valid while `root` holds it unchanged (take one with
+ * pz_variant_ref to keep it longer). Null when nothing is there (a missing
+ * key, an index past the end or "-", an empty slot, a step into a value
+ * that is not a container), when `root` or `pointer` is null, when
+ * `pointer` is malformed (it is not "" and does not start with "/", or a
+ * "~" is followed by neither "0" nor "1"), or when a pointer longer than
+ * 256 bytes cannot get the memory to decode it (shorter ones allocate
+ * nothing). As strchr does, it takes a const root and returns what it
+ * finds without const: a caller that may change `root` may change it. */
+PZ_API pz_variant_t *pz_variant_path_find(const pz_variant_t *root, const char *pointer);
+
+/** Why pz_variant_path_set stored nothing. */
+typedef enum pz_path_status_e {
+    PZ_PATH_OK = 0,        /**< stored */
+    PZ_PATH_INVALID,       /**< a null argument, a malformed pointer, the pointer "" (the root
+                                cannot replace itself) or an empty key on the way */
+    PZ_PATH_BLOCKED,       /**< a step names a value that is not a container, or an array element
+                                that is not there */
+    PZ_PATH_OUT_OF_MEMORY  /**< out of memory */
+} pz_path_status;
+
+/** Stores `value` where `pointer` names inside `root`; the container takes
+ * its own reference and the caller keeps its own. A missing key, at any
+ * step, gets a new dictionary (or, at the last step, the value); an array
+ * step must name an existing element, except the last one, which replaces
+ * the element at an index before the end and appends at the index equal to
+ * the size or at "-". All or nothing: on any status but PZ_PATH_OK, `root`
+ * is as it was (the dictionaries on the way are made apart and attached in
+ * one step). */
+PZ_API pz_path_status pz_variant_path_set(pz_variant_t *root, const char *pointer, pz_variant_t *value);
 
 /** @} */
 
@@ -786,17 +942,119 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * byte", "nested too deep" and "out of memory". */
 PZ_API pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error);
 
-/** Flags of pz_variant_to_json: PZ_JSON_INDENT lays the text out over lines,
- * two spaces a level, for people; PZ_JSON_REFUSE_POINTERS makes a value
- * holding a pointer kind fail instead of writing null for it. */
-enum { PZ_JSON_INDENT = 1, PZ_JSON_REFUSE_POINTERS = 2 };
+/** Flags of the plain JSON writers: PZ_JSON_INDENT lays the text out over
+ * lines, two spaces a level, for people; PZ_JSON_REFUSE_POINTERS makes a
+ * value holding a pointer kind fail instead of writing null for it.
+ * A string (or key) that is not well-formed UTF-8 makes the value fail, so
+ * that no text written is invalid JSON; PZ_JSON_ESCAPE_INVALID writes each
+ * byte that starts no well-formed sequence as \u00XX of the byte instead.
+ * That text is valid JSON, but it does not read back to the same bytes (it
+ * reads as the characters U+0080 to U+00FF). */
+enum { PZ_JSON_INDENT = 1, PZ_JSON_REFUSE_POINTERS = 2, PZ_JSON_ESCAPE_INVALID = 4 };
 
 /** The plain JSON text of `v` as a new HAL_Malloc block that the caller
  * frees with HAL_Free; compact (one line, no spaces) unless `flags` holds
  * PZ_JSON_INDENT. Null for a null `v`, a value nested deeper than
  * PZ_VARIANT_MAX_DEPTH or containing itself, a pointer kind with
- * PZ_JSON_REFUSE_POINTERS, or when out of memory. The value is only read. */
+ * PZ_JSON_REFUSE_POINTERS, a string that is not UTF-8 (as the flags say),
+ * or when out of memory. The value is only read. */
 PZ_API char *pz_variant_to_json(const pz_variant_t *v, unsigned flags);
+
+/** Writes the plain JSON text of `v` (as pz_variant_to_json) into the
+ * caller's `buf` of `size` bytes, allocating nothing, and returns the
+ * text's full length, terminator not counted. The text and its terminator
+ * are in `buf` when that length is below `size`; otherwise `buf` holds as
+ * much as fits, terminated, and the caller retries with length + 1 bytes
+ * (a null `buf` or a `size` of 0 asks for the length alone). 0, with `buf`
+ * emptied, when the value cannot be written (the text of a value is never
+ * empty). */
+PZ_API size_t pz_variant_to_json_buf(const pz_variant_t *v, char *buf, size_t size, unsigned flags);
+
+/** Takes `size` (more than 0) bytes of a text at `buffer`, which lives only
+ * for the call; returns 0 to go on, anything else to stop the writer. */
+typedef int (*pz_write_callback_t)(const char *buffer, size_t size, void *data);
+
+/** Hands the plain JSON text of `v` (as pz_variant_to_json, no terminator)
+ * to `fn` in chunks of a few KB, with `data`. True when all of it was
+ * handed on; false for a null `v` or `fn`, a value that cannot be written
+ * or when `fn` stopped the writer. The value is refused as it is walked, so
+ * `fn` may have had part of the text by then. */
+PZ_API bool pz_variant_to_json_callback(const pz_variant_t *v, pz_write_callback_t fn, void *data, unsigned flags);
+
+/** @} */
+
+/* ---------------------------------------------------------------------- */
+/* MessagePack                                                             */
+/* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_msgpack MessagePack
+ * An exact, compact binary form of every value but the pointers, that any
+ * language's MessagePack reader takes: the form to use where the typed
+ * dump's limits matter (NaN, size, speed).
+ * @{ */
+
+/* Written, each kind has its own format, so that it reads back as itself:
+ *
+ *   kind            MessagePack                 read back as
+ *   null            nil (0xc0)                  null (an empty slot in an array)
+ *   empty slot      nil (0xc0)                  an empty slot
+ *   bool            false/true (0xc2/0xc3)      bool
+ *   int8..int64     int 8/16/32/64 (0xd0-0xd3)  int8..int64
+ *   uint8..uint64   uint 8/16/32/64 (0xcc-0xcf) uint8..uint64
+ *   float           float 32 (0xca)             float, bit for bit (NaN too)
+ *   double          float 64 (0xcb)             double, bit for bit (NaN too)
+ *   string          str (fixstr, str 8/16/32)   string, every byte (NUL too)
+ *   bytes           bin 8/16/32                 bytes
+ *   array           array (fix, 16, 32)         array, in order
+ *   dict            map (fix, 16, 32)           dict, in insertion order
+ *   raw/owned/shared pointer: refused, or nil with PZ_MSGPACK_POINTERS_AS_NIL
+ *
+ * Big-endian on every platform, as MessagePack says. An int16 holding 5 is
+ * d1 00 05. Lengths take the shortest header. The one loss: a null value
+ * inside an array reads back as an empty slot (MessagePack has one nil).
+ *
+ * With PZ_MSGPACK_SMALLEST integers take the fewest bytes instead, as other
+ * writers do; they then read back by the rule below (5 as an int64).
+ *
+ * What other writers make reads by one rule: a positive or negative fixint
+ * is an int64 (as a JSON integer is); the sized formats give the kinds of
+ * the table; nil is null; a map's keys must be non-empty str without a NUL
+ * byte; a later duplicate key wins. ext values (timestamps included) are
+ * refused, as is the never-used byte 0xc1. A str is kept as its bytes,
+ * valid UTF-8 or not. An input never costs more than in proportion to its
+ * length: a header that announces more elements or bytes than the input
+ * holds is refused before anything is allocated for it. Nesting is bounded
+ * by PZ_VARIANT_MAX_DEPTH, as for the text readers. */
+
+/** Flags of the MessagePack writers: PZ_MSGPACK_POINTERS_AS_NIL writes the
+ * pointer kinds as nil instead of refusing the value; PZ_MSGPACK_SMALLEST
+ * writes every integer in the fewest bytes (see the table above). */
+enum { PZ_MSGPACK_POINTERS_AS_NIL = 1, PZ_MSGPACK_SMALLEST = 2 };
+
+/** The MessagePack of `v` as a new HAL_Malloc block that the caller frees
+ * with HAL_Free, its length in `*len` (when `len` is not null). Null for a
+ * null `v`, a value nested deeper than PZ_VARIANT_MAX_DEPTH or containing
+ * itself, a pointer kind without PZ_MSGPACK_POINTERS_AS_NIL, or when out of
+ * memory. The value is only read. */
+PZ_API uint8_t *pz_variant_to_msgpack(const pz_variant_t *v, unsigned flags, size_t *len);
+
+/** Writes the MessagePack of `v` into `buf` (`capacity` bytes) and returns
+ * its size. A size past `capacity` means that it did not fit: nothing past
+ * `capacity` was written, and what the buffer holds is no encoding. A null `buf` (with `capacity` 0)
+ * writes nothing and allocates nothing, so a caller learns the size to
+ * pass. 0 when `v` cannot be written (as for pz_variant_to_msgpack; an
+ * encoding is never empty). */
+PZ_API size_t pz_variant_to_msgpack_buf(const pz_variant_t *v, unsigned flags, uint8_t *buf, size_t capacity);
+
+/** A new value (count 1) read from exactly one MessagePack value in the
+ * `len` bytes at `data`, by the rule above; null when it cannot be read,
+ * with the code, reason and offset in `error` when that is not null (the
+ * offset of the first byte of the value refused; line and column are 0).
+ * Reasons: "no input", "no value", "unexpected end of input", "bytes after
+ * the value", "the never-used byte 0xc1", "an ext value is not read", "a
+ * key that is not a string", "an empty key", "a key holds a NUL byte",
+ * "nested too deep", "string too long" (a str of 4 GiB) and "out of memory". */
+PZ_API pz_variant_t *pz_variant_from_msgpack(const void *data, size_t len, pz_read_error_t *error);
 
 /** @} */
 
@@ -831,8 +1089,34 @@ PZ_API pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format,
 PZ_API bool pz_variant_write_file(const pz_variant_t *v, const char *path, pz_text_format format, unsigned flags);
 
 /** As pz_variant_write_file, writing to `stream` where it stands; the
- * stream stays open and is not flushed. */
+ * stream stays open and is not flushed. Plain JSON goes to the stream as it
+ * is written, so a value refused part way leaves part of its text there. */
 PZ_API bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format format, unsigned flags);
+/** @} */
+
+/** @defgroup pz_msgpack_files MessagePack files and streams
+ * The MessagePack form of a value to a path or a FILE *, and back.
+ * @{ */
+
+/** Writes the MessagePack of `v` (flags as for pz_variant_to_msgpack) to
+ * the file at `path`, replacing it. False when `v` or `path` is null, the
+ * value cannot be written (the file is then left as it was), or the file
+ * cannot be written. */
+PZ_API bool pz_variant_write_msgpack_file(const pz_variant_t *v, const char *path, unsigned flags);
+
+/** As pz_variant_write_msgpack_file, writing to `stream` where it stands;
+ * the stream stays open and is not flushed. A value refused part way may
+ * leave some of its bytes written. */
+PZ_API bool pz_variant_write_msgpack_stream(const pz_variant_t *v, FILE *stream, unsigned flags);
+
+/** Reads the whole file at `path` as one MessagePack value, as
+ * pz_variant_from_msgpack reads bytes; its reasons, and "cannot open file",
+ * "cannot read file". */
+PZ_API pz_variant_t *pz_variant_read_msgpack_file(const char *path, pz_read_error_t *error);
+
+/** As pz_variant_read_msgpack_file, reading `stream` from where it stands
+ * to its end; the stream stays open. */
+PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_t *error);
 /** @} */
 #endif /* PZ_NO_STDIO */
 

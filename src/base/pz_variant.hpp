@@ -15,6 +15,7 @@
 #ifndef PZ_VARIANT_HPP
 #define PZ_VARIANT_HPP
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
@@ -584,6 +585,44 @@ public:
     /** As child(const char *); a key with a NUL byte throws pz::error. */
     value child(std::string_view key) { return child(detail::key_text(key).c_str()); }
 
+    /** The value a JSON Pointer names inside this one, another handle to it:
+     * "" for this value, "/server/tls/port" through dictionaries, "/hosts/0"
+     * an array element, "~1" for a "/" in a key and "~0" for a "~". An
+     * empty handle when nothing is there, as operator[] gives. Throws
+     * pz::error for a malformed pointer (not "" and not starting with "/",
+     * or "~" followed by neither "0" nor "1"). */
+    value at_path(const char *pointer) const {
+        check_pointer(pointer, "at_path");
+        return borrow(pz_variant_path_find(v_, pointer));
+    }
+    /** As at_path(const char *); a pointer with a NUL byte throws pz::error. */
+    value at_path(std::string_view pointer) const { return at_path(detail::key_text(pointer).c_str()); }
+    /** Stores `element` where `pointer` names inside this value, making the
+     * dictionaries on the way, as pz_variant_path_set does (an array step
+     * must name an element; the last step may replace one, or append at
+     * "-" or the size). All or nothing. Throws pz::error through an empty
+     * handle, for an empty `element`, a malformed pointer, the pointer ""
+     * or an empty key, and when a step names a value that is not a
+     * container or an element that is not there. */
+    value &set_path(const char *pointer, const value &element) {
+        require_value("set_path");
+        check_pointer(pointer, "set_path");
+        if (element.v_ == nullptr) throw error(std::string("pzvariant: set_path(\"") + pointer + "\") of an empty handle");
+        switch (pz_variant_path_set(v_, pointer, element.v_)) {
+        case PZ_PATH_OK: return *this;
+        case PZ_PATH_OUT_OF_MEMORY: throw std::bad_alloc();
+        case PZ_PATH_BLOCKED:
+            throw error(std::string("pzvariant: set_path(\"") + pointer +
+                        "\") passes through a value that is not a container, or an element that is not there");
+        default: throw error(std::string("pzvariant: set_path(\"") + pointer + "\") names no place to store in");
+        }
+    }
+    /** As set_path(const char *, const value &); a pointer with a NUL byte
+     * throws pz::error. */
+    value &set_path(std::string_view pointer, const value &element) {
+        return set_path(detail::key_text(pointer).c_str(), element);
+    }
+
     /** The elements of this array, as views (no reference taken per
      * element); the range holds a reference to the array, so the elements
      * of a temporary can be walked. Nothing for an empty handle or a null
@@ -670,6 +709,21 @@ public:
      * containing itself, std::bad_alloc when out of memory. */
     std::string to_json(bool indent = false) const;
 
+    /** The MessagePack of the value (flags as for pz_variant_to_msgpack),
+     * which pz::from_msgpack reads back to an equal value. Throws pz::error
+     * for an empty handle, a value nested deeper than PZ_VARIANT_MAX_DEPTH or
+     * containing itself, and a pointer kind without
+     * PZ_MSGPACK_POINTERS_AS_NIL. */
+    std::vector<std::byte> to_msgpack(unsigned flags = 0) const {
+        require_value("to_msgpack");
+        // Measured first (which allocates nothing), then written in place.
+        const size_t size = pz_variant_to_msgpack_buf(v_, flags, nullptr, 0);
+        if (size == 0) throw error("pzvariant: to_msgpack of a value nested too deep, containing itself or holding a pointer");
+        std::vector<std::byte> bytes(size);
+        pz_variant_to_msgpack_buf(v_, flags, reinterpret_cast<uint8_t *>(bytes.data()), size);
+        return bytes;
+    }
+
     /** Equal kinds holding equal values, as pz_variant_equal compares them;
      * two empty handles are equal. */
     friend bool operator==(const value &a, const value &b) noexcept { return pz_variant_equal(a.v_, b.v_); }
@@ -703,6 +757,14 @@ private:
     }
     void require(pz::kind want, const char *what) const {
         if (kind() != want) not_of(want, what);
+    }
+    // A JSON Pointer: "" or "/..." with every "~" escaping "0" or "1".
+    static void check_pointer(const char *pointer, const char *what) {
+        bool ok = pointer != nullptr && (pointer[0] == '\0' || pointer[0] == '/');
+        for (const char *c = ok ? pointer : ""; *c != '\0'; ++c) {
+            if (*c == '~' && c[1] != '0' && c[1] != '1') ok = false;
+        }
+        if (!ok) throw error(std::string("pzvariant: ") + what + " of a malformed JSON Pointer");
     }
     void require_key(const char *key, const char *what) const {
         require(pz::kind::dict, what);
@@ -906,6 +968,21 @@ inline value from_dump(std::string_view text) { return detail::read_text(text, p
 /** The value a plain JSON text holds, its kinds by the rule in pz_variant.h.
  * Throws pz::parse_error when the text is not one JSON value. */
 inline value from_json(std::string_view text) { return detail::read_text(text, pz_variant_from_json); }
+
+/** The value of the MessagePack in the `len` bytes at `data`, its kinds by
+ * the rule in pz_variant.h. Throws pz::parse_error when the bytes are not
+ * one readable value (what() the reason, offset() where), std::bad_alloc
+ * when out of memory. */
+inline value from_msgpack(const void *data, size_t len) {
+    pz_read_error_t error;
+    pz_variant_t *v = pz_variant_from_msgpack(data, len, &error);
+    if (v != nullptr) return value::adopt(v);
+    if (error.code == PZ_READ_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw parse_error(error.reason, error.offset);
+}
+
+/** As from_msgpack(data, len), of the bytes that value::to_msgpack gives. */
+inline value from_msgpack(const std::vector<std::byte> &bytes) { return from_msgpack(bytes.data(), bytes.size()); }
 
 inline std::string value::to_json(bool indent) const {
     require_value("to_json");

@@ -8,8 +8,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "pz_cjson64.h"
 #include "pz_hex.h"
+#include "pz_json_codec.h"
 #include "pz_variant_dump.h"
 #include "pz_variant_internal.h"
 
@@ -17,47 +17,29 @@ using namespace pz;
 
 namespace {
 
-// cJSON's unformatted text of `len` bytes as a string: quotes, two-character
-// escapes for the common controls and the quote and backslash, \u00xx for
-// the other controls, every other byte as it is. Written to `out` when
-// kWrite (with a terminator after it); the size is returned either way.
-// `nul` tells whether a NUL byte was met, which cJSON itself cannot print.
-// (A template, so that counting, the common case, tests for `out` nowhere.)
+// cJSON's unformatted text of `len` bytes as a string, escaped as the
+// plain writer escapes (two-character escapes for the common controls and
+// the quote and backslash, \u00xx for the other controls), except that
+// every byte of 0x80 or more is written as it is, as cJSON does. Written to
+// `out` when kWrite (with a terminator after it); the size is returned
+// either way. `nul` tells whether a NUL byte was met, which cJSON itself
+// cannot print. (A template, so that counting, the common case, tests for
+// `out` nowhere.)
 template <bool kWrite>
 size_t print_string(const char *text, size_t len, char *out, bool *nul = nullptr) {
-    static constexpr char kHex[] = "0123456789abcdef";
     size_t n = 2;
     if constexpr (kWrite) *out++ = '"';
     const auto *p = reinterpret_cast<const unsigned char *>(text);
     for (const unsigned char *last = p + len; p < last; ++p) {
-        char escape = 0;
-        switch (*p) {
-            case '"': escape = '"'; break;
-            case '\\': escape = '\\'; break;
-            case '\b': escape = 'b'; break;
-            case '\f': escape = 'f'; break;
-            case '\n': escape = 'n'; break;
-            case '\r': escape = 'r'; break;
-            case '\t': escape = 't'; break;
-            default:
-                if (*p >= 32) {
-                    ++n;
-                    if constexpr (kWrite) *out++ = static_cast<char>(*p);
-                    continue;
-                }
-                if (*p == 0 && nul != nullptr) *nul = true;
-                n += 6;
-                if constexpr (kWrite) {
-                    const char code[] = {'\\', 'u', '0', '0', kHex[*p >> 4], kHex[*p & 15]};
-                    out = std::copy(code, code + 6, out);
-                }
-                continue;
+        const unsigned char how = json::kStringByte[*p];
+        if (how == json::kAsIs || how == json::kMultiByte) {
+            ++n;
+            if constexpr (kWrite) *out++ = static_cast<char>(*p);
+            continue;
         }
-        n += 2;
-        if constexpr (kWrite) {
-            *out++ = '\\';
-            *out++ = escape;
-        }
+        if (*p == 0 && nul != nullptr) *nul = true;
+        n += how == json::kHexEscape ? 6 : 2;
+        if constexpr (kWrite) out = json::write_escape(out, *p);
     }
     if constexpr (kWrite) {
         *out++ = '"';
@@ -74,28 +56,21 @@ size_t printed_string_size(const char *text) { return print_string<false>(text, 
 // block of the right size at once.
 class tree_builder {
 public:
-    tree_builder(dump_arena &arena, text_style style) : arena_(arena), style_(style) {}
+    explicit tree_builder(dump_arena &arena) : arena_(arena) {}
 
     size_t printed_size() const { return size_; }
 
-    // Whether the value met a container nested too deep or holding itself,
-    // or, in plain JSON, a refused pointer or a lack of memory; the tree is
-    // then incomplete and must not be printed.
+    // Whether the value met a container nested too deep or holding itself;
+    // the tree is then incomplete and must not be printed.
     bool refused() const { return refused_; }
 
-    // The item of `v`: in the dump its typed object (empty for a null
-    // value, or when the member cannot be made), in plain JSON its value
-    // (null for a null value). Null when out of memory.
+    // The typed object of `v` (empty for a null value, or when the member
+    // cannot be made). Null when out of memory.
     cJSON *item(const pz_variant_t *v) {
         // A value `open_` containers down sits at level open_ + 1.
         if (refused_ || open_ >= PZ_VARIANT_MAX_DEPTH) {
             refused_ = true;
             return nullptr;
-        }
-        if (style_.plain) {
-            cJSON *out = v != nullptr ? member_value(v) : keyword(cJSON_NULL, 4);
-            refused_ |= out == nullptr;  // plain JSON is written whole or not at all
-            return out;
         }
         cJSON *typed = object();
         if (typed == nullptr) return nullptr;
@@ -110,7 +85,6 @@ public:
     // on its own. Null when out of memory.
     cJSON *piece(const pz_variant_t *element, const char *key) {
         cJSON *holder = node(key == nullptr ? cJSON_Array : cJSON_Object);
-        refused_ |= holder == nullptr && style_.plain;
         if (holder == nullptr) return nullptr;
         size_ += 2;
         cJSON *inner = item(element);
@@ -210,11 +184,8 @@ private:
         return item;
     }
 
-    // The address text in the dump; null in plain JSON, or refused.
-    cJSON *pointer(void *ptr) {
-        if (!style_.plain) return string_copy(pz_string_format("%p", ptr));
-        return style_.refuse_pointers ? nullptr : keyword(cJSON_NULL, 4);
-    }
+    // The address text.
+    cJSON *pointer(void *ptr) { return string_copy(pz_string_format("%p", ptr)); }
 
     cJSON *keyword(int type, size_t printed) {
         cJSON *item = node(type);
@@ -224,39 +195,18 @@ private:
 
     template <class T>
     cJSON *scalar(T value) {
-        char text[32];
+        char text[json::kNumberRoom];
         if constexpr (std::is_same_v<T, bool>) {
             return value ? keyword(cJSON_True, 4) : keyword(cJSON_False, 5);
         } else if constexpr (std::is_floating_point_v<T>) {
+            // A float as the double it widens to, which reads back exactly.
             const auto d = static_cast<double>(value);
             if (std::isnan(d)) return keyword(cJSON_NULL, 4);
-            if (std::isinf(d)) {
-                const char *inf = d > 0 ? "1e999" : "-1e999";
-                return raw(inf, inf + std::strlen(inf));
-            }
-            // The dump writes a float as the double it widens to; plain JSON
-            // as the float, with ".0" when it would read back as an integer.
-            auto [end, ec] = style_.plain ? std::to_chars(text, text + sizeof text - 2, value)
-                                          : std::to_chars(text, text + sizeof text, d);
-            if (ec != std::errc()) return nullptr;
-            if (style_.plain && std::find_if(text, end, [](char c) { return c == '.' || c == 'e'; }) == end) {
-                *end++ = '.';
-                *end++ = '0';
-            }
-            return raw(text, end);
+            return raw(text, json::write_real(text, d, false));
         } else if constexpr (std::is_pointer_v<T>) {
             return pointer(value);
         } else {
-            // Exact decimal integers of every width.
-            char digits[cjson64::kIntegerText];
-            bool negative = false;
-            auto magnitude = static_cast<uint64_t>(value);
-            if constexpr (std::is_signed_v<T>) {
-                negative = value < 0;
-                if (negative) magnitude = 0 - magnitude;
-            }
-            const char *first = cjson64::integer_text(digits, negative, magnitude);
-            return raw(first, digits + cjson64::kIntegerText - 1);
+            return raw(text, json::write_integer(text, value));  // exact at every width
         }
     }
 
@@ -358,7 +308,6 @@ private:
     }
 
     dump_arena &arena_;
-    text_style style_;
     size_t size_ = 0;
     // The containers open on the way down, which bounds the recursion.
     const pz_variant_t *path_[PZ_VARIANT_MAX_DEPTH];
@@ -368,10 +317,10 @@ private:
 };
 
 // The whole text printed from one tree, in a new HAL block.
-char *print_whole(const pz_variant_t *v, text_style style) {
+char *print_whole(const pz_variant_t *v) {
     dump_arena arena;
     size_t size = 0;
-    cJSON *tree = dump_tree(v, arena, &size, style);
+    cJSON *tree = dump_tree(v, arena, &size);
     if (tree == nullptr) return nullptr;
     // The counted size, plus room for cJSON's look-ahead and the terminator.
     const size_t room = size + 16;
@@ -398,14 +347,14 @@ char *print_whole(const pz_variant_t *v, text_style style) {
 // and the commas between the pieces.
 class piecewise_printer {
 public:
-    piecewise_printer(const pz_variant_t *v, text_style style) : v_(v), style_(style), builder_(arena_, style) {}
+    explicit piecewise_printer(const pz_variant_t *v) : v_(v), builder_(arena_) {}
     ~piecewise_printer() { HAL_Free(text_); }
 
     char *print() {
         const char *name = kDumpNameOf[static_cast<unsigned char>(v_->vt)];
         if (!reserve(std::strlen(name) + 8)) return nullptr;
-        // The typed object around the container, in the dump.
-        pos_ = style_.plain ? 0 : static_cast<size_t>(std::snprintf(text_, cap_, "{\"%s\":", name));
+        // The typed object around the container.
+        pos_ = static_cast<size_t>(std::snprintf(text_, cap_, "{\"%s\":", name));
         text_[pos_] = '\0';
         size_t written = 0;
         const bool whole = for_each_piece([&](cJSON *piece, size_t printed) {
@@ -427,10 +376,10 @@ public:
             pos_ += (exact ? printed : std::strlen(text_ + pos_)) - 1;
             return true;
         });
-        if (!whole) return too_long_ && !refused_ ? print_whole(v_, style_) : nullptr;
+        if (!whole) return too_long_ && !refused_ ? print_whole(v_) : nullptr;
         if (written == 0) text_[pos_++] = v_->vt == vtype_array ? '[' : '{';
         text_[pos_++] = v_->vt == vtype_array ? ']' : '}';
-        if (!style_.plain) text_[pos_++] = '}';
+        text_[pos_++] = '}';
         text_[pos_] = '\0';
         char *out = text_;
         text_ = nullptr;
@@ -482,7 +431,6 @@ private:
     }
 
     const pz_variant_t *v_;
-    text_style style_;
     dump_arena arena_;
     tree_builder builder_;
     char *text_ = nullptr;
@@ -548,18 +496,18 @@ pz::dump_arena::~dump_arena() {
     }
 }
 
-cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size, text_style style) {
-    tree_builder builder(arena, style);
+cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size) {
+    tree_builder builder(arena);
     cJSON *root = builder.item(v);
     if (builder.refused()) return nullptr;
     if (printed_size != nullptr) *printed_size = builder.printed_size();
     return root;
 }
 
-char *pz::print_text(const pz_variant_t *v, text_style style) {
+char *pz::print_text(const pz_variant_t *v) {
     const bool container = (v->vt == vtype_array && array_of(v) != nullptr) ||
                            (v->vt == vtype_dict && dict_of(v) != nullptr);
-    return container ? piecewise_printer(v, style).print() : print_whole(v, style);
+    return container ? piecewise_printer(v).print() : print_whole(v);
 }
 
 extern "C" {

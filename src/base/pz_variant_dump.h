@@ -68,26 +68,18 @@ private:
     size_t next_ = 4096;
 };
 
-// How a value is written: the typed dump, or plain JSON (with pointers
-// written null, or refused).
-struct text_style {
-    bool plain = false;
-    bool refuse_pointers = false;
-};
-
-// The typed object of `v` as the dump prints it, or in plain JSON its
-// value; null when `v` nests deeper than PZ_VARIANT_MAX_DEPTH, contains
-// itself, or the root cannot be made, and in plain JSON also when a pointer
-// is refused or any part cannot be made. Nodes and number texts live in
+// The typed object of `v` as the dump prints it; null when `v` nests
+// deeper than PZ_VARIANT_MAX_DEPTH, contains itself, or the root cannot be
+// made. Nodes and number texts live in
 // `arena`; texts and keys are borrowed from `v`. The tree is never given to
 // cJSON_Delete: it goes with the arena, which must go before `v` changes.
 // `printed_size`, when not null, receives the length of its unformatted
 // text.
-cJSON *dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size = nullptr, text_style style = {});
+cJSON *dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size = nullptr);
 
 // The unformatted text of `v` in a new HAL block; null when it cannot be
 // made (as dump_tree says). `v` is not null.
-char *print_text(const pz_variant_t *v, text_style style = {});
+char *print_text(const pz_variant_t *v);
 
 }  // namespace pz
 

@@ -2,6 +2,7 @@
 // without stdio can leave this file out (and define PZ_NO_STDIO).
 #include <cstdio>
 
+#include "pz_json_writer.h"
 #include "pz_read_error.h"
 #include "pz_variant_internal.h"
 
@@ -68,6 +69,11 @@ bool write_text(char *text, FILE *stream) {
     return written;
 }
 
+// The sink's chunks to a stream.
+bool to_stream(const char *bytes, size_t n, void *stream) {
+    return std::fwrite(bytes, 1, n, static_cast<FILE *>(stream)) == n;
+}
+
 }  // namespace
 
 extern "C" {
@@ -99,6 +105,12 @@ pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_r
 
 bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format format, unsigned flags) {
     if (v == nullptr || stream == nullptr) return false;
+    if (format == PZ_TEXT_JSON) {
+        // Straight to the stream, with no text in memory.
+        pz::out_sink out(to_stream, stream);
+        const bool written = pz::write_json(v, out, flags) && out.flush();
+        return written && std::fputc('\n', stream) != EOF;
+    }
     char *text = text_of(v, format, flags);
     return text != nullptr && write_text(text, stream);
 }

@@ -9,7 +9,9 @@ int main(void) {
     vdict_set_uint16(d, "n", 65535);
     char *text = pz_variant_dump(d);
     pz_variant_t *back = pz_variant_from_dump(text);
-    const int ok = vdict_uint16_default(back, "n", 0) == 65535 && pz_variant_equal(back, d);
+    uint16_t n = 0;
+    const int checked = pz_variant_get_uint16(pz_variant_path_find(back, "/n"), &n) == PZ_GET_OK && n == 65535;
+    const int ok = checked && vdict_uint16_default(back, "n", 0) == 65535 && pz_variant_equal(back, d);
     HAL_Free(text);
     pz_variant_unref(back);
     pz_variant_unref(d);

@@ -124,6 +124,22 @@ std::string expect_round_trip(const pz_variant_t *v, Read read, Write write, boo
 inline pz_variant_t *json_read(const char *text) { return pz_variant_from_json(text, nullptr); }
 inline char *json_write(const pz_variant_t *v) { return pz_variant_to_json(v, 0); }
 
+// `len` bytes in lowercase hex, and back.
+inline std::string hex_of(const void *data, size_t len) {
+    std::string hex;
+    for (size_t i = 0; i < len; ++i) {
+        const auto byte = static_cast<const uint8_t *>(data)[i];
+        hex += "0123456789abcdef"[byte >> 4];
+        hex += "0123456789abcdef"[byte & 15];
+    }
+    return hex;
+}
+inline std::vector<uint8_t> bytes_of(const std::string &hex) {
+    std::vector<uint8_t> out;
+    for (size_t i = 0; i + 1 < hex.size(); i += 2) out.push_back(static_cast<uint8_t>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+    return out;
+}
+
 // The reference count of a live value.
 inline long refcount(const pz_variant_t *v) { return *pz_ref_count(v); }
 

@@ -1,0 +1,129 @@
+// The writers' byte sink and the UTF-8 checks that the text readers and
+// writers share.
+#include "pz_sink.h"
+#include "pz_test.h"
+#include "pz_utf8.h"
+
+namespace {
+
+using TextBaseTest = LeakCheckedTest;
+
+TEST(Utf8, LongestValidPrefixStopsAtTheFirstBadSequence) {
+    const struct {
+        std::string text;
+        size_t valid;
+    } cases[] = {
+        {"plain ascii, longer than a word", 31},
+        {"\xC3\xA9t\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80", 14},
+        {"ab\xC0\xAF", 2},                       // overlong '/'
+        {"ab\xE0\x80\xAF", 2},                   // overlong in three bytes
+        {"ab\xED\xA0\x80", 2},                   // a surrogate
+        {"ab\xF4\x90\x80\x80", 2},               // past U+10FFFF
+        {"ab\xF5\x80\x80\x80", 2},               // no such lead byte
+        {"abcdefgh\x80", 8},                     // a continuation alone, after a full word
+        {"ab\xE2\x82", 2},                       // cut short at the end
+        {"ab\xE2\x82z", 2},                      // cut short inside
+        {std::string("a\0b", 3), 3},             // NUL is a character
+        {"\xF4\x8F\xBF\xBF", 4},                 // U+10FFFF itself
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(pz::utf8_valid_prefix(c.text.data(), c.text.size()), c.valid) << c.text;
+    }
+}
+
+TEST(Utf8, EncodesEveryLengthAsItReadsBack) {
+    for (uint32_t cp : {0x24u, 0x7Fu, 0x80u, 0x7FFu, 0x800u, 0xFFFDu, 0x10000u, 0x10FFFFu}) {
+        char out[4];
+        const size_t n = pz::utf8_encode(cp, out);
+        EXPECT_EQ(n, cp < 0x80 ? 1u : cp < 0x800 ? 2u : cp < 0x10000 ? 3u : 4u);
+        EXPECT_TRUE(pz::utf8_valid(out, n)) << cp;
+    }
+}
+
+// Writes `pieces` of every size through the sink's three entry points.
+template <class Sink>
+std::string write_pieces(Sink &sink, int pieces) {
+    std::string expect;
+    for (int i = 0; i < pieces; ++i) {
+        const std::string piece(static_cast<size_t>(i * 37 % 5000), static_cast<char>('a' + i % 26));
+        sink.write(piece.data(), piece.size());
+        sink.put(',');
+        char *at = sink.room(3);
+        std::memcpy(at, "xyz", 3);
+        sink.commit(2);
+        expect += piece + ",xy";
+    }
+    return expect;
+}
+
+TEST_F(TextBaseTest, SinkGrowsABlockAndHandsItOver) {
+    pz::out_sink sink;
+    const std::string expect = write_pieces(sink, 300);
+    EXPECT_EQ(sink.size(), expect.size());
+    size_t len = 0;
+    char *text = sink.take(&len);
+    ASSERT_NE(text, nullptr);
+    EXPECT_EQ(std::string(text, len), expect);
+    EXPECT_EQ(text[len], '\0');
+    HAL_Free(text);
+    pz::out_sink empty;
+    char *nothing = empty.take(&len);
+    EXPECT_STREQ(nothing, "");
+    HAL_Free(nothing);
+}
+
+TEST_F(TextBaseTest, SinkKeepsWhatFitsTheCallersBufferAndCountsTheRest) {
+    char buf[1000];
+    pz::out_sink sink(buf, sizeof buf);
+    const std::string expect = write_pieces(sink, 50);
+    EXPECT_EQ(sink.size(), expect.size());
+    EXPECT_FALSE(sink.whole());
+    EXPECT_FALSE(sink.failed());
+    pz::out_sink counting(static_cast<char *>(nullptr), 0);
+    const size_t counted = write_pieces(counting, 50).size();
+    EXPECT_EQ(counting.size(), counted);
+    pz::out_sink roomy(buf, sizeof buf);
+    const std::string small = write_pieces(roomy, 5);
+    EXPECT_TRUE(roomy.whole());
+    EXPECT_EQ(std::string(buf, roomy.size()), small);
+}
+
+TEST_F(TextBaseTest, SinkHandsChunksToItsCallbackUntilItSaysStop) {
+    struct collected {
+        std::string text;
+        size_t limit;
+    };
+    auto collect = [](const char *bytes, size_t n, void *user) {
+        auto *c = static_cast<collected *>(user);
+        c->text.append(bytes, n);
+        return c->text.size() <= c->limit;
+    };
+    collected all{"", SIZE_MAX};
+    pz::out_sink sink(collect, &all);
+    const std::string expect = write_pieces(sink, 200);
+    EXPECT_TRUE(sink.flush());
+    EXPECT_EQ(all.text, expect);
+    collected some{"", 10000};
+    pz::out_sink stopping(collect, &some);
+    const size_t stopped = write_pieces(stopping, 200).size();
+    EXPECT_EQ(stopping.size(), stopped);
+    EXPECT_FALSE(stopping.flush());
+    EXPECT_TRUE(stopping.failed());
+    EXPECT_LT(some.text.size(), 10000 + pz::out_sink::kChunk + 1);
+}
+
+TEST_F(TextBaseTest, SinkThatRunsOutOfMemoryGivesNothingAndLeaksNothing) {
+    const int failures = sweep_alloc_failures([] {
+        pz::out_sink sink;
+        const std::string expect = write_pieces(sink, 100);
+        char *text = sink.take();
+        if (text != nullptr) {
+            EXPECT_EQ(text, expect);
+        }
+        EXPECT_EQ(text == nullptr, sink.failed());
+        HAL_Free(text);
+    });
+    EXPECT_GT(failures, 3);
+}
+
+}  // namespace

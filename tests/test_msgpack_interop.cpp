@@ -1,0 +1,170 @@
+// MessagePack against implementations we did not write: msgpack-c reads
+// what we write to the same values and kinds, we read what its packer
+// writes in every format family, and Python's msgpack reads a file of ours
+// and writes one we read (skipped where python3-msgpack is missing).
+#include <msgpack.h>
+
+#include <cmath>
+#include <cstdlib>
+
+#include "pz_test.h"
+
+namespace {
+
+using MsgPackInterop = LeakCheckedTest;
+
+// msgpack-c's reading of `bytes`, packed again by msgpack-c (which packs
+// every number in the fewest bytes), in hex.
+std::string repacked(const uint8_t *bytes, size_t len) {
+    msgpack_unpacked tree;
+    msgpack_unpacked_init(&tree);
+    size_t offset = 0;
+    EXPECT_EQ(msgpack_unpack_next(&tree, reinterpret_cast<const char *>(bytes), len, &offset), MSGPACK_UNPACK_SUCCESS);
+    EXPECT_EQ(offset, len);
+    msgpack_sbuffer buffer;
+    msgpack_sbuffer_init(&buffer);
+    msgpack_packer pk;
+    msgpack_packer_init(&pk, &buffer, msgpack_sbuffer_write);
+    msgpack_pack_object(&pk, tree.data);
+    const std::string hex = hex_of(buffer.data, buffer.size);
+    msgpack_sbuffer_destroy(&buffer);
+    msgpack_unpacked_destroy(&tree);
+    return hex;
+}
+
+// msgpack-c reads our bytes, sized or smallest, to the values we wrote: its
+// object tree packs again to exactly what we write with the smallest
+// integers (each integer in its sign's family, floats at their width and
+// bits, str apart from bin, the order kept). The values of the write cases,
+// and a NaN and an empty slot.
+TEST_F(MsgPackInterop, MsgpackCReadsOurBytesToTheSameValues) {
+    const auto check = [](const pz_variant_t *v) {
+        size_t sized_len = 0, smallest_len = 0;
+        uint8_t *sized = pz_variant_to_msgpack(v, 0, &sized_len);
+        uint8_t *smallest = pz_variant_to_msgpack(v, PZ_MSGPACK_SMALLEST, &smallest_len);
+        ASSERT_TRUE(sized != nullptr && smallest != nullptr);
+        EXPECT_EQ(repacked(sized, sized_len), hex_of(smallest, smallest_len));
+        EXPECT_EQ(repacked(smallest, smallest_len), hex_of(smallest, smallest_len));
+        HAL_Free(smallest);
+        HAL_Free(sized);
+    };
+    for_each_case("msgpack_write_cases.txt", [&](const std::vector<std::string> &f) {
+        pz_variant_t *v = pz_variant_from_dump(f[0].c_str());
+        check(v);
+        pz_variant_unref(v);
+    });
+    pz_variant_t *list = pz_variant_pack("dd", NAN, 0.1);
+    pz_variant_array_append(list, nullptr);
+    check(list);
+    pz_variant_unref(list);
+}
+
+// Every format family of msgpack-c's packer reads, and holds what msgpack-c
+// reads: written with the smallest integers, it gives the bytes msgpack-c
+// packs of its own reading. (Which kind each format gives is pinned by the
+// read cases.)
+TEST_F(MsgPackInterop, WeReadEveryFormatFamilyOfMsgpackCsPacker) {
+    msgpack_sbuffer buffer;
+    msgpack_sbuffer_init(&buffer);
+    msgpack_packer packer;
+    msgpack_packer_init(&packer, &buffer, msgpack_sbuffer_write);
+    msgpack_packer *pk = &packer;
+    msgpack_pack_array(pk, 31);
+    msgpack_pack_int(pk, 7), msgpack_pack_int(pk, -7);  // fixints
+    msgpack_pack_fix_uint8(pk, 200), msgpack_pack_fix_uint16(pk, 2), msgpack_pack_fix_uint32(pk, 3);
+    msgpack_pack_fix_uint64(pk, UINT64_MAX), msgpack_pack_uint64(pk, 1ull << 40);
+    msgpack_pack_fix_int8(pk, -100), msgpack_pack_fix_int16(pk, -300), msgpack_pack_fix_int32(pk, INT32_MIN);
+    msgpack_pack_fix_int64(pk, INT64_MIN), msgpack_pack_int64(pk, -40000);
+    msgpack_pack_float(pk, 0.25f), msgpack_pack_double(pk, INFINITY), msgpack_pack_double(pk, NAN);
+    msgpack_pack_nil(pk), msgpack_pack_true(pk), msgpack_pack_false(pk);
+    // Texts and buffers, arrays and maps, with each size of header.
+    for (size_t n : {size_t{2}, size_t{200}, size_t{300}, size_t{70000}}) {
+        const std::string text(n, 't');
+        msgpack_pack_str_with_body(pk, text.data(), n);
+    }
+    for (size_t n : {size_t{3}, size_t{300}, size_t{70000}}) {
+        const std::string bytes(n, '\0');
+        msgpack_pack_bin_with_body(pk, bytes.data(), n);
+    }
+    for (uint32_t n : {3u, 20u, 70000u}) {
+        msgpack_pack_array(pk, n);
+        for (uint32_t i = 0; i < n; ++i) msgpack_pack_uint32(pk, i);
+    }
+    for (uint32_t n : {2u, 20u, 70000u}) {
+        msgpack_pack_map(pk, n);
+        for (uint32_t i = 0; i < n; ++i) {
+            const std::string key = "k" + std::to_string(i);
+            msgpack_pack_str_with_body(pk, key.data(), key.size()), msgpack_pack_int32(pk, -static_cast<int32_t>(i));
+        }
+    }
+    const auto *bytes = reinterpret_cast<const uint8_t *>(buffer.data);
+    pz_read_error_t error;
+    pz_variant_t *got = pz_variant_from_msgpack(bytes, buffer.size, &error);
+    EXPECT_NE(got, nullptr) << error.reason << " at " << error.offset;
+    size_t len = 0;
+    uint8_t *ours = pz_variant_to_msgpack(got, PZ_MSGPACK_SMALLEST, &len);
+    EXPECT_TRUE(ours != nullptr && hex_of(ours, len) == repacked(bytes, buffer.size));
+    HAL_Free(ours);
+    pz_variant_unref(got);
+
+    // An ext value, a timestamp here, is refused where it starts.
+    const size_t ext_at = buffer.size;
+    const msgpack_timestamp ts = {1700000000, 5};
+    msgpack_pack_timestamp(pk, &ts);
+    EXPECT_EQ(pz_variant_from_msgpack(buffer.data + ext_at, buffer.size - ext_at, &error), nullptr);
+    EXPECT_EQ(error.code, PZ_READ_INVALID_KIND);
+    EXPECT_EQ(error.offset, 0u);
+    msgpack_sbuffer_destroy(&buffer);
+}
+
+// A Python that imports msgpack: Debian's own (python3-msgpack), or the
+// first on the path; "" for none.
+std::string python_with_msgpack() {
+    for (const char *python : {"/usr/bin/python3", "python3"}) {
+        const std::string check = std::string(python) + " -c 'import msgpack' >/dev/null 2>&1";
+        if (std::system(check.c_str()) == 0) return python;
+    }
+    return "";
+}
+
+TEST_F(MsgPackInterop, PythonReadsOurFileAndWritesOneWeRead) {
+    const std::string python = python_with_msgpack();
+    if (python.empty()) GTEST_SKIP() << "python3-msgpack is not installed";
+    const std::string dir = ::testing::TempDir(), ours = dir + "pz_msgpack_ours", theirs = dir + "pz_msgpack_theirs",
+                      repr = dir + "pz_msgpack_repr", program = dir + "pz_msgpack_peer.py";
+    pz_variant_t *v = pz_variant_from_dump(
+        R"({"dict":{"i":{"int16":-5},"u":{"uint64":18446744073709551615},"f":{"double":1.5},)"
+        R"("s":{"string":"a\u0000b"},"b":{"bytes":"00ff"},"a":{"array":[{"int8":1},{"bool":true}]},)"
+        R"("m":{"dict":{"x":{"float":0.5}}}}})");
+    ASSERT_TRUE(pz_variant_write_msgpack_file(v, ours.c_str(), 0));
+    pz_variant_unref(v);
+    std::ofstream(program) << "import msgpack, sys\n"
+                              "v = msgpack.unpackb(open(sys.argv[1], 'rb').read(), raw=False)\n"
+                              "open(sys.argv[3], 'w').write(repr(v))\n"
+                              "open(sys.argv[2], 'wb').write(msgpack.packb({'small': 5, 'neg': -3, 'big': 2**40,\n"
+                              "    'u8': 200, 'i16': -200, 'pi': 3.25, 'text': 'h\\u00e9', 'raw': b'\\x01\\x02',\n"
+                              "    'list': [None, False], 'nested': {'k': []}}))\n";
+    const std::string command = python + " " + program + " " + ours + " " + theirs + " " + repr;
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+
+    std::ifstream in(repr);
+    const std::string seen{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    EXPECT_EQ(seen,
+              "{'i': -5, 'u': 18446744073709551615, 'f': 1.5, 's': 'a\\x00b', 'b': b'\\x00\\xff', "
+              "'a': [1, True], 'm': {'x': 0.5}}");
+
+    pz_variant_t *got = pz_variant_read_msgpack_file(theirs.c_str(), nullptr);
+    pz_variant_t *want = pz_variant_from_dump(
+        R"({"dict":{"small":{"int64":5},"neg":{"int64":-3},"big":{"uint64":1099511627776},"u8":{"uint8":200},)"
+        R"("i16":{"int16":-200},"pi":{"double":3.25},"text":{"string":"h\u00e9"},"raw":{"bytes":"0102"},)"
+        R"("list":{"array":[{"bool":false}]},"nested":{"dict":{"k":{"array":[]}}}}})");
+    pz_variant_t *list = pz_variant_dict_get(want, "list");
+    pz_variant_array_prepend(list, nullptr);  // None in a list: an empty slot
+    pz_variant_unref(list);
+    EXPECT_TRUE(pz_variant_equal(got, want)) << dumped(got);
+    pz_variant_unref(want);
+    pz_variant_unref(got);
+    for (const std::string &path : {ours, theirs, repr, program}) std::remove(path.c_str());
+}
+
+}  // namespace
