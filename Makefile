@@ -23,7 +23,7 @@ WERROR     := -DPZ_WERROR=ON
 
 BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev doxygen valgrind libmsgpack-dev python3-msgpack
-BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev libmsgpack-dev
+BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev libmsgpack-dev nlohmann-json3-dev
 GRIND_PACKAGES := valgrind
 FUZZ_PACKAGES  := clang libclang-rt-14-dev libjansson-dev
 DOCS_PACKAGES  := doxygen

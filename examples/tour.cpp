@@ -26,6 +26,11 @@ int main() {
                 readings[0].get<int32_t>() ? "present" : "empty");
     std::printf("    id: %" PRIu64 "\n", record["id"].value_or<uint64_t>(0));
 
+    // A view borrows: no reference is taken as it walks (record keeps the values).
+    int64_t whole = 0;
+    for (pz::view r : pz::view(record)["readings"].elements()) whole += r.get_as<int64_t>().value_or(0);
+    std::printf("  integer readings summed through views: %lld\n", static_cast<long long>(whole));
+
     pz::value copy = record;  // one more reference to the same record
     record.set("calibrated", false);
     std::printf("  a copy of the handle sees the change: calibrated=%d\n",

@@ -38,9 +38,9 @@ bool degraded(const pz_variant_t *got, const pz_variant_t *want) {
         return true;
     }
     if (got->vt != vtype_dict) return pz_variant_equal(got, want);
-    for (const auto &[key, value] : pz::value::borrow(const_cast<pz_variant_t *>(got)).entries()) {
-        if (!pz_variant_dict_contains(want, key.c_str())) return false;
-        if (!degraded(value.get(), pz::dict_find(want, key.c_str()))) return false;
+    for (const auto &[key, value] : pz::view(got).entries()) {
+        const pz_variant_t *wanted = pz_variant_dict_find_len(want, key.data(), key.size());
+        if (wanted == nullptr || !degraded(value.get(), wanted)) return false;
     }
     return true;
 }
@@ -241,6 +241,7 @@ const std::vector<Case> cases = {
     TAKE(full_array, tracked_object, Log::dtor, (varray_add_autoptr(t, obj, Log::dtor), t)),
     CALL(sample, none, (vdict_set_str(t, "new key", "text"), t)),
     CALL(sample, none, (vdict_set_sized_ptr(t, "new key", &object, 12), t)),
+    CALL(sample, int_value, (pz_variant_dict_put_scalar(t, "new key", a), t)),
     CALL(sample, none, (vdict_set_bytes(t, "new key", three_bytes, 3), t)),
     CALL(sample, none, (vdict_set_sharedptr(t, "new key", &object, Log::ref, Log::unref), t)),
     TAKE(sample, tracked_object, Log::dtor, (vdict_set_autoptr(t, "new key", obj, Log::dtor), t)),

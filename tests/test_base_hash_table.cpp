@@ -71,4 +71,29 @@ TEST_F(HashTableTest, ChurnReusesHoles) {
     EXPECT_EQ(keys_in_order(), expect);
 }
 
+// Small tables are searched by scanning their entries, larger ones through
+// the index: both must find what is there, holes skipped, and nothing else.
+// The walk by positions and replacing in place go by the same entries.
+TEST_F(HashTableTest, LookupsAroundTheScanLimitWithHoles) {
+    for (intptr_t n = 1; n <= 20; ++n) {
+        SCOPED_TRACE(n);
+        pz_hash_table_remove_all(table);
+        for (intptr_t i = 1; i <= n; ++i) pz_hash_table_insert(table, P(i * 4096), P(i));
+        for (intptr_t i = 3; i <= n; i += 3) pz_hash_table_remove(table, P(i * 4096));
+        std::vector<intptr_t> walked;
+        uint32_t pos = 0;
+        void *key = nullptr, *value = nullptr;
+        while (pz_hash_table_next(table, &pos, &key, &value, nullptr)) walked.push_back(I(key));
+        EXPECT_EQ(walked, keys_in_order());
+        for (intptr_t i = 1; i <= n + 1; ++i) {
+            const bool live = i <= n && i % 3 != 0;
+            EXPECT_EQ(pz_hash_table_find(table, P(i * 4096)), live ? P(i) : nullptr) << i;
+            EXPECT_EQ(pz_hash_table_contains(table, P(i * 4096)), live) << i;
+            const uint32_t hash = int_hash(P(i * 4096));
+            EXPECT_EQ(pz_hash_table_replace_hashed(table, P(i * 4096), P(-i), hash), live) << i;
+            EXPECT_EQ(pz_hash_table_find_hashed(table, P(i * 4096), hash), live ? P(-i) : nullptr) << i;
+        }
+    }
+}
+
 }  // namespace

@@ -65,7 +65,7 @@ TEST_F(CppApi, ContainersIterateInInsertionOrder) {
     pz::value rec = pz::dict({{"zeta", 1}, {"alpha", pz::array({1, "two", 3.0})}, {"mid", true}});
     std::vector<std::string> keys;
     // The entries and elements of a temporary outlive it (ASan sees a dangling key).
-    for (const auto &[key, element] : pz::from_dump(rec.dump()).entries()) keys.push_back(key);
+    for (const auto &[key, element] : pz::from_dump(rec.dump()).entries()) keys.emplace_back(key);
     EXPECT_EQ(keys, (std::vector<std::string>{"zeta", "alpha", "mid"}));
     std::vector<pz::kind> kinds;
     for (const pz::value &e : pz::from_dump(rec.dump())["alpha"].elements()) kinds.push_back(e.kind());
@@ -179,9 +179,11 @@ TEST_F(CppApi, AllocationFailureThrowsAndLeaksNothing) {
     auto build = [] {
         try {
             pz::value cfg = pz::dict({{"list", pz::array({1, "two"})}, {"flag", false}}).set("more", "text");
+            cfg.set("n", 5).set("n", int64_t{6}).set("more", "text");  // a number made, then rewritten
             cfg.dump();
             EXPECT_EQ(cfg.merge_patch(pz::dict({{"flag", pz::value::null()}, {"new", pz::dict({{"k", 1}})}})),
-                      pz::dict({{"list", pz::array({1, "two"})}, {"more", "text"}, {"new", pz::dict({{"k", 1}})}}));
+                      pz::dict({{"list", pz::array({1, "two"})}, {"more", "text"}, {"n", int64_t{6}},
+                                {"new", pz::dict({{"k", 1}})}}));
         } catch (const std::bad_alloc &) {
         }
     };

@@ -104,4 +104,42 @@ TEST_F(Dicts, ChildIsFoundOrMadeAndAttached) {
     for (pz_variant_t *x : {child, child, arr, d}) pz_variant_unref(x);
 }
 
+// A scalar stored from a record of the caller's: only its kind's bytes are
+// taken, a number the dictionary alone holds is rewritten in place, and a
+// value held elsewhere too is replaced, not changed under its holder.
+TEST_F(Dicts, PutScalarFromARecordOfTheCallers) {
+    pz_variant_t *d = pz_variant_dict_new();
+    pz_variant_t junk{};
+    junk.uint64_val = ~0ull;
+    junk.vt = vtype_int8;
+    junk.len = 9;
+    ASSERT_TRUE(pz_variant_dict_put_scalar(d, "n", &junk));
+    pz_variant_t *stored = pz_variant_dict_find(d, "n");
+    const unsigned char zero[7] = {};
+    EXPECT_EQ(stored->int8_val, -1);
+    EXPECT_EQ(std::memcmp(reinterpret_cast<const char *>(stored) + 1, zero, 7), 0) << "no bytes past an int8";
+    EXPECT_EQ(stored->len, 0u);
+    pz_variant_t pointer{};
+    pointer.ptr_val = d;
+    pointer.vt = vtype_ptr;
+    pointer.len = 12;
+    EXPECT_TRUE(pz_variant_dict_put_scalar(d, "n", &pointer));
+    EXPECT_EQ(pz_variant_dict_find(d, "n"), stored) << "rewritten in place";
+    EXPECT_TRUE(stored->vt == vtype_ptr && stored->ptr_val == d && stored->len == 12u);
+
+    pz_variant_t *held = pz_variant_dict_get(d, "n");
+    EXPECT_TRUE(pz_variant_dict_put_scalar(d, "n", &junk));
+    EXPECT_NE(pz_variant_dict_find(d, "n"), held);
+    EXPECT_EQ(held->vt, vtype_ptr) << "the other holder's value is left alone";
+    pz_variant_unref(held);
+
+    pz_variant_t *text = pz_variant_str_new("x");
+    const std::pair<pz_variant_t *, const char *> refused[] = {{d, ""}, {text, "n"}, {nullptr, "n"}};
+    for (const auto &[dict, key] : refused) EXPECT_FALSE(pz_variant_dict_put_scalar(dict, key, &junk));
+    EXPECT_FALSE(pz_variant_dict_put_scalar(d, "s", text)) << "a string lives outside the union";
+    EXPECT_FALSE(pz_variant_dict_put_scalar(d, "s", nullptr));
+    EXPECT_EQ(pz_variant_dict_size(d), 1u);
+    for (pz_variant_t *v : {text, d}) pz_variant_unref(v);
+}
+
 }  // namespace

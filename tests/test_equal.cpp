@@ -44,4 +44,47 @@ TEST_F(Equal, UnreadableValuesAndNulls) {
     for (pz_variant_t *v : {hole, one}) pz_variant_unref(v);
 }
 
+// One walk goes down both values at once: the limits hold whichever side
+// is too deep or loops, and the walk takes no reference.
+TEST_F(Equal, TwoValuesOfOneShapeAtAndPastTheLimit) {
+    const auto nan_bits = [](uint64_t bits) {
+        double d;
+        std::memcpy(&d, &bits, sizeof d);
+        return pz_variant_double_new(d);
+    };
+    const auto hole_at = [](int levels) {  // an empty slot `levels` deep
+        pz_variant_t *holder = pz_variant_array_new();
+        pz_variant_array_append(holder, nullptr);
+        return chain(levels - 1, holder);
+    };
+    const auto self_holding = [] {
+        pz_variant_t *a = pz_variant_array_new();
+        pz_variant_array_append(a, a);
+        return a;
+    };
+    const std::tuple<pz_variant_t *, pz_variant_t *, bool> cases[] = {
+        {chain(PZ_VARIANT_MAX_DEPTH, pz_variant_int8_new(1)), chain(PZ_VARIANT_MAX_DEPTH, pz_variant_int8_new(1)), true},
+        {chain(PZ_VARIANT_MAX_DEPTH, pz_variant_int8_new(1)), chain(PZ_VARIANT_MAX_DEPTH, pz_variant_int8_new(2)), false},
+        {chain(PZ_VARIANT_MAX_DEPTH + 1, pz_variant_int8_new(1)), chain(PZ_VARIANT_MAX_DEPTH + 1, pz_variant_int8_new(1)), false},
+        {hole_at(PZ_VARIANT_MAX_DEPTH), hole_at(PZ_VARIANT_MAX_DEPTH), true},
+        {hole_at(PZ_VARIANT_MAX_DEPTH + 1), hole_at(PZ_VARIANT_MAX_DEPTH + 1), false},
+        {self_holding(), self_holding(), false},
+        {self_holding(), chain(3, pz_variant_array_new()), false},
+        {nan_bits(0x7ff8000000000001ull), nan_bits(0x7ff8000000000001ull), true},
+        {nan_bits(0x7ff8000000000001ull), nan_bits(0x7ff8000000000002ull), false},
+    };
+    const long incs = hal_atomic_incs();
+    for (const auto &[a, b, equal] : cases) {
+        EXPECT_EQ(pz_variant_equal(a, b), equal) << (&a - &std::get<0>(cases[0])) / 3;
+        EXPECT_EQ(pz_variant_equal(b, a), equal) << (&a - &std::get<0>(cases[0])) / 3;
+    }
+    EXPECT_EQ(hal_atomic_incs(), incs);
+    for (const auto &[a, b, equal] : cases) {
+        for (pz_variant_t *v : {a, b}) {
+            if (v->vt == vtype_array && pz_variant_array_at(v, 0) == v) pz_variant_clear(v);  // the loop
+            pz_variant_unref(v);
+        }
+    }
+}
+
 }  // namespace

@@ -64,9 +64,17 @@ TEST_F(Scalars, EveryKindThroughItsWholeFamily) {
         EXPECT_EQ(vdict_##name##_default(dict, #name, def), value);                           \
         for (auto [c, key] : {std::pair{dict, "absent"}, {dict, ""}, {dict, nullptr}, {arr, #name}}) \
             EXPECT_EQ(vdict_##name##_default(c, key, def), def);                              \
-        hal_fail_nth(1, 0);                                                                   \
+        hal_fail_nth(1, 1);                                                                   \
         vdict_set_##name(dict, #name, def);                                                   \
-        EXPECT_EQ(vdict_##name##_default(dict, #name, def), value) << "replaced by nothing";  \
+        vdict_set_##name(dict, "new key", def);                                               \
+        hal_fail_nth(0, 0);                                                                   \
+        EXPECT_EQ(vdict_##name##_default(dict, #name, value), def) << "rewritten in place";   \
+        EXPECT_FALSE(pz_variant_dict_contains(dict, "new key")) << "made of nothing";         \
+        pz_variant_t *held = pz_variant_dict_get(dict, #name);                                \
+        vdict_set_##name(dict, #name, value);                                                 \
+        expect_holds(held, code, def);                                                        \
+        EXPECT_NE(pz::dict_find(dict, #name), held) << "a value held elsewhere is replaced";  \
+        pz_variant_unref(held);                                                               \
                                                                                               \
         const char fmt[] = {static_cast<char>(code), 'i', '\0'};                              \
         pz_variant_t *va = pz_variant_pack(fmt, static_cast<va_type>(value), int32_t{77});    \

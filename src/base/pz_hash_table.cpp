@@ -79,6 +79,24 @@ probe lookup(const pz_hash_table_t *t, const void *key, uint32_t hash) {
     }
 }
 
+// Up to this many dense entries, a lookup that only needs the entry scans
+// them for the hash instead of probing: the entries are read in order, not
+// after the index slot that names them, so a table out of the cache costs
+// one wait fewer.
+constexpr uint32_t kScanEntries = 8;
+
+// The entry holding `key`, or kEmpty.
+int32_t entry_of(const pz_hash_table_t *t, const void *key, uint32_t hash) {
+    if (t->used > kScanEntries) return lookup(t, key, hash).ix;
+    for (uint32_t i = 0; i < t->used; ++i) {
+        const entry &e = t->entries[i];
+        if (e.hash == hash && e.key != nullptr && (e.key == key || t->equal(e.key, key))) {
+            return static_cast<int32_t>(i);
+        }
+    }
+    return kEmpty;
+}
+
 uint32_t empty_slot(const pz_hash_table_t *t, uint32_t hash) {
     probe_sequence seq(hash, t->mask);
     while (t->index[seq.slot()] != kEmpty) seq.next();
@@ -264,13 +282,44 @@ bool pz_hash_table_reserve(pz_hash_table_t *table, uint32_t count) {
 
 void *pz_hash_table_find(const pz_hash_table_t *table, const void *key) {
     if (table == nullptr || table->size == 0 || key == nullptr) return nullptr;
-    const probe p = lookup(table, key, table->hash(key));
-    return p.ix >= 0 ? table->entries[p.ix].value : nullptr;
+    return pz_hash_table_find_hashed(table, key, table->hash(key));
+}
+
+void *pz_hash_table_find_hashed(const pz_hash_table_t *table, const void *key, uint32_t hash) {
+    if (table == nullptr || table->size == 0 || key == nullptr) return nullptr;
+    const int32_t ix = entry_of(table, key, hash);
+    return ix >= 0 ? table->entries[ix].value : nullptr;
+}
+
+bool pz_hash_table_replace_hashed(pz_hash_table_t *table, const void *key, void *value, uint32_t hash) {
+    if (table == nullptr || table->size == 0 || key == nullptr) return false;
+    const int32_t ix = entry_of(table, key, hash);
+    if (ix < 0) return false;
+    void *old = table->entries[ix].value;
+    table->entries[ix].value = value;
+    const pz_dtor_pt value_dtor = table->value_dtor;
+    if (value_dtor != nullptr) value_dtor(old);  // last: it may run arbitrary code
+    return true;
+}
+
+bool pz_hash_table_next(const pz_hash_table_t *table, uint32_t *pos, void **key, void **value, uint32_t *hash) {
+    if (table == nullptr || pos == nullptr) return false;
+    for (uint32_t i = *pos; i < table->used; ++i) {
+        const entry &e = table->entries[i];
+        if (e.key == nullptr) continue;
+        if (key != nullptr) *key = e.key;
+        if (value != nullptr) *value = e.value;
+        if (hash != nullptr) *hash = e.hash;
+        *pos = i + 1;
+        return true;
+    }
+    *pos = table->used;
+    return false;
 }
 
 bool pz_hash_table_contains(const pz_hash_table_t *table, const void *key) {
     if (table == nullptr || table->size == 0 || key == nullptr) return false;
-    return lookup(table, key, table->hash(key)).ix >= 0;
+    return entry_of(table, key, table->hash(key)) >= 0;
 }
 
 bool pz_hash_table_remove(pz_hash_table_t *table, const void *key) {

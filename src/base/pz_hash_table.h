@@ -64,6 +64,25 @@ bool pz_hash_table_copy_entries(pz_hash_table_t *table, const pz_hash_table_t *f
 /* The value stored under `key`, or null; nothing is kept or allocated. */
 void *pz_hash_table_find(const pz_hash_table_t *table, const void *key);
 
+/* pz_hash_table_find with the key's hash already known, as the table's hash
+ * function gives it (or as pz_hash_table_next reports it for an entry of
+ * another table made with the same functions). */
+void *pz_hash_table_find_hashed(const pz_hash_table_t *table, const void *key, uint32_t hash);
+
+/* Replaces the value stored under `key` (whose hash is `hash`) with `value`
+ * and releases the old one, keeping the stored key and its place; true when
+ * there was such an entry. When there was none nothing is taken over or
+ * released: the caller keeps `value`, and `key` is never kept. */
+bool pz_hash_table_replace_hashed(pz_hash_table_t *table, const void *key, void *value, uint32_t hash);
+
+/* The first entry at or after position `*pos` of the insertion order
+ * (starting at 0), holes skipped: its key, value and hash are written to the
+ * pointers that are not null and `*pos` moves past it. False when there is
+ * none. A walk by positions may change values in place between steps;
+ * adding or removing entries meanwhile may make it miss or repeat some, but
+ * nothing is read out of bounds. Nothing is kept or allocated. */
+bool pz_hash_table_next(const pz_hash_table_t *table, uint32_t *pos, void **key, void **value, uint32_t *hash);
+
 /* True when an entry with an equal key exists. */
 bool pz_hash_table_contains(const pz_hash_table_t *table, const void *key);
 

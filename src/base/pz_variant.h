@@ -459,6 +459,15 @@ PZ_API void *vdict_ptr_default(const pz_variant_t *v, const char *key, void *def
 PZ_API const char *vdict_str_default(const pz_variant_t *v, const char *key, const char *def);
 /** @} */
 
+/** Stores under `key` a value of the kind of `scalar` holding what it
+ * holds, as the typed setter of that kind does (a number or flag that this
+ * dictionary alone holds under the key is rewritten in place). `scalar` is
+ * only read and may be a record of the caller's own, on its stack: of a
+ * kind that lives in the union (bool to double, or a raw pointer with its
+ * len). True when the value is stored; false, with nothing changed, for
+ * an unusable dictionary or key, another kind, or when out of memory. */
+PZ_API bool pz_variant_dict_put_scalar(pz_variant_t *dict, const char *key, const pz_variant_t *scalar);
+
 /** The data pointer of the value under `key`, borrowed while the entry
  * stays; null when there is none. No length: read it from the value. */
 PZ_API const uint8_t *vdict_bytes(pz_variant_t *v, const char *key);
@@ -474,7 +483,10 @@ PZ_API const uint8_t *vdict_bytes(pz_variant_t *v, const char *key);
  * When the value cannot be made, nothing is stored and nothing of the
  * caller's is taken over or called. When it cannot be stored (unusable
  * dictionary or key, out of memory), it is released at once: a taken-over
- * buffer is freed, `dtor` destroys the object, and `unref` balances `ref`. */
+ * buffer is freed, `dtor` destroys the object, and `unref` balances `ref`.
+ * A number, flag or raw pointer stored over a number, flag, raw pointer or
+ * null that this dictionary alone holds is written into that record in
+ * place, allocating nothing: no holder can tell it from a replacement. */
 PZ_API void vdict_set_bool(pz_variant_t *v, const char *key, bool value);
 PZ_API void vdict_set_int8(pz_variant_t *v, const char *key, int8_t value);
 PZ_API void vdict_set_uint8(pz_variant_t *v, const char *key, uint8_t value);
@@ -495,6 +507,43 @@ PZ_API void vdict_set_autoptr(pz_variant_t *v, const char *key, void *value, pz_
 PZ_API void vdict_set_sharedptr(pz_variant_t *v, const char *key, void *value, pz_ref_pt ref,
                                 pz_unref_pt unref);
 /** @} */
+
+/** @} */
+
+/* ---------------------------------------------------------------------- */
+/* Borrowed reads                                                          */
+/* ---------------------------------------------------------------------- */
+
+/** @defgroup pz_borrowed Borrowed reads
+ * Elements, values under keys and dictionary entries read without taking a
+ * reference: what they return is borrowed from its container and stays
+ * valid while the container holds it (until the slot or entry is replaced
+ * or removed, or the container is released). Never unref it; take a
+ * reference with pz_variant_ref to keep it longer. They allocate nothing,
+ * and change no count, so a walk through them costs no atomic operation.
+ * @{ */
+
+/** The element at `index`, borrowed; null for an empty slot, an index at or
+ * past the end or a `va` that is not an array with storage. */
+PZ_API pz_variant_t *pz_variant_array_at(const pz_variant_t *va, uint32_t index);
+
+/** The value under `key`, borrowed; null when absent, for a null or empty
+ * key and when `dict` is not a dictionary. */
+PZ_API pz_variant_t *pz_variant_dict_find(const pz_variant_t *dict, const char *key);
+
+/** As pz_variant_dict_find, with a key of `len` bytes that needs no
+ * terminator. A key that is empty or holds a NUL byte finds nothing. */
+PZ_API pz_variant_t *pz_variant_dict_find_len(const pz_variant_t *dict, const char *key, size_t len);
+
+/** One step of a walk over the entries of `dict` in insertion order: start
+ * with `*pos` 0; each call that returns true writes the next entry's key
+ * and value (both borrowed) to the pointers that are not null and moves
+ * `*pos` past it. False when there are no more entries or `dict` is not a
+ * dictionary. Values may be changed in place between steps; an entry added
+ * or removed meanwhile may be missed or seen, and nothing is read out of
+ * bounds. */
+PZ_API bool pz_variant_dict_next(const pz_variant_t *dict, uint32_t *pos, const pz_string_t **key,
+                                 pz_variant_t **value);
 
 /** @} */
 

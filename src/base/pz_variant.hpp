@@ -173,6 +173,14 @@ inline const char *kind_name(kind k) noexcept {
     return "unknown";
 }
 
+// The kind's name after its article, for error texts: "an array", "a uint8"
+// (the names read as "you-int" take "a").
+inline std::string with_article(kind k) {
+    const char *name = kind_name(k);
+    const bool vowel = std::strchr("aeio", name[0]) != nullptr;
+    return std::string(vowel ? "an " : "a ") + name;
+}
+
 // An integer value as its sign and magnitude, whatever its width.
 struct integer {
     bool negative;
@@ -228,6 +236,13 @@ private:
     const char *text_;
 };
 
+// A key read by its length: the C lookups take it as it is, but a key with
+// a NUL byte is refused as key_text refuses it.
+inline std::string_view checked_key(std::string_view key) {
+    if (key.find('\0') != std::string_view::npos) throw error("pzvariant: a key cannot hold a NUL byte");
+    return key;
+}
+
 // The pack letter of a C++ argument type, and the argument as the variadic
 // call must receive it (small integers as int, float as double, texts as
 // NUL-terminated pointers).
@@ -267,14 +282,185 @@ auto promote(const T &x) {
 /// @endcond
 
 class value;
+class view;
+class element_iterator;
+class entry_iterator;
+template <class It>
+class basic_range;
+/** The elements of an array, as views; see value::elements(). */
+using element_range = basic_range<element_iterator>;
+/** The entries of a dictionary; see value::entries(). */
+using entry_range = basic_range<entry_iterator>;
 value array(std::initializer_list<value> elements);
+
+/// @cond detail
+namespace detail {
+
+// The read API that pz::value and pz::view share, over the C value that
+// Self::get() gives (null for an empty handle or view).
+template <class Self>
+class reader {
+public:
+    /** True when there is a value, of any kind: a stored false or a null
+     * value included. (There is no conversion to bool: read a bool with
+     * value_or(false) or get<bool>().) */
+    bool has_value() const noexcept { return raw() != nullptr; }
+    /** True when there is no value and for a value of kind null. */
+    bool is_null() const noexcept { return kind() == pz::kind::null; }
+
+    /** The kind of the value; kind::null when there is none. */
+    pz::kind kind() const noexcept { return raw() != nullptr ? static_cast<pz::kind>(raw()->vt) : pz::kind::null; }
+
+    /** The value when its kind is exactly the one T maps to, else nothing:
+     * get<int64_t>() of an int32 is empty. Texts read as std::string_view
+     * (borrowed, valid while the value lives) or std::string (a copy); a
+     * byte buffer as std::span<const std::byte> (borrowed likewise; C++20). */
+    template <class T>
+    std::optional<T> get() const noexcept(!std::is_same_v<T, std::string>) {
+        const pz_variant_t *v = raw();
+        if constexpr (std::is_same_v<T, std::string_view> || std::is_same_v<T, std::string>) {
+            if (kind() != pz::kind::string) return std::nullopt;
+            return T(v->str_val != nullptr ? v->str_val : "", v->len);
+#if __cplusplus >= 202002L
+        } else if constexpr (std::is_same_v<T, std::span<const std::byte>>) {
+            if (kind() != pz::kind::bytes) return std::nullopt;
+            return T(static_cast<const std::byte *>(v->ptr_val), v->len);
+#endif
+        } else {
+            if (kind() != kind_of<T>()) return std::nullopt;
+            T x;
+            std::memcpy(&x, v, sizeof x);
+            return x;
+        }
+    }
+    /** The value as get<T>() reads it, or `def`. A text default
+     * (value_or("none")) reads a string and returns a std::string. */
+    template <class T>
+    auto value_or(T def) const noexcept(!is_text_v<T>) {
+        if constexpr (is_text_v<T>) {
+            if (auto text = get<std::string_view>()) return std::string(*text);
+            if constexpr (std::is_same_v<T, std::string>) {
+                return def;
+            } else {
+                return std::string(def != nullptr ? def : "");
+            }
+        } else {
+            return get<T>().value_or(def);
+        }
+    }
+    /** An integer of any integer kind converted to the integer type T when T
+     * can hold it (an int32 8080 read as uint16_t); empty for other kinds
+     * and for values out of T's range. */
+    template <class T>
+    std::optional<T> get_as() const noexcept {
+        static_assert(std::is_integral_v<T> && !std::is_same_v<T, bool>, "get_as reads integers");
+        const std::optional<integer> x = integer_of(raw());
+        return x ? narrow<T>(*x) : std::nullopt;
+    }
+
+    /** The number of elements of an array or entries of a dictionary; 0 for
+     * other kinds and when there is no value. */
+    uint32_t size() const noexcept {
+        return kind() == pz::kind::dict ? pz_variant_dict_size(raw()) : pz_variant_array_size(raw());
+    }
+    /** True when this is a dictionary with an entry under `key`. */
+    bool contains(const char *key) const noexcept { return pz_variant_dict_contains(raw(), key); }
+    /** As contains(const char *); a key with a NUL byte throws pz::error. */
+    bool contains(std::string_view key) const {
+        key = checked_key(key);
+        return pz_variant_dict_find_len(raw(), key.data(), key.size()) != nullptr;
+    }
+
+private:
+    const pz_variant_t *raw() const noexcept { return static_cast<const Self &>(*this).get(); }
+};
+
+}  // namespace detail
+/// @endcond
+
+/** A borrowed view of a value, for reading: it holds no reference, so
+ * making, copying and dropping views, and walking containers through them,
+ * touch no reference count. A view is valid only while something else keeps
+ * its value alive (a pz::value handle, the container it was read from) and
+ * the value is not removed or replaced there: a view into a temporary
+ * dangles once the temporary is gone. Take a pz::value from it
+ * (`pz::value owned = v;`) to keep the value. It reads as pz::value reads;
+ * operator[] gives views, elements() views and entries() keys as
+ * std::string_view into the dictionary. */
+class view : public detail::reader<view> {
+public:
+    using detail::reader<view>::get;
+
+    /** No value: reads as an empty handle does. */
+    view() noexcept = default;
+    /** A view of `v` (null: no value); `v` is not referenced. */
+    explicit view(const pz_variant_t *v) noexcept : v_(v) {}
+    /** A view of the value `v` holds, valid while `v` (or another owner)
+     * keeps it. */
+    view(const value &v) noexcept;
+
+    /** The C value, borrowed (null when there is none). */
+    const pz_variant_t *get() const noexcept { return v_; }
+
+    /** The dictionary value under `key`; no value when absent or when this
+     * is not a dictionary. */
+    view operator[](const char *key) const noexcept { return view(pz_variant_dict_find(v_, key)); }
+    /** As operator[](const char *); a key with a NUL byte throws pz::error. */
+    view operator[](std::string_view key) const {
+        key = detail::checked_key(key);
+        return view(pz_variant_dict_find_len(v_, key.data(), key.size()));
+    }
+    /** The array element at `index`; no value past the end, for an empty
+     * slot or when this is not an array. */
+    template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+    view operator[](I index) const noexcept {
+        if (index < 0 || static_cast<uint64_t>(index) > UINT32_MAX) return view();
+        return view(pz_variant_array_at(v_, static_cast<uint32_t>(index)));
+    }
+
+    /** The elements of this array, as views. Nothing for no value or a null
+     * value; pz::error for other kinds. */
+    element_range elements() const;
+    /** The entries of this dictionary in insertion order, keys as
+     * std::string_view into the dictionary and values as views. Nothing for
+     * no value or a null value; pz::error for other kinds. */
+    entry_range entries() const;
+
+    /** Equal kinds holding equal values, as pz_variant_equal compares them. */
+    friend bool operator==(view a, view b) noexcept { return pz_variant_equal(a.v_, b.v_); }
+    /** Not operator==. */
+    friend bool operator!=(view a, view b) noexcept { return !(a == b); }
+    /** As operator==(view, view). */
+    friend bool operator==(const value &a, view b) noexcept;
+    /** As operator==(view, view). */
+    friend bool operator==(view a, const value &b) noexcept;
+    /** Not operator==. */
+    friend bool operator!=(const value &a, view b) noexcept { return !(a == b); }
+    /** Not operator==. */
+    friend bool operator!=(view a, const value &b) noexcept { return !(a == b); }
+
+private:
+    const pz_variant_t *v_ = nullptr;
+};
+
+/** One dictionary entry as entries() yields it: the key, borrowed from the
+ * dictionary, and a view of the value. */
+using entry = std::pair<std::string_view, view>;
 
 /** Holds one reference to a value, or nothing (an empty handle). Copying
  * takes a reference, moving transfers it, destruction drops it. Two handles
  * to the same value see each other's changes; copy() makes an independent
- * value. */
-class value {
+ * value. Reading through a pz::view of it takes no reference at all. */
+class value : public detail::reader<value> {
 public:
+    using detail::reader<value>::get;
+    /** Walks the elements of an array as views; see elements(). */
+    using iterator = pz::element_iterator;
+    /** The elements of an array; see elements(). */
+    using element_range = pz::element_range;
+    /** One dictionary entry: its key, borrowed, and a view of its value. */
+    using entry = pz::entry;
+
     /** An empty handle, holding no value at all (see null() for a value of
      * kind null). */
     value() noexcept = default;
@@ -291,6 +477,9 @@ public:
     value(const char *text) : value(std::string_view(text != nullptr ? text : "")) {}
     /** A string holding a copy of `text`, NUL bytes included. */
     value(const std::string &text) : value(std::string_view(text)) {}
+    /** Another handle to the value `v` views (one more reference); empty
+     * when it views none. */
+    value(view v) noexcept : v_(pz_variant_ref(const_cast<pz_variant_t *>(v.get()))) {}
 
     /** Another handle to the same value (one more reference). */
     value(const value &other) noexcept : v_(pz_variant_ref(other.v_)) {}
@@ -330,61 +519,6 @@ public:
     pz_variant_t *get() const noexcept { return v_; }
     /** Gives up the reference without dropping it; the caller now owns it. */
     pz_variant_t *release() noexcept { return std::exchange(v_, nullptr); }
-    /** True when the handle holds a value, of any kind: a stored false or a
-     * null value included. (There is no conversion to bool: read a bool
-     * with value_or(false) or get<bool>().) */
-    bool has_value() const noexcept { return v_ != nullptr; }
-    /** True for an empty handle and for a value of kind null. */
-    bool is_null() const noexcept { return kind() == pz::kind::null; }
-
-    /** The kind of the value; kind::null for an empty handle. */
-    pz::kind kind() const noexcept { return v_ != nullptr ? static_cast<pz::kind>(v_->vt) : pz::kind::null; }
-
-    /** The value when its kind is exactly the one T maps to, else nothing:
-     * get<int64_t>() of an int32 is empty. Texts read as std::string_view
-     * (borrowed, valid while the value lives) or std::string (a copy). */
-    template <class T>
-    std::optional<T> get() const noexcept(!std::is_same_v<T, std::string>) {
-        if constexpr (std::is_same_v<T, std::string_view> || std::is_same_v<T, std::string>) {
-            if (kind() != pz::kind::string) return std::nullopt;
-            return T(v_->str_val != nullptr ? v_->str_val : "", v_->len);
-        } else {
-            if (kind() != detail::kind_of<T>()) return std::nullopt;
-            T x;
-            std::memcpy(&x, v_, sizeof x);
-            return x;
-        }
-    }
-    /** The value as get<T>() reads it, or `def`. A text default
-     * (value_or("none")) reads a string and returns a std::string. */
-    template <class T>
-    auto value_or(T def) const noexcept(!detail::is_text_v<T>) {
-        if constexpr (detail::is_text_v<T>) {
-            if (auto text = get<std::string_view>()) return std::string(*text);
-            if constexpr (std::is_same_v<T, std::string>) {
-                return def;
-            } else {
-                return std::string(def != nullptr ? def : "");
-            }
-        } else {
-            return get<T>().value_or(def);
-        }
-    }
-    /** An integer of any integer kind converted to the integer type T when T
-     * can hold it (an int32 8080 read as uint16_t); empty for other kinds
-     * and for values out of T's range. */
-    template <class T>
-    std::optional<T> get_as() const noexcept {
-        static_assert(std::is_integral_v<T> && !std::is_same_v<T, bool>, "get_as reads integers");
-        const std::optional<detail::integer> x = detail::integer_of(v_);
-        return x ? detail::narrow<T>(*x) : std::nullopt;
-    }
-
-    /** The number of elements of an array or entries of a dictionary; 0 for
-     * other kinds and an empty handle. */
-    uint32_t size() const noexcept {
-        return kind() == pz::kind::dict ? pz_variant_dict_size(v_) : pz_variant_array_size(v_);
-    }
     /** The array element at `index`, another handle to it; an empty handle
      * past the end, for an empty slot or when this is not an array. */
     template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
@@ -394,14 +528,11 @@ public:
     }
     /** The dictionary value under `key`, another handle to it (writes through
      * it change the stored value); an empty handle when absent or when this
-     * is not a dictionary. */
+     * is not a dictionary. To read without taking references, index a
+     * pz::view of this value instead. */
     value operator[](const char *key) const noexcept { return value(pz_variant_dict_get(v_, key)); }
     /** As operator[](const char *); a key with a NUL byte throws pz::error. */
-    value operator[](std::string_view key) const { return (*this)[detail::key_text(key).c_str()]; }
-    /** True when this is a dictionary with an entry under `key`. */
-    bool contains(const char *key) const noexcept { return pz_variant_dict_contains(v_, key); }
-    /** As contains(const char *); a key with a NUL byte throws pz::error. */
-    bool contains(std::string_view key) const { return contains(detail::key_text(key).c_str()); }
+    value operator[](std::string_view key) const { return pz::view(*this)[key]; }
 
     /** Appends `element` to this array (an empty handle appends an empty
      * slot). Throws pz::error when this is not an array. */
@@ -424,6 +555,23 @@ public:
     }
     /** As set(const char *, const value &); a key with a NUL byte throws pz::error. */
     value &set(std::string_view key, const value &element) { return set(detail::key_text(key).c_str(), element); }
+    /** Stores `x` under `key` as a value of the kind that T maps to, as
+     * set(key, pz::value(x)) does. A number stored under the key that only
+     * this dictionary holds is rewritten in place, with no allocation. */
+    template <class T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
+    value &set(const char *key, T x) {
+        require_key(key, "set");
+        pz_variant_t record{};  // read by the call, not kept
+        std::memcpy(&record, &x, sizeof x);  // T has its kind's width (kind_of maps by size)
+        record.vt = static_cast<char>(detail::kind_of<T>());
+        if (!pz_variant_dict_put_scalar(v_, key, &record)) throw std::bad_alloc();
+        return *this;
+    }
+    /** As set(const char *, T); a key with a NUL byte throws pz::error. */
+    template <class T, std::enable_if_t<std::is_arithmetic_v<T>, int> = 0>
+    value &set(std::string_view key, T x) {
+        return set(detail::key_text(key).c_str(), x);
+    }
     /** Removes the entry under `key` from this dictionary; true when there was
      * one. Throws pz::error when this is not a dictionary. */
     bool erase(const char *key) {
@@ -441,8 +589,8 @@ public:
         require_key(key, "child");
         value c(vdict_child(v_, key));
         if (c.v_ == nullptr && contains(key)) {
-            throw error(std::string("pzvariant: child(\"") + key + "\") holds a " +
-                        detail::kind_name((*this)[key].kind()) + ", not a dict");
+            throw error(std::string("pzvariant: child(\"") + key + "\") holds " +
+                        detail::with_article(pz::view(*this)[key].kind()) + ", not a dict");
         }
         if (c.v_ == nullptr || stored(key) != c.v_) throw std::bad_alloc();
         return c;
@@ -488,48 +636,20 @@ public:
         return set_path(detail::key_text(pointer).c_str(), element);
     }
 
-    /** Iterates over the elements of an array, as handles; see elements(). */
-    class iterator {
-    public:
-        using value_type = pz::value;                        ///< what it yields
-        using difference_type = std::ptrdiff_t;              ///< distance type
-        using iterator_category = std::input_iterator_tag;   ///< read once, forward
-        /** At element `i` of the array `a`. */
-        iterator(const pz_variant_t *a, uint32_t i) : a_(a), i_(i) {}
-        /** The element, another handle to it (empty for an empty slot). */
-        pz::value operator*() const noexcept { return pz::value(pz_variant_array_index(a_, i_)); }
-        /** Moves to the next element. */
-        iterator &operator++() noexcept {
-            ++i_;
-            return *this;
-        }
-        /** Same array, same position. */
-        bool operator==(const iterator &o) const noexcept { return i_ == o.i_ && a_ == o.a_; }
-        /** Not operator==. */
-        bool operator!=(const iterator &o) const noexcept { return !(*this == o); }
-
-    private:
-        const pz_variant_t *a_;
-        uint32_t i_;
-    };
-    class element_range;
-    /** The elements of this array. Nothing for an empty handle or a null
+    /** The elements of this array, as views (no reference taken per
+     * element); the range holds a reference to the array, so the elements
+     * of a temporary can be walked. Nothing for an empty handle or a null
      * value; pz::error for other kinds (a dictionary's are its entries()). */
     element_range elements() const;
 
-    /** One dictionary entry: its key (a copy) and a handle to its value. */
-    using entry = std::pair<std::string, value>;
     /** The entries of this dictionary in insertion order, for
-     * `for (auto &[key, v] : d.entries())`. The keys are copies, so the
-     * entries of a temporary stay valid. Nothing for an empty handle or a
-     * null value; pz::error for other kinds (an array's are its elements()). */
-    std::vector<entry> entries() const {
-        if (kind() != pz::kind::dict && !is_null()) not_of(pz::kind::dict, "entries()");
-        std::vector<entry> out;
-        out.reserve(size());
-        pz_variant_dict_foreach(v_, collect_entry, &out);
-        return out;
-    }
+     * `for (auto [key, v] : d.entries())`: each key a std::string_view into
+     * the dictionary's own key, each value a view. The range holds a
+     * reference to the dictionary, so the entries of a temporary stay valid
+     * while the loop runs; copy a key (std::string(key)) or take a pz::value
+     * of a view to keep it longer. Nothing for an empty handle or a null
+     * value; pz::error for other kinds (an array's are its elements()). */
+    entry_range entries() const;
 
     /** A deep copy (an owned pointer is shared, not copied); an empty handle
      * for an empty handle. Throws pz::error for a value nested deeper than
@@ -645,8 +765,8 @@ private:
     }
     [[noreturn]] void not_of(pz::kind want, const char *what) const {
         require_value(what);
-        throw error(std::string("pzvariant: ") + what + " of a " + detail::kind_name(kind()) + ", not a " +
-                    detail::kind_name(want));
+        throw error(std::string("pzvariant: ") + what + " of " + detail::with_article(kind()) + ", not " +
+                    detail::with_article(want));
     }
     void require(pz::kind want, const char *what) const {
         if (kind() != want) not_of(want, what);
@@ -673,16 +793,13 @@ private:
         }
     }
     // The record stored under `key`, compared by address only.
-    const pz_variant_t *stored(const char *key) const noexcept {
-        pz_variant_t *found = pz_variant_dict_get(v_, key);
-        pz_variant_unref(found);  // the dictionary still holds it
-        return found;
-    }
+    const pz_variant_t *stored(const char *key) const noexcept { return pz_variant_dict_find(v_, key); }
 
     template <class... Ts, size_t... I>
     std::optional<std::tuple<Ts...>> unpack_at(std::index_sequence<I...>) const noexcept {
         if (kind() != pz::kind::array || size() < sizeof...(Ts)) return std::nullopt;
-        std::tuple<std::optional<Ts>...> got{(*this)[static_cast<uint32_t>(I)].template get<Ts>()...};
+        const pz::view self(*this);
+        std::tuple<std::optional<Ts>...> got{self[static_cast<uint32_t>(I)].template get<Ts>()...};
         if (!(std::get<I>(got).has_value() && ...)) return std::nullopt;
         return std::tuple<Ts...>{*std::get<I>(got)...};
     }
@@ -694,34 +811,128 @@ private:
     static pz_variant_t *make_text(std::string_view text) {
         return vstr_sized_new(text.data(), checked_len(text.size()));
     }
-    static bool collect_entry(void *key, void *element, void *out) {
-        const auto *k = static_cast<const pz_string_t *>(key);
-        static_cast<std::vector<entry> *>(out)->emplace_back(std::string(k->cstr, static_cast<size_t>(k->len)),
-                                                             borrow(static_cast<pz_variant_t *>(element)));
-        return true;
-    }
 
     pz_variant_t *v_ = nullptr;
 };
 
-/** The elements of an array in order, for `for (pz::value e : a.elements())`.
- * Holds its own reference, so the elements of a temporary can be walked. */
-class value::element_range {
+inline view::view(const value &v) noexcept : v_(v.get()) {}
+inline bool operator==(const value &a, view b) noexcept { return pz_variant_equal(a.get(), b.get()); }
+inline bool operator==(view a, const value &b) noexcept { return pz_variant_equal(a.get(), b.get()); }
+
+/** Walks the elements of an array as views; see elements(). */
+class element_iterator {
 public:
-    /** The first element. */
-    iterator begin() const noexcept { return iterator(array_.get(), 0); }
-    /** Past the last element (the size is read when end() is called). */
-    iterator end() const noexcept { return iterator(array_.get(), array_.size()); }
+    using value_type = pz::view;                        ///< what it yields
+    using reference = pz::view;                         ///< yielded by value
+    using pointer = void;                               ///< no pointer to a view
+    using difference_type = std::ptrdiff_t;             ///< distance type
+    using iterator_category = std::input_iterator_tag;  ///< read once, forward
+    /** At element `i` of the array `a`. */
+    element_iterator(const pz_variant_t *a, uint32_t i) noexcept : a_(a), i_(i) {}
+    /** At the first element of `a`. */
+    static element_iterator first(const pz_variant_t *a) noexcept { return {a, 0}; }
+    /** Past the last element of `a`. */
+    static element_iterator past(const pz_variant_t *a) noexcept { return {a, pz_variant_array_size(a)}; }
+    /** The element (no value for an empty slot). */
+    pz::view operator*() const noexcept { return pz::view(pz_variant_array_at(a_, i_)); }
+    /** Moves to the next element. */
+    element_iterator &operator++() noexcept {
+        ++i_;
+        return *this;
+    }
+    /** Same array, same position. */
+    bool operator==(const element_iterator &o) const noexcept { return i_ == o.i_ && a_ == o.a_; }
+    /** Not operator==. */
+    bool operator!=(const element_iterator &o) const noexcept { return !(*this == o); }
+
+private:
+    const pz_variant_t *a_;
+    uint32_t i_;
+};
+
+/** Walks the entries of a dictionary in insertion order; see entries(). */
+class entry_iterator {
+public:
+    using value_type = entry;                           ///< what it yields
+    using reference = entry;                            ///< yielded by value
+    using pointer = void;                               ///< no pointer to an entry
+    using difference_type = std::ptrdiff_t;             ///< distance type
+    using iterator_category = std::input_iterator_tag;  ///< read once, forward
+    /** At the first entry of `d`, or past the last with `end`. */
+    entry_iterator(const pz_variant_t *d, bool end) noexcept : d_(d), done_(end) {
+        if (!done_) ++*this;
+    }
+    /** At the first entry of `d`. */
+    static entry_iterator first(const pz_variant_t *d) noexcept { return {d, false}; }
+    /** Past the last entry of `d`. */
+    static entry_iterator past(const pz_variant_t *d) noexcept { return {d, true}; }
+    /** The entry. */
+    entry operator*() const noexcept {
+        return {std::string_view(key_->cstr, static_cast<size_t>(key_->len)), pz::view(value_)};
+    }
+    /** Moves to the next entry. */
+    entry_iterator &operator++() noexcept {
+        done_ = !pz_variant_dict_next(d_, &next_, &key_, &value_);
+        return *this;
+    }
+    /** Same dictionary, same position (every iterator past the end is equal). */
+    bool operator==(const entry_iterator &o) const noexcept {
+        return d_ == o.d_ && done_ == o.done_ && (done_ || next_ == o.next_);
+    }
+    /** Not operator==. */
+    bool operator!=(const entry_iterator &o) const noexcept { return !(*this == o); }
+
+private:
+    const pz_variant_t *d_;
+    uint32_t next_ = 0;
+    const pz_string_t *key_ = nullptr;
+    pz_variant_t *value_ = nullptr;
+    bool done_;
+};
+
+/** The elements of an array (It = element_iterator) or the entries of a
+ * dictionary (It = entry_iterator) in order, for
+ * `for (pz::view e : a.elements())` and `for (auto [key, v] : d.entries())`.
+ * Made from a pz::value, it holds a reference to the container; made from a
+ * view, it holds none. */
+template <class It>
+class basic_range {
+public:
+    /** The first element or entry. */
+    It begin() const noexcept { return It::first(container_); }
+    /** Past the last (an array's size is read when end() is called). */
+    It end() const noexcept { return It::past(container_); }
 
 private:
     friend class value;
-    explicit element_range(value a) noexcept : array_(std::move(a)) {}
-    value array_;
+    friend class view;
+    basic_range(value owner, const pz_variant_t *c) noexcept : owner_(std::move(owner)), container_(c) {}
+    value owner_;
+    const pz_variant_t *container_;
 };
 
-inline value::element_range value::elements() const {
+inline element_range view::elements() const {
+    if (kind() != pz::kind::array && !is_null()) {
+        throw error("pzvariant: elements() of " + detail::with_article(kind()) + ", not an array");
+    }
+    return element_range(value(), v_);
+}
+
+inline entry_range view::entries() const {
+    if (kind() != pz::kind::dict && !is_null()) {
+        throw error("pzvariant: entries() of " + detail::with_article(kind()) + ", not a dict");
+    }
+    return entry_range(value(), v_);
+}
+
+inline element_range value::elements() const {
     if (kind() != pz::kind::array && !is_null()) not_of(pz::kind::array, "elements()");
-    return element_range(*this);
+    return element_range(*this, v_);
+}
+
+inline entry_range value::entries() const {
+    if (kind() != pz::kind::dict && !is_null()) not_of(pz::kind::dict, "entries()");
+    return entry_range(*this, v_);
 }
 
 /** A new array packed from C++ values, the kind of each element given by its
@@ -735,7 +946,7 @@ value pack(const Ts &...xs) {
     } else {
         static constexpr char fmt[] = {detail::pack_letter<std::decay_t<const Ts &>>()..., '\0'};
         value a = value::adopt(detail::check(pz_variant_pack(fmt, detail::promote<std::decay_t<const Ts &>>(xs)...)));
-        for (const value &e : a.elements()) {
+        for (const view e : a.elements()) {
             if (!e.has_value()) throw std::bad_alloc();  // an element could not be made
         }
         return a;

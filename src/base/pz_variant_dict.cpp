@@ -26,14 +26,19 @@ pz_variant_t *pz::dict_new_for(size_t count) {
 
 bool pz::dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value) {
     const bool usable = dict_test(dict, key) && value != nullptr;
-    pz_string_t *stored_key = usable ? pz_string_new(key) : nullptr;
+    const pz_string_t lookup = pz_string_borrow(key, usable ? std::strlen(key) : 0);
+    const uint32_t hash = usable ? pz_string_hash(&lookup) : 0;
+    // A key already there keeps its stored string: replacing a value makes
+    // no copy of the key.
+    if (usable && pz_hash_table_replace_hashed(dict_of(dict), &lookup, value, hash)) return true;
+    pz_string_t *stored_key = usable ? pz_string_new_len(key, static_cast<int>(lookup.len)) : nullptr;
     if (stored_key == nullptr) {
         pz_variant_unref(value);
         return false;
     }
     // The table takes over the key and the reference even when it cannot
     // grow, releasing both.
-    return pz_hash_table_insert(dict_of(dict), stored_key, value);
+    return pz_hash_table_insert_hashed(dict_of(dict), stored_key, value, hash);
 }
 
 extern "C" {
