@@ -513,7 +513,10 @@ PZ_API void vdict_set_sharedptr(pz_variant_t *v, const char *key, void *value, p
 
 /** Appends one element per letter of `fmt` to the array `va`, made from the
  * arguments that follow. Nothing happens (and nothing is read) when `va` is
- * not an array with storage or `fmt` is null or empty. */
+ * not an array with storage or `fmt` is null or empty. When the array cannot
+ * grow by the whole format, nothing is appended: the arguments are read and
+ * what they made is released (an owned object destroyed, a shared one
+ * given back). */
 PZ_API void pz_variant_array_append_vals(pz_variant_t *va, const char *fmt, ...);
 
 /** As pz_variant_array_append_vals, with the format as the first argument

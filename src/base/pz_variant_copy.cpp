@@ -84,6 +84,7 @@ pz_variant_t *copy_container(pz_variant_t *v, pz_variant_t *other, walk_path &wa
     if (!walk.enter(other)) return nullptr;
     const auto vt = static_cast<pz_variant_type>(other->vt);
     pz_variant_t *target = made(container_target(v, vt, other), walk);
+    if (target != nullptr && target->ptr_val == nullptr) walk.refuse();  // no storage could be had
     if (target != nullptr && vt == vtype_array) {
         pz_variant_array_dup(target, other, walk);
     } else if (target != nullptr) {
