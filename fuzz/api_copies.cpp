@@ -19,11 +19,13 @@ void dup(Harness &h) {
     h.settle({done, with_slot(h.m, to, -1)}, "dup");
 }
 
-// The states of `v` (slot `s`) after copying a container into it: the
-// copies of the first k elements or entries added, for every k, the last
-// state being the whole copy; a `v` of another kind first becomes an empty
-// container, or one without storage when that cannot be made.
-std::vector<Model> container_states(const Model &m, int v, int other) {
+// The states of `v` (slot `s`) after copying a container into it: the copies of the
+// first k elements or entries added, the last state (the whole copy) first;
+// a `v` of another kind first becomes an empty container, or one without
+// storage when that cannot be made. Without a failure only the whole copy
+// is built, and for an array only the k that the library's size shows.
+std::vector<Model> container_states(Harness &h, int s, int v, int other) {
+    const Model &m = h.m;
     Model start = m;
     const char vt = m.at(other).vt;
     const auto old = m.at(other);  // as it was, should `v` be `other`
@@ -35,23 +37,23 @@ std::vector<Model> container_states(const Model &m, int v, int other) {
         bare.at(v).storage = false;
         states.push_back(bare);
     }
-    states.push_back(start);
-    if (!start.at(v).storage) return states;
+    const size_t before = start.at(v).elems.size();
+    const size_t got = pz_variant_array_size(h.lib_at(s));
+    const size_t count = vt == vtype_array ? old.elems.size() : old.entries.size();
     Model step = start;
-    if (vt == vtype_array) {
-        for (const int e : old.elems) {
-            if (e < 0) continue;
-            const int c = step.copy(e);
+    for (size_t i = 0, added = 0; i <= count; ++i) {
+        const bool shown = vt != vtype_array || before + added == got;
+        if (h.fired && shown) states.push_back(step);
+        if (i == count) break;
+        if (vt == vtype_dict) {
+            step.put(v, old.entries[i].first, step.copy(old.entries[i].second));
+        } else if (old.elems[i] >= 0) {
+            const int c = step.copy(old.elems[i]);  // first: it may move the nodes
             step.at(v).elems.push_back(c);
-            states.push_back(step);
-        }
-    } else {
-        for (const auto &[k, value] : old.entries) {
-            step.put(v, k, step.copy(value));
-            states.push_back(step);
+            ++added;
         }
     }
-    std::rotate(states.begin(), states.end() - 1, states.end());  // the whole copy first
+    states.insert(states.begin(), std::move(step));
     return states;
 }
 
@@ -85,7 +87,7 @@ std::vector<Model> concat_states(Harness &h, int s, int v, int other) {
         }
         case vtype_array:
         case vtype_dict:
-            return container_states(m, v, other);
+            return container_states(h, s, v, other);
         default: {
             const bool same = m.at(v).vt == o.vt;
             const uint32_t len = m.at(v).len;
