@@ -21,6 +21,23 @@ constexpr size_t kMaxNodes = 6000;
 
 }  // namespace
 
+namespace {
+
+// What each slot holds, in the library and in the states allowed.
+void report(const harness::Harness &h, const std::vector<harness::Model> &states) {
+    for (size_t s = 0; s < model::kSlots; ++s) {
+        char *text = pz_variant_dump(h.lib[s]);
+        std::fprintf(stderr, "slot %zu: %s\n  model: %s\n", s, text != nullptr ? text : "NULL",
+                     model::describe(h.m, h.m.slots[s]).c_str());
+        for (const harness::Model &state : states) {
+            std::fprintf(stderr, "  or: %s\n", model::describe(state, state.slots[s]).c_str());
+        }
+        HAL_Free(text);
+    }
+}
+
+}  // namespace
+
 void harness::Harness::settle(std::vector<Model> states, const char *op) {
     if (!fired) states.resize(1);
     for (Model &state : states) {
@@ -29,13 +46,7 @@ void harness::Harness::settle(std::vector<Model> states, const char *op) {
         if (!model::callbacks_balanced(m, objects_used, was_owned)) fail(op);
         return;
     }
-    for (int s = 0; s < model::kSlots; ++s) {
-        char *text = pz_variant_dump(lib_at(s));
-        std::fprintf(stderr, "slot %d: %s\n  model: %s\n", s, text != nullptr ? text : "NULL",
-                     model::describe(m, node_at(s)).c_str());
-        for (const Model &state : states) std::fprintf(stderr, "  or: %s\n", model::describe(state, state.slots[static_cast<size_t>(s)]).c_str());
-        HAL_Free(text);
-    }
+    report(*this, states);
     fail(op);
 }
 
