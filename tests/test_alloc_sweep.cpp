@@ -195,6 +195,24 @@ pz_variant_t *msgpack_back() {
     HAL_Free(bytes);
     return instead(v, back);
 }
+// Values that copies and dumps refuse: one nested a level too deep, and one
+// holding itself past a few other values. The loop is cut after the call
+// (erasing "self"), so that the value can be released.
+pz_variant_t *too_deep() { return chain(PZ_VARIANT_MAX_DEPTH + 1, pz_variant_int32_new(1)); }
+pz_variant_t *holds_itself() {
+    pz_variant_t *d = sample();
+    pz_variant_dict_put(d, "self", d);
+    return d;
+}
+#define REFUSED(make, expr)                                 \
+    Case{#make ": " #expr, [] {                             \
+             pz_variant_t *v = make();                      \
+             pz_variant_t *result = expr;                   \
+             pz_variant_dict_erase(v, "self");              \
+             return instead(v, result);                     \
+         }}
+#define REFUSED_DUMP(make) REFUSED(make, pz_variant_from_dump(taken(ARMED(pz_variant_dump(v))).c_str()))
+
 // A child container lent by `array`, if made: its last element, which holds
 // the child's only reference.
 pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
@@ -276,6 +294,11 @@ const std::vector<Case> cases = {
     CALL_KEEPING(sample, full_array, (pz_variant_path_set(t, "/list/16/new/deeper/key", a), t), sample),
     CALL_KEEPING(sample, int_value, (pz_variant_path_set(t, long_pointer(), a), t), sample),
     CALL_KEEPING(full_array, sample, (pz_variant_path_set(t, "/-", a), t), full_array),
+    // Refused also when an allocation fails on the way: never cut short.
+    REFUSED(too_deep, ARMED(pz_variant_dup(v))),
+    REFUSED(holds_itself, ARMED(pz_variant_dup(v))),
+    REFUSED_DUMP(too_deep),
+    REFUSED_DUMP(holds_itself),
     // Large integers and a NUL byte make the readers look into the text.
     MAKE(pz_variant_from_dump_ex(R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr)),
     MAKE(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr)),

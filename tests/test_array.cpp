@@ -68,9 +68,10 @@ TEST_F(Arrays, ClearReleasesElementsFirstAndKeepsStorage) {
 
 TEST_F(Arrays, NonArraysAndMissingStorageAreLeftAlone) {
     pz_variant_t *value = pz_variant_int32_new(7), *dict = pz_variant_dict_new();
-    hal_fail_nth(2, 0);  // the storage, after the record
-    pz_variant_t *bare = pz_variant_array_new();
-    ASSERT_EQ(bare->ptr_val, nullptr);
+    pz_variant_t *bare = pz_variant_int32_new(0);
+    hal_fail_nth(1, 0);  // an array kind whose storage cannot be had
+    pz_variant_change_type(bare, vtype_array);
+    ASSERT_TRUE(bare->vt == vtype_array && bare->ptr_val == nullptr);
     for (pz_variant_t *target : {static_cast<pz_variant_t *>(nullptr), value, dict, bare}) {
         pz_variant_array_append(target, value);
         pz_variant_array_prepend(target, value);

@@ -75,18 +75,24 @@ TEST_F(Copy, OwnedPointersAreSharedAndSharedPointersReferenced) {
     EXPECT_EQ(CallbackLog::unref_calls, CallbackLog::ref_calls);
 }
 
-// The merge rules, on values read from dump texts, some merged into
-// themselves.
-TEST_F(Copy, CaseFileMergesAsListed) {
-    for_each_case("concat_cases.txt", [](const std::vector<std::string> &f) {
-        ASSERT_EQ(f.size(), 3u);
-        pz_variant_t *target = pz_variant_from_dump(f[0].c_str());
-        pz_variant_t *other = f[1] == "self" ? pz_variant_ref(target) : pz_variant_from_dump(f[1].c_str());
-        ASSERT_TRUE(target != nullptr && other != nullptr);
-        EXPECT_EQ(pz_variant_concat(target, other), target);
-        EXPECT_EQ(dumped(target), f[2]);
-        for (pz_variant_t *v : {target, other}) pz_variant_unref(v);
-    });
+// The concat and merge rules, on values read from dump texts, some merged
+// into themselves.
+TEST_F(Copy, CaseFilesMergeAsListed) {
+    for (const bool patch : {false, true}) {
+        for_each_case(patch ? "merge_cases.txt" : "concat_cases.txt", [patch](const std::vector<std::string> &f) {
+            ASSERT_EQ(f.size(), 3u);
+            pz_variant_t *target = pz_variant_from_dump(f[0].c_str());
+            pz_variant_t *other = f[1] == "self" ? pz_variant_ref(target) : pz_variant_from_dump(f[1].c_str());
+            ASSERT_TRUE(target != nullptr && other != nullptr);
+            if (patch) {
+                EXPECT_TRUE(pz_variant_merge_patch(target, other));
+            } else {
+                EXPECT_EQ(pz_variant_concat(target, other), target);
+            }
+            EXPECT_EQ(dumped(target), f[2]);
+            for (pz_variant_t *v : {target, other}) pz_variant_unref(v);
+        });
+    }
 }
 
 // `other` inside `v`: the change of kind releases what `v` held, so the
@@ -109,24 +115,74 @@ TEST_F(Copy, MergingAValueFromInsideTheTarget) {
     EXPECT_EQ(CallbackLog::ref_calls, CallbackLog::unref_calls);
 }
 
-// A copy that fails inside a container is left out of an array and entered
-// empty in a dictionary; the allocation sweep checks the rest.
-TEST_F(Copy, ElementsThatCannotBeCopiedAreLeftOutOrEmpty) {
-    pz_variant_t *list = pz_variant_pack("cc", "first", "second"), *dict = pz_variant_dict_new();
-    put_new(dict, "a", pz_variant_str_new("text"));
-    bool saw_shorter = false, saw_empty_entry = false;
-    sweep_alloc_failures([&] {
-        pz_variant_t *d = pz_variant_dup(list);
-        const uint32_t n = pz_variant_array_size(d);
-        for (uint32_t i = 0; i < n; ++i) EXPECT_NE(array_at(d, i), nullptr);
-        saw_shorter |= pz::array_of(d) != nullptr && n < 2;
-        pz_variant_unref(d);
-        d = pz_variant_dup(dict);
-        saw_empty_entry |= pz_variant_dict_size(d) == 1 && pz::dict_find(d, "a") == nullptr;
-        pz_variant_unref(d);
+// A copy is whole or none: with any allocation failing, dup gives null or
+// an equal value (the allocation sweep checks concat and the rest).
+TEST_F(Copy, ACopyShortOfMemoryIsNoCopy) {
+    pz_variant_t *v = pz_variant_pack("ci", "first", int32_t{2}), *long_array = pz_variant_array_new();
+    append_new(v, pz_variant_dict_new());
+    vdict_set_str(pz::array_at(v, 2), "a", "text");
+    for (int i = 0; i < 100; ++i) varray_add_int32(long_array, i);  // past a copy's slots in its record
+    for (pz_variant_t *original : {v, long_array}) {
+        EXPECT_GT(sweep_alloc_failures([&] {
+                      pz_variant_t *d = pz_variant_dup(original);
+                      EXPECT_TRUE(d == nullptr || pz_variant_equal(d, original));
+                      pz_variant_unref(d);
+                  }),
+                  1);
+    }
+    // A new array has its storage or is not made.
+    sweep_alloc_failures([] {
+        pz_variant_t *a = pz_variant_array_new();
+        EXPECT_TRUE(a == nullptr || pz::array_of(a) != nullptr);
+        pz_variant_unref(a);
     });
-    EXPECT_TRUE(saw_shorter && saw_empty_entry);
-    for (pz_variant_t *v : {dict, list}) pz_variant_unref(v);
+    for (pz_variant_t *x : {v, long_array}) pz_variant_unref(x);
+}
+
+// What a copy rightly leaves out (an empty slot, a raw pointer's length) is
+// no reason to refuse a patch.
+TEST_F(Copy, MergePatchTakesWhatACopyLeavesOut) {
+    int object = 0;
+    pz_variant_t *target = pz_variant_dict_new(), *patch = pz_variant_dict_new();
+    vdict_set_sized_ptr(patch, "p", &object, 12);
+    ASSERT_TRUE(pz_variant_merge_patch(target, patch));
+    EXPECT_EQ(vdict_ptr_default(target, "p", nullptr), &object);
+    for (pz_variant_t *v : {target, patch}) pz_variant_unref(v);
+}
+
+// One dictionary under two keys of the target: the merge goes entry by entry,
+// each step seeing what the ones before it changed, removals included.
+TEST_F(Copy, MergePatchThroughTwoKeysToOneDictionary) {
+    struct Step {
+        const char *shared, *patch, *shared_after;
+    };
+    for (const Step &s : {
+             Step{R"({"dict":{}})", R"({"dict":{"x":{"dict":{"k":{"int8":1}}},"y":{"dict":{"k":{"null":null}}}}})",
+                  R"({"dict":{}})"},
+             Step{R"({"dict":{"k":{"int8":0}}})",
+                  R"({"dict":{"x":{"dict":{"k":{"null":null}}},"y":{"dict":{"k":{"int8":2}}}}})",
+                  R"({"dict":{"k":{"int8":2}}})"},
+             Step{R"({"dict":{"j":{"int8":0}}})",
+                  R"({"dict":{"x":{"dict":{"k":{"dict":{"a":{"int8":1}}}}},"y":{"dict":{"k":{"dict":{"b":{"int8":2}}}}}}})",
+                  R"({"dict":{"j":{"int8":0},"k":{"dict":{"a":{"int8":1},"b":{"int8":2}}}}})"},
+         }) {
+        SCOPED_TRACE(s.patch);
+        // All or nothing also when the n-th allocation fails.
+        for (long n = 1, failed = 1; failed != 0; ++n) {
+            pz_variant_t *target = pz_variant_dict_new(), *shared = pz_variant_from_dump(s.shared);
+            pz_variant_t *patch = pz_variant_from_dump(s.patch);
+            pz_variant_dict_put(target, "x", shared);
+            pz_variant_dict_put(target, "y", shared);
+            failed = hal_failed_mallocs();
+            hal_fail_nth(n, 0);
+            const bool merged = pz_variant_merge_patch(target, patch);
+            hal_fail_nth(0, 0);
+            failed = hal_failed_mallocs() - failed;
+            EXPECT_EQ(dumped(shared), merged ? s.shared_after : s.shared) << "allocation " << n << " failing";
+            EXPECT_EQ(pz::dict_find(target, "x"), shared);
+            for (pz_variant_t *v : {target, shared, patch}) pz_variant_unref(v);
+        }
+    }
 }
 
 }  // namespace

@@ -87,6 +87,25 @@ TEST_F(Format, NothingIsReadWithoutAnArrayOrAFormat) {
     for (pz_variant_t *v : {va, dict, bare}) pz_variant_unref(v);
 }
 
+// Short of memory, letter n is still element n: every element is appended
+// (one that cannot be made left empty) or, without room, none.
+TEST_F(Format, ShortOfMemoryLettersStillLineUp) {
+    int object = 0;
+    sweep_alloc_failures([&] {
+        pz_variant_t *a = pz_variant_array_new();
+        for (int i = 0; i < 8; ++i) varray_add_int8(a, 1);  // its reserve is full
+        const uint32_t before = pz_variant_array_size(a);
+        pz_variant_array_append_vals(a, "ixa", int32_t{7}, int64_t{9}, &object, CallbackLog::dtor);
+        const uint32_t n = pz_variant_array_size(a);
+        EXPECT_TRUE(n == before || n == before + 3);
+        const char kinds[] = {vtype_int32, vtype_int64, vtype_autoptr};
+        for (uint32_t i = before; i < n; ++i) {
+            EXPECT_TRUE(array_at(a, i) == nullptr || array_at(a, i)->vt == kinds[i - before]);
+        }
+        pz_variant_unref(a);
+    });
+}
+
 TEST_F(Format, UnpackResultCodesAndReinterpretedBytes) {
     pz_variant_t *va = pz_variant_pack("mii", int32_t{-1}, int32_t{5});
     int32_t skipped = 42, i = 0;

@@ -719,7 +719,10 @@ PZ_API pz_path_status pz_variant_path_set(pz_variant_t *root, const char *pointe
 
 /** Appends one element per letter of `fmt` to the array `va`, made from the
  * arguments that follow. Nothing happens (and nothing is read) when `va` is
- * not an array with storage or `fmt` is null or empty. */
+ * not an array with storage or `fmt` is null or empty. When the array cannot
+ * grow by the whole format, nothing is appended: the arguments are read and
+ * what they made is released (an owned object destroyed, a shared one
+ * given back). */
 PZ_API void pz_variant_array_append_vals(pz_variant_t *va, const char *fmt, ...);
 
 /** As pz_variant_array_append_vals, with the format as the first argument
@@ -765,7 +768,8 @@ PZ_API int32_t pz_variant_unpack(const pz_variant_t *v, const char *fmt, ...);
  * level, anything else replaces).
  * @{ */
 
-/** A deep copy of `v`: exactly pz_variant_concat(NULL, v). */
+/** A deep copy of `v`: exactly pz_variant_concat(NULL, v). It is made
+ * whole or not at all: null when out of memory at any point of it. */
 PZ_API pz_variant_t *pz_variant_dup(pz_variant_t *v);
 
 /** Copies `other` deeply into `v` and returns the value that now holds the
@@ -775,13 +779,15 @@ PZ_API pz_variant_t *pz_variant_dup(pz_variant_t *v);
  * replacing `v`'s values under the same keys: one level only, a nested
  * dictionary is replaced whole (pz_variant_merge_patch merges it). Texts and buffers get their
  * own copies; owned pointers are shared, never copied; shared pointers are
- * shared through their `ref` callback. Inside a copied container an element
- * that cannot be copied is left out of an array and entered as an empty
- * value into a dictionary.
+ * shared through their `ref` callback. Empty array slots are left out of a
+ * copy, and a raw pointer's length is not copied.
  *
  * With a null `v` the result is a new value (an owned pointer: `other`
  * itself with one more reference), or null when out of memory. With a
- * non-null `v` the result is `v` (no reference added), except: null, with
+ * non-null `v` the result is `v` (no reference added), also when memory
+ * runs out part way (`v` then keeps the elements and entries copied before,
+ * each one whole, and lacks the rest; a text or buffer replacing what `v`
+ * held leaves it empty), except: null, with
  * `v` untouched, for an owned-pointer `other`; and for a shared-pointer
  * `other` into a `v` of another kind, the caller's reference to `v` is
  * consumed and a new record returned (null when out of memory).
@@ -795,7 +801,9 @@ PZ_API pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other);
  * patch, and returns true; unlike pz_variant_concat, nested dictionaries are
  * merged rather than replaced, and arrays are replaced rather than appended
  * to. When `patch` is a dictionary, `target` becomes a dictionary (a
- * `target` of another kind is emptied first) and, for each entry of `patch`:
+ * `target` of another kind is emptied first) and, for each entry of `patch`
+ * in order, seeing what the entries before it changed (also through a
+ * dictionary that `target` holds in two places):
  * a null value (kind vtype_null, or an empty entry) removes the key from
  * `target`; a dictionary merged into a dictionary already under the key is
  * merged the same way, keeping that dictionary's record; any other value

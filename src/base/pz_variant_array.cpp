@@ -19,14 +19,22 @@ bool insert_slot(pz_variant_t *va, size_t index, pz_variant_t *value) {
     return a->len != before;
 }
 
+// The new array record `va` given storage for `count` elements; null, and
+// the record freed, when either cannot be had (an array without storage is
+// no array a caller asked for).
+pz_variant_t *with_storage(pz_variant_t *va, size_t count) {
+    if (va != nullptr) va->ptr_val = pz_array_new(kElementSize, count);
+    if (va != nullptr && va->ptr_val == nullptr) {
+        pz_variant_unref(va);
+        return nullptr;
+    }
+    return va;
+}
+
 }  // namespace
 
 pz_variant_t *pz::array_new_for(size_t count) {
-    if (count > kEmbeddedSlots) {
-        pz_variant_t *va = new_record(vtype_array);
-        if (va != nullptr) va->ptr_val = pz_array_new(kElementSize, count);
-        return va;
-    }
+    if (count > kEmbeddedSlots) return with_storage(new_record(vtype_array), count);
     // A small array whose size is known keeps its slots in the record's own
     // block: one allocation instead of two, and one free.
     constexpr size_t kRecord = PZ_ALIGN_UP(sizeof(pz_variant_t));
@@ -52,11 +60,7 @@ bool pz::array_append_moved(pz_variant_t *va, pz_variant_t *value) {
 
 extern "C" {
 
-pz_variant_t *pz_variant_array_new(void) {
-    pz_variant_t *va = new_record(vtype_array);
-    if (va != nullptr) va->ptr_val = pz_array_new(kElementSize, kArrayReserve);
-    return va;
-}
+pz_variant_t *pz_variant_array_new(void) { return with_storage(new_record(vtype_array), kArrayReserve); }
 
 uint32_t pz_variant_array_size(const pz_variant_t *va) {
     const pz_array_t *a = array_of(va);

@@ -12,6 +12,7 @@
 #include "pz_json_codec.h"
 #include "pz_variant_dump.h"
 #include "pz_variant_internal.h"
+#include "pz_variant_walk.h"
 
 using namespace pz;
 
@@ -60,18 +61,14 @@ public:
 
     size_t printed_size() const { return size_; }
 
-    // Whether the value met a container nested too deep or holding itself;
-    // the tree is then incomplete and must not be printed.
-    bool refused() const { return refused_; }
+    // Whether the value met a container nested too deep or holding itself,
+    // or memory ran out; the tree is then incomplete and must not be printed.
+    bool refused() const { return walk_.refused(); }
 
     // The typed object of `v` (empty for a null value, or when the member
     // cannot be made). Null when out of memory.
     cJSON *item(const pz_variant_t *v) {
-        // A value `open_` containers down sits at level open_ + 1.
-        if (refused_ || open_ >= PZ_VARIANT_MAX_DEPTH) {
-            refused_ = true;
-            return nullptr;
-        }
+        if (!walk_.fits(v)) return nullptr;
         cJSON *typed = object();
         if (typed == nullptr) return nullptr;
         size_ += 2;
@@ -100,14 +97,22 @@ public:
     // Starts a new piece, whose element sits inside `container`.
     void restart(const pz_variant_t *container) {
         size_ = 0;
-        open_ = 1;
-        path_[0] = container;
+        while (walk_.depth() > 0) walk_.leave();
+        walk_.enter(container);
     }
 
 private:
+    // `size` bytes of the arena; null, and the tree refused, when out of
+    // memory: a dump is made whole or not at all.
+    void *alloc(size_t size) {
+        void *block = arena_.alloc(size);
+        if (block == nullptr) walk_.refuse();
+        return block;
+    }
+
     // Counts nothing: a node counts once it is sure to be printed.
     cJSON *node(int type) {
-        auto *item = static_cast<cJSON *>(arena_.alloc(sizeof(cJSON)));
+        auto *item = static_cast<cJSON *>(alloc(sizeof(cJSON)));
         if (item == nullptr) return nullptr;
         std::memset(item, 0, sizeof *item);
         item->type = type;
@@ -150,7 +155,7 @@ private:
 
     cJSON *raw(const char *first, const char *last) {
         const auto n = static_cast<size_t>(last - first);
-        auto *text = static_cast<char *>(arena_.alloc(n + 1));
+        auto *text = static_cast<char *>(alloc(n + 1));
         if (text == nullptr) return nullptr;
         std::memcpy(text, first, n);
         text[n] = '\0';
@@ -165,16 +170,20 @@ private:
         bool nul = false;
         const size_t printed = print_string<false>(text, len, nullptr, &nul);
         if (!nul) return leaf(cJSON_String, const_cast<char *>(text), printed);
-        auto *escaped = static_cast<char *>(arena_.alloc(printed + 1));
+        auto *escaped = static_cast<char *>(alloc(printed + 1));
         if (escaped == nullptr) return nullptr;
         print_string<true>(text, len, escaped);
         return leaf(cJSON_Raw, escaped, printed);
     }
 
-    // A copy in the arena of a text made by the base library.
+    // A copy in the arena of a text made by the base library (null when it
+    // could not be made).
     cJSON *string_copy(pz_string_t *text) {
-        if (text == nullptr) return nullptr;
-        auto *copy = static_cast<char *>(arena_.alloc(static_cast<size_t>(text->len) + 1));
+        if (text == nullptr) {
+            walk_.refuse();
+            return nullptr;
+        }
+        auto *copy = static_cast<char *>(alloc(static_cast<size_t>(text->len) + 1));
         cJSON *item = nullptr;
         if (copy != nullptr) {
             std::memcpy(copy, text->cstr, static_cast<size_t>(text->len) + 1);
@@ -215,32 +224,18 @@ private:
         return string_copy(pz_hex(v->ptr_val, static_cast<int>(v->len)));
     }
 
-    // Opens the container `v` below the ones open; false, and the tree
-    // refused, when `v` is one of them (it contains itself). The depth was
-    // checked by item(), so the path has room.
-    bool open(const pz_variant_t *v) {
-        for (int i = 0; i < open_; ++i) {
-            if (path_[i] == v) {
-                refused_ = true;
-                return false;
-            }
-        }
-        path_[open_++] = v;
-        return true;
-    }
-
     cJSON *array(const pz_variant_t *v) {
-        if (!open(v)) return nullptr;
+        if (!walk_.enter(v)) return nullptr;
         struct closer {
-            int &open;
-            ~closer() { --open; }
-        } close{open_};
+            walk_path &walk;
+            ~closer() { walk.leave(); }
+        } close{walk_};
         cJSON *items = node(cJSON_Array);
         const pz_array_t *a = array_of(v);
         if (items == nullptr) return nullptr;
         size_ += 2;
         if (a == nullptr) return items;
-        for (size_t i = 0; i < a->len && !refused_; ++i) {
+        for (size_t i = 0; i < a->len && !refused(); ++i) {
             cJSON *element = item(array_slots(a)[i]);
             if (element != nullptr) link(items, element, 0);
         }
@@ -257,15 +252,15 @@ private:
             element->type |= cJSON_StringIsConst;
             b->link(b->members_, element, printed_string_size(name) + 1);
         }
-        return !b->refused_;
+        return !b->refused();
     }
 
     cJSON *dict(const pz_variant_t *v) {
-        if (!open(v)) return nullptr;
+        if (!walk_.enter(v)) return nullptr;
         struct closer {
-            int &open;
-            ~closer() { --open; }
-        } close{open_};
+            walk_path &walk;
+            ~closer() { walk.leave(); }
+        } close{walk_};
         cJSON *members = node(cJSON_Object);
         if (members == nullptr) return nullptr;
         size_ += 2;
@@ -310,9 +305,7 @@ private:
     dump_arena &arena_;
     size_t size_ = 0;
     // The containers open on the way down, which bounds the recursion.
-    const pz_variant_t *path_[PZ_VARIANT_MAX_DEPTH];
-    int open_ = 0;
-    bool refused_ = false;
+    walk_path walk_;
     cJSON *members_ = nullptr;  // the dictionary whose entries are being added
 };
 
@@ -437,7 +430,7 @@ private:
     size_t cap_ = 0;
     size_t pos_ = 0;
     bool too_long_ = false;
-    bool refused_ = false;  // too deep, or containing itself
+    bool refused_ = false;  // too deep, containing itself, or out of memory
 };
 
 

@@ -69,8 +69,8 @@ private:
 };
 
 // The typed object of `v` as the dump prints it; null when `v` nests
-// deeper than PZ_VARIANT_MAX_DEPTH, contains itself, or the root cannot be
-// made. Nodes and number texts live in
+// deeper than PZ_VARIANT_MAX_DEPTH, contains itself, or memory runs out for
+// any part of it. Nodes and number texts live in
 // `arena`; texts and keys are borrowed from `v`. The tree is never given to
 // cJSON_Delete: it goes with the arena, which must go before `v` changes.
 // `printed_size`, when not null, receives the length of its unformatted

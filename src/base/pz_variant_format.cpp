@@ -48,10 +48,21 @@ pz_variant_t *element_from_args(char letter, va_list *args) {
 }
 
 void append_from_list(pz_variant_t *va, const char *fmt, va_list *args) {
+    // Room for every letter first, so that letter n is always the n-th
+    // element appended: without it nothing is appended, and each element
+    // made is released at once, as the arguments are read all the same.
+    const size_t want = array_of(va)->len + std::strlen(fmt);
+    va->ptr_val = pz_array_reserve(array_of(va), want);
+    const bool room = array_of(va)->capacity >= want;
     // Each element goes in with the maker's reference, so the array is its
-    // only holder; an element that cannot be added is released at once.
+    // only holder.
     for (const char *letter = fmt; *letter != '\0'; ++letter) {
-        array_append_moved(va, element_from_args(*letter, args));
+        pz_variant_t *element = element_from_args(*letter, args);
+        if (room) {
+            array_append_moved(va, element);
+        } else {
+            pz_variant_unref(element);
+        }
     }
 }
 

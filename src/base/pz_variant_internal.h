@@ -184,6 +184,16 @@ pz_variant_t *dict_new_for(size_t count);
 // contains itself: what walk_path lets a walk through. Recurses as deep.
 bool nesting_within(const pz_variant_t *v);
 
+// --- copies ---------------------------------------------------------------
+
+class walk_path;
+
+// A new deep copy of `other` made inside the containers open in `walk`
+// (which it enters and leaves as it goes), whole or not at all: null, with
+// the walk refused, when `other` nests too deep there, contains itself or
+// memory runs out. Null, with the walk not refused, for a null `other`.
+pz_variant_t *copy_within(pz_variant_t *other, walk_path &walk);
+
 // --- moving contents ----------------------------------------------------------
 
 // Moves `from`'s contents into the record `to` (whose own contents are
