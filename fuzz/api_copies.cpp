@@ -1,7 +1,9 @@
 // Copies, merges and texts in the stateful API target: dup, concat,
-// merge_patch, the typed dump and plain JSON both ways, equality, and values
+// merge_patch, the typed dump, plain JSON and MessagePack both ways, equality, and values
 // the walks must refuse (containing themselves, nested too deep).
 #include <algorithm>
+
+#include "pz_utf8.h"
 
 #include "api_ops.h"
 #include "hal/pz_hal.h"
@@ -151,6 +153,21 @@ bool holds_pointer(const Model &m, int n) {
     return false;
 }
 
+// Whether a string or key under `n` (walkable) is not UTF-8, which plain
+// JSON refuses to write without PZ_JSON_ESCAPE_INVALID.
+bool holds_invalid_text(const Model &m, int n) {
+    if (n < 0) return false;
+    const Node &node = m.at(n);
+    if (node.vt == vtype_string && !pz::utf8_valid(node.text.data(), node.text.size())) return true;
+    for (const int e : node.elems) {
+        if (holds_invalid_text(m, e)) return true;
+    }
+    for (const auto &[k, e] : node.entries) {
+        if (!pz::utf8_valid(k.data(), k.size()) || holds_invalid_text(m, e)) return true;
+    }
+    return false;
+}
+
 // Writes the value of one slot as the typed dump or as plain JSON and reads
 // the text back into another; the failure is armed in the writer or the
 // reader.
@@ -163,7 +180,8 @@ void text_round_trip(Harness &h, bool plain) {
     char *text = nullptr;
     auto write = [&] { return plain ? pz_variant_to_json(h.lib_at(s), flags) : pz_variant_dump(h.lib_at(s)); };
     text = in_writer ? h.armed(write) : write();
-    const bool writes = n >= 0 && h.m.walkable(n) && !(plain && (flags & PZ_JSON_REFUSE_POINTERS) && holds_pointer(h.m, n));
+    const bool writes = n >= 0 && h.m.walkable(n) && !(plain && (flags & PZ_JSON_REFUSE_POINTERS) && holds_pointer(h.m, n)) &&
+                        !(plain && holds_invalid_text(h.m, n));
     if ((text != nullptr) != writes && !(h.fired && text == nullptr)) fail(plain ? "to_json's result" : "dump's result");
     if (!plain && text != nullptr && pz_variant_dump_buf(h.lib_at(s), nullptr, 0) != static_cast<int32_t>(std::strlen(text))) {
         fail("dump_buf's length");
@@ -184,6 +202,30 @@ void text_round_trip(Harness &h, bool plain) {
     h.settle({done, with_slot(h.m, to, -1)}, plain ? "plain JSON written and read back" : "dump written and read back");
 }
 
+// Writes the value of one slot as MessagePack and reads it back into
+// another, the failure armed in the writer or the reader: both are all or
+// nothing, so a failure leaves no value rather than a part of one.
+void binary_round_trip(Harness &h) {
+    const int s = h.slot(), to = h.slot();
+    const uint8_t how = h.in.byte();
+    const unsigned flags = (how & 1) != 0 ? PZ_MSGPACK_POINTERS_AS_NIL : 0;
+    const bool in_writer = (how & 2) != 0;
+    const int n = h.node_at(s);
+    size_t len = 0;
+    auto write = [&] { return pz_variant_to_msgpack(h.lib_at(s), flags, &len); };
+    uint8_t *bytes = in_writer ? h.armed(write) : write();
+    const bool written = bytes != nullptr;
+    const bool writes = n >= 0 && h.m.walkable(n) && (flags != 0 || !holds_pointer(h.m, n));
+    if (written != writes && !(h.fired && !written)) fail("to_msgpack's result");
+    auto read = [&] { return pz_variant_from_msgpack(bytes, len, nullptr); };
+    pz_variant_t *back = !written ? nullptr : in_writer ? read() : h.armed(read);
+    HAL_Free(bytes);
+    h.store(to, back);
+    Model done = h.m;
+    done.slots[static_cast<size_t>(to)] = written ? done.read_back_binary(n, false) : -1;
+    h.settle({done, with_slot(h.m, to, -1)}, "MessagePack written and read back");
+}
+
 void equal(Harness &h) {
     const int a = h.slot(), b = h.slot();
     const int x = h.node_at(a), y = h.node_at(b);
@@ -197,10 +239,12 @@ void refuse_all(Harness &h, pz_variant_t *v) {
     pz_variant_t *copy = h.armed([&] { return pz_variant_dup(v); });
     char *dump = h.armed([&] { return pz_variant_dump(v); });
     char *json = h.armed([&] { return pz_variant_to_json(v, 0); });
+    size_t len = 0;
+    uint8_t *binary = h.armed([&] { return pz_variant_to_msgpack(v, PZ_MSGPACK_POINTERS_AS_NIL, &len); });
     pz_variant_t *target = pz_variant_dict_new(), *number = pz_variant_int32_new(3);
     const bool merged = h.armed([&] { return pz_variant_merge_patch(target, v); });
     pz_variant_t *concatenated = h.armed([&] { return pz_variant_concat(number, v); });
-    if (copy != nullptr || dump != nullptr || json != nullptr || merged || concatenated != nullptr ||
+    if (copy != nullptr || dump != nullptr || json != nullptr || binary != nullptr || merged || concatenated != nullptr ||
         pz_variant_equal(v, v) || pz_variant_dict_size(target) != 0 || (number != nullptr && number->int32_val != 3)) {
         fail("a walk over a value holding itself");
     }
@@ -262,7 +306,7 @@ void deep(Harness &h) {
 }  // namespace
 
 void op_copies(Harness &h, int which) {
-    switch (which % 10) {
+    switch (which % 11) {
         case 0: return dup(h);
         case 1: case 2: return concat(h);
         case 3: case 4: return merge_patch(h);
@@ -270,6 +314,7 @@ void op_copies(Harness &h, int which) {
         case 6: return text_round_trip(h, true);
         case 7: return equal(h);
         case 8: return loop(h);
+        case 10: return binary_round_trip(h);
         default: return h.in.byte() % 4 == 0 ? deep(h) : dup(h);
     }
 }

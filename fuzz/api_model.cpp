@@ -280,6 +280,20 @@ int Model::read_back(int n, bool plain) {
     }
 }
 
+int Model::read_back_binary(int n, bool in_array) {
+    const char vt = n >= 0 ? at(n).vt : vtype_null;
+    const bool nil = vt == vtype_null || vt == vtype_ptr || vt == vtype_autoptr || vt == vtype_sharedptr;
+    if (nil) return in_array ? -1 : scalar(vtype_null, 0);
+    const Node src = at(n);
+    if (vt == vtype_string || vt == vtype_bytes) return text(vt, src.text);
+    if (vt != vtype_array && vt != vtype_dict) return scalar(vt, src.bits);
+    Node out;
+    out.vt = vt;
+    for (const int e : src.elems) out.elems.push_back(read_back_binary(e, true));
+    for (const auto &[k, v] : src.entries) out.entries.emplace_back(k, read_back_binary(v, false));
+    return add(std::move(out));
+}
+
 int Model::patched_copy(int patch) {
     Node out;
     out.vt = vtype_dict;

@@ -74,6 +74,9 @@ struct Model {
     // What the typed dump or plain JSON of `n` reads back as; -1 for a value
     // that does not read back.
     int read_back(int n, bool plain);
+    // What the MessagePack of `n` (pointers written as nil) reads back as;
+    // -1 for an empty slot, which is what a nil in an array reads as.
+    int read_back_binary(int n, bool in_array);
     // A dictionary merged into an empty one, leaving out nulls.
     int patched_copy(int patch);
     // merge_patch of `patch` into `target`; false when it is refused.
