@@ -85,26 +85,12 @@ bool parse_digits(const char *first, const char *last, bool *negative, uint64_t 
 
 namespace {
 
-unsigned hex4(const char *p) {
-    unsigned value = 0;
-    for (int i = 0; i < 4; ++i) {
-        const char c = p[i];
-        const unsigned digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
-        value = value * 16 + digit;
-    }
-    return value;
-}
-
-}  // namespace
-
-namespace {
-
-// Character classes of the cursor, one table lookup per byte.
+// Character classes of the tokens, one table lookup per byte.
 enum char_class : uint8_t {
     passed_over = 0,   // between tokens: structure, whitespace, literals
-    ends_text = 1,     // the terminator
-    quote = 2,         // '"'
-    number_start = 3,  // '-' and the digits
+    quote = 1,         // '"'
+    number_start = 2,  // '-' and the digits
+    terminator = 3,    // the NUL after the text
 };
 
 constexpr auto kClasses = [] {
@@ -114,11 +100,11 @@ constexpr auto kClasses = [] {
     for (int c = '0'; c <= '9'; ++c) t.of[c] = number_start;
     t.of[static_cast<unsigned char>('-')] = number_start;
     t.of[static_cast<unsigned char>('"')] = quote;
-    t.of[0] = ends_text;
+    t.of[0] = terminator;
     return t;
 }();
 
-// The characters that may continue a number: strtod reads any run of them.
+// The characters that may continue a number: cJSON reads any run of them.
 constexpr auto kNumberChars = [] {
     struct table {
         bool of[256];
@@ -127,60 +113,36 @@ constexpr auto kNumberChars = [] {
     return t;
 }();
 
-uint8_t class_of(char c) { return kClasses.of[static_cast<unsigned char>(c)]; }
-
-using json::kStringStops;
-
-// Past the string whose quote is at `p`: past its closing quote, or at the
-// text's end when it has none.
-const char *past_string(const char *p) {
-    for (++p;; ++p) {
-        while (!kStringStops.of[static_cast<unsigned char>(*p)]) ++p;
-        if (*p == '"') return p + 1;
-        if (*p == '\0') return p;
-        if (*p == '\\' && p[1] != '\0') ++p;
-    }
-}
-
 }  // namespace
 
-std::string_view text_cursor::next(bool strings) {
-    for (;; ++p_) {
-        const uint8_t cls = class_of(*p_);
-        if (cls == ends_text) return {};
-        const char *start = p_;
-        if (cls == quote) {
-            p_ = past_string(p_);
-            if (!strings) continue;
-            return {start, static_cast<size_t>(p_ - start)};
+text_tokens::kind text_tokens::next(bool strings) {
+    const char *end = lexer_.begin() + lexer_.length();
+    for (;;) {
+        // A local cursor (the bytes read could alias the lexer's), stopped
+        // by the text's terminator rather than a bound on every byte.
+        const char *p = lexer_.pos();
+        while (kClasses.of[static_cast<unsigned char>(*p)] == passed_over) ++p;
+        if (p >= end) return kind::end;
+        lexer_.seek(p);
+        if (*p != '"') return number_at();
+        // Every string of a text cJSON accepted decodes, memory permitting.
+        if (!lexer_.string(&string_)) {
+            out_of_memory_ = true;
+            return kind::end;
         }
-        if (cls == number_start) {
-            while (kNumberChars.of[static_cast<unsigned char>(*p_)]) ++p_;
-            return {start, static_cast<size_t>(p_ - start)};
-        }
+        if (strings) return kind::string;
     }
 }
 
-size_t text_cursor::decoded_length(std::string_view token) {
-    size_t n = 0;
-    const char *last = token.data() + token.size() - 1;
-    for (const char *p = token.data() + 1; p < last; ++n) {
-        if (*p != '\\') {
-            ++p;
-        } else if (p[1] != 'u') {
-            p += 2;
-        } else {
-            const unsigned code = hex4(p + 2);
-            p += 6;
-            if (code >= 0xd800 && code < 0xdc00) {
-                p += 6;  // the low surrogate after it
-                n += 3;
-            } else {
-                n += code < 0x80 ? 0 : code < 0x800 ? 1 : 2;
-            }
-        }
-    }
-    return n;
+// The number under the cursor, as strict JSON reads it; a run of number
+// characters that it does not read whole is passed over as odd.
+text_tokens::kind text_tokens::number_at() {
+    const bool strict = lexer_.number(&number_);
+    const char *stop = lexer_.pos();
+    const char *p = stop;
+    while (kNumberChars.of[static_cast<unsigned char>(*p)]) ++p;  // the terminator stops it
+    lexer_.seek(p);
+    return strict && p == stop ? kind::number : kind::odd_number;
 }
 
 cJSON *cJSON_CreateInt64(int64_t value) {
@@ -246,20 +208,15 @@ void exact_values::release() {
 
 namespace {
 
-// A number token read by the lexer's codec, as the plain reader reads it:
-// its nearest double in `value`, and in `e` its sign and magnitude when it
-// is plain digits below 2^64. False when the token is not one strict JSON
-// number (cJSON reads a few more, such as 01).
+// A number token as the plain reader reads it: in `e` its sign and
+// magnitude when it is plain digits below 2^64; returns its nearest double.
 template <class Entry>
-bool number_of(std::string_view token, Entry *e, double *value) {
-    json::lexer lx(token.data(), token.size());
-    json::number_token n;
-    if (!lx.number(&n) || lx.pos() != token.data() + token.size()) return false;
+double number_of(const json::number_token &n, Entry *e) {
     e->negative = n.negative;
     e->digits = n.integer;
     e->value = n.integer ? n.magnitude : 0;
-    *value = !n.integer ? n.value : n.negative ? -static_cast<double>(n.magnitude) : static_cast<double>(n.magnitude);
-    return true;
+    if (!n.integer) return n.value;
+    return n.negative ? -static_cast<double>(n.magnitude) : static_cast<double>(n.magnitude);
 }
 
 }  // namespace
@@ -270,13 +227,12 @@ bool number_of(std::string_view token, Entry *e, double *value) {
 void exact_values::take(const cJSON *item) {
     if (!in_step_ || !is_kind(item, cJSON_Number) || std::fabs(item->valuedouble) < kExactBelow) return;
     for (;;) {
-        const std::string_view token = numbers_.next(false);
-        entry e{item, 0, number, false, false};
-        double value = 0;
-        if (token.empty() || !number_of(token, &e, &value)) {
+        if (numbers_.next(false) != text_tokens::number) {
             in_step_ = false;
             return;
         }
+        entry e{item, 0, number, false, false};
+        const double value = number_of(numbers_.number_token(), &e);
         if (std::fabs(value) < kExactBelow) continue;  // an item that is never taken
         in_step_ = value == item->valuedouble;
         if (in_step_) taken_ = e;
@@ -357,28 +313,26 @@ bool exact_values::add(const entry &e) {
 // \u0000 escape, every string and member name.
 struct exact_values::scanner {
     exact_values &self;
-    text_cursor cursor;
+    text_tokens &cursor;
     bool texts;  // whether strings are looked at: only when \u0000 occurs
 
     // Enters the next string token as the text of `item`, marked when
     // cJSON's C string of it, `cut`, is shorter.
     bool text(const cJSON *item, what kind, const char *cut) {
         if (!texts) return true;  // the numbers' tokens are found on their own
-        const std::string_view token = cursor.next(true);
-        if (token.empty() || token[0] != '"') return true;
-        const size_t n = text_cursor::decoded_length(token);
+        if (cursor.next(true) != text_tokens::string) return true;
+        const size_t n = cursor.string_token().len;
         return self.add({item, n, kind, false, n != std::strlen(cut)});
     }
 
     // Enters the next number token as the value of `item`, when a double
     // cannot hold it exactly.
     bool number(const cJSON *item) {
-        const std::string_view token = cursor.next(texts);
-        if (token.empty()) return false;  // not this tree's text
+        const text_tokens::kind token = cursor.next(texts);
+        if (token == text_tokens::end) return false;  // not this tree's text, or out of memory
         if (std::fabs(item->valuedouble) < kExactBelow) return true;
         entry e{item, 0, exact_values::number, false, false};
-        double value;
-        if (!number_of(token, &e, &value)) e.digits = false;
+        if (token == text_tokens::number) number_of(cursor.number_token(), &e);
         return self.add(e);
     }
 
@@ -399,7 +353,9 @@ struct exact_values::scanner {
 
 void exact_values::scan() {
     scanned_ = true;
-    scanner{*this, text_cursor(text_), nul_escapes()}.walk(root_, false);
+    text_tokens cursor(text_, len_);
+    scanner{*this, cursor, nul_escapes()}.walk(root_, false);
+    failed_ |= cursor.out_of_memory();
 }
 
 }  // namespace pz::cjson64

@@ -13,7 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
+#include "pz_json_lexer.h"
 
 namespace pz::cjson64 {
 
@@ -49,22 +49,37 @@ bool parse_digits(const char *first, const char *last, bool *negative, uint64_t 
 
 // The string and number tokens of a text that cJSON has read, one after
 // the other: the order in which a pre-order walk of cJSON's tree meets
-// member names, strings and numbers.
-class text_cursor {
+// member names, strings and numbers. Read by the JSON lexer, its strings
+// lenient as cJSON's are, so that each decodes to the bytes cJSON made of it.
+// The text is NUL-terminated, as cJSON's is; the tokens end at `len`.
+class text_tokens {
 public:
-    explicit text_cursor(const char *text) : p_(text) {}
+    text_tokens(const char *text, size_t len) : lexer_(text, len, true) {}
 
-    // The next token, a string with its quotes or a number (strings passed
-    // over unless `strings`); empty when the text ends first.
-    std::string_view next(bool strings);
+    enum kind : uint8_t {
+        end,         // the text ended, or the lexer ran out of memory
+        string,      // decoded in string_token()
+        number,      // read in number_token()
+        odd_number,  // a number cJSON reads but strict JSON does not, such as 01
+    };
 
-    // The length in bytes of a string token as cJSON decodes it: each
-    // escape one byte, \uXXXX its code point's UTF-8 length (a surrogate
-    // pair four bytes).
-    static size_t decoded_length(std::string_view token);
+    // The next token (strings passed over unless `strings`).
+    kind next(bool strings);
+
+    const json::text_token &string_token() const { return string_; }
+    const json::number_token &number_token() const { return number_; }
+
+    // Whether a string's decoding ran out of memory, ending the tokens early
+    // (the only fault of a text cJSON accepted).
+    bool out_of_memory() const { return out_of_memory_; }
 
 private:
-    const char *p_;
+    kind number_at();
+
+    json::lexer lexer_;
+    json::text_token string_{};
+    json::number_token number_{};
+    bool out_of_memory_ = false;
 };
 
 // What cJSON cannot hold of one parsed text, recovered from the text
@@ -74,10 +89,12 @@ private:
 // string (or member name) is taken from the text. The text is scanned once,
 // on the first lookup that needs it: a text without large integers or
 // \u0000 escapes pays nothing. Lives no longer than the text and the tree it
-// was made for. The entries live in small HAL blocks.
+// was made for, whose tokens end at `len`. The entries live in small HAL
+// blocks.
 class exact_values {
 public:
-    exact_values(const char *text, const cJSON *root) : text_(text), root_(root), numbers_(text) {}
+    exact_values(const char *text, size_t len, const cJSON *root)
+        : text_(text), len_(len), root_(root), numbers_(text, len) {}
     exact_values(const exact_values &) = delete;
     exact_values &operator=(const exact_values &) = delete;
     ~exact_values();
@@ -125,8 +142,9 @@ private:
     bool add(const entry &e);
 
     const char *text_;
+    size_t len_;
     const cJSON *root_;
-    text_cursor numbers_;  // the tokens matched in step with `take`
+    text_tokens numbers_;  // the tokens matched in step with `take`
     bool in_step_ = true;
     entry taken_{};        // the last item taken
     bool scanned_ = false;

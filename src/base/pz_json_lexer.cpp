@@ -153,9 +153,9 @@ bool lexer::put(const char *bytes, size_t n) {
 }
 
 // The raw bytes from `from` to `to`, which plain_run passed: checked as
-// UTF-8 when one had its top bit set.
+// UTF-8 when one had its top bit set, unless strings are lenient.
 bool lexer::raw_run(const char *from, const char *to) {
-    if (!high_) return true;
+    if (!high_ || lenient_) return true;
     const size_t valid = utf8_valid_prefix(from, static_cast<size_t>(to - from));
     return valid == static_cast<size_t>(to - from) || fail(from + valid, "invalid UTF-8");
 }
@@ -220,7 +220,11 @@ bool lexer::decode_string(const char *start, const char *stop, text_token *out) 
     for (;;) {
         if (!raw_run(run, p)) return false;
         const bool last = p < end_ && *p == '"';
-        if (!last && (p == end_ || *p != '\\')) return string_stop(p);
+        if (!last && (p == end_ || *p != '\\')) {
+            if (!lenient_ || p == end_) return string_stop(p);
+            p = plain_run(p + 1);  // a raw control byte, kept in the run
+            continue;
+        }
         if (last && !decoded) break;  // nothing was escaped: the text itself
         if (!put(run, static_cast<size_t>(p - run))) return false;
         if (last) break;

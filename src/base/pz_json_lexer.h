@@ -10,6 +10,7 @@
 #ifndef PZ_JSON_LEXER_H
 #define PZ_JSON_LEXER_H
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -43,7 +44,11 @@ inline constexpr const char *kTooDeep = "nested too deep";
 
 class lexer {
 public:
-    lexer(const char *text, size_t len) : begin_(text), p_(text), end_(text + len) {}
+    // With `lenient_strings`, strings take raw control bytes and bytes that
+    // are not UTF-8 as they are, as cJSON does: the dump reader reads the
+    // texts cJSON accepted with it. Escapes stay strict either way.
+    lexer(const char *text, size_t len, bool lenient_strings = false)
+        : begin_(text), p_(text), end_(text + len), lenient_(lenient_strings) {}
     lexer(const lexer &) = delete;
     lexer &operator=(const lexer &) = delete;
     ~lexer();
@@ -58,6 +63,9 @@ public:
         return p_ < end_ ? static_cast<unsigned char>(*p_) : -1;
     }
     void advance() { ++p_; }
+    // Moves the cursor to `p`, between it and the end of the text: for a
+    // caller that passes bytes over on its own.
+    void seek(const char *p) { p_ = p; }
     const char *pos() const { return p_; }
     const char *begin() const { return begin_; }
     size_t length() const { return static_cast<size_t>(end_ - begin_); }
@@ -120,6 +128,7 @@ private:
     const char *end_;
     const char *fault_at_ = nullptr;
     const char *fault_ = nullptr;
+    bool lenient_;
     bool high_ = false;
     char *scratch_ = nullptr;  // decoded strings: one HAL block, grown as needed
     size_t scratch_len_ = 0;
@@ -152,7 +161,17 @@ inline const char *lexer::plain_run(const char *p) {
         const uint64_t slash = word ^ (kOnes * '\\');
         const uint64_t stops =
             ((quote - kOnes) & ~quote) | ((slash - kOnes) & ~slash) | ((word - kOnes * 0x20) & ~word);
-        if ((stops & kTops) != 0) break;
+        if ((stops & kTops) != 0) {
+            // Below the first stop the test is exact, so on a little-endian
+            // machine its lowest flag is that stop; elsewhere bytes go one
+            // at a time.
+            if constexpr (std::endian::native == std::endian::little) {
+                const int at = std::countr_zero(stops & kTops) / 8;
+                high_ = ((seen | (word & ((uint64_t{1} << (8 * at)) - 1))) & kTops) != 0;
+                return p + at;
+            }
+            break;
+        }
         seen |= word;
         p += 8;
     }

@@ -323,7 +323,7 @@ pz_variant_t *read_text(const char *text, pz_read_error_t *error) {
     const char *end = nullptr;
     cJSON *root = parse(text, &end);
     if (root == nullptr) return refuse_text(error, text, end);
-    exact_values exact(text, root);
+    exact_values exact(text, static_cast<size_t>(end - text), root);
     key_cache keys;
     reader r{exact, keys};
     pz_variant_t *v = dump_to_variant(root, r);
