@@ -48,7 +48,8 @@ define ensure_packages
 	  if [ "$$(id -u)" = 0 ]; then \
 	    echo "Installing:$$missing"; \
 	    (apt-get install -y --no-install-recommends $$missing || \
-	     (apt-get update && apt-get install -y --no-install-recommends $$missing)) || exit 1; \
+	     (for try in 1 2 3; do apt-get update && break; sleep 10; done; \
+	      apt-get install -y --no-install-recommends $$missing)) || exit 1; \
 	  else \
 	    echo "Missing Debian packages:$$missing"; \
 	    echo "Install them with: sudo apt-get install$$missing"; exit 1; \

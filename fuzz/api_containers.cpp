@@ -90,7 +90,8 @@ void dict_op(Harness &h, int way) {
         case 0:
             if (would_loop(h, d, v)) return;
             h.armed([&] { return pz_variant_dict_put(h.lib_at(d), key.c_str(), h.lib_at(v)), 0; });
-            if (dict && !key.empty()) done.put(dn, key, h.node_at(v));
+            // A null value stores nothing (it would read as a removal).
+            if (dict && !key.empty() && h.node_at(v) >= 0) done.put(dn, key, h.node_at(v));
             return h.settle({done, h.m}, "dict_put");
         case 1:
             check_lookup(h, h.m, d, key);
