@@ -108,6 +108,10 @@ void concat(Harness &h) {
     // Not modelled: `v` strictly inside `other`, whose copy would see `v`
     // change while it is made.
     if (v >= 0 && other >= 0 && v != other && h.m.reaches(other, v)) return;
+    // Empty slots make no nodes, so the node limit does not bound an array
+    // of them concatenated to itself over and over: this does.
+    constexpr size_t kMaxElements = 1 << 14;
+    if (v >= 0 && other >= 0 && h.m.at(v).elems.size() + h.m.at(other).elems.size() > kMaxElements) return;
     pz_variant_t *target = h.lib_at(s);
     pz_variant_t *got = h.armed([&] { return pz_variant_concat(target, h.lib_at(from)); });
     if (v < 0) {

@@ -160,7 +160,9 @@ private:
         if (!walk_.enter(v)) return false;
         const pz_array_t *a = array_of(v);
         const size_t n = a != nullptr ? a->len : 0;
-        if (static_cast<uint64_t>(n) > UINT32_MAX) return walk_.refuse();  // (only where size_t is wider)
+        // Past 32 bits only where size_t is wider: shifted in two steps, so
+        // that a 32-bit size_t is neither over-shifted nor compared in vain.
+        if ((n >> 16 >> 16) != 0) return walk_.refuse();
         header(kArray, static_cast<uint32_t>(n));
         for (size_t i = 0; i < n; ++i) {
             if (!value(array_slots(a)[i])) return false;
