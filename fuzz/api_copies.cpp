@@ -39,6 +39,9 @@ std::vector<Model> container_states(Harness &h, int s, int v, int other) {
         bare.at(v).storage = false;
         states.push_back(bare);
     }
+    // An array left without storage (a change of kind short of memory)
+    // takes nothing, as every array operation does.
+    if (!start.at(v).storage) return {start};
     const size_t before = start.at(v).elems.size();
     const size_t got = pz_variant_array_size(h.lib_at(s));
     const size_t count = vt == vtype_array ? old.elems.size() : old.entries.size();
