@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "pz_variant.h"
+#include "pzvariant/pz_variant.h"
 
 namespace {
 

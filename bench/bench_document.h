@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-#include "pz_variant.h"
+#include "pzvariant/pz_variant.h"
 
 namespace pz_bench {
 

@@ -7,8 +7,8 @@
 
 #include "bench_document.h"
 #include "bench_peers.h"
-#include "pz_variant.h"
-#include "pz_variant_dump.h"
+#include "pzvariant/pz_variant.h"
+#include "text/dump.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <cstdio>
 
-#include "pz_variant.h"
+#include "pzvariant/pz_variant.h"
 
 namespace {
 

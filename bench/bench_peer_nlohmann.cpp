@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "pz_variant.hpp"
+#include "pzvariant/pz_variant.hpp"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The peer workloads for this library.
 #include <benchmark/benchmark.h>
-#include "pz_variant.h"
+#include "pzvariant/pz_variant.h"
 
 #include <cstdlib>
 #include <string>

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "bench_document.h"
-#include "pz_variant.h"
+#include "pzvariant/pz_variant.h"
 
 #define PZ_W(fn, name) BENCHMARK(fn)->Name(name)->Unit(benchmark::kMillisecond)->MinTime(0.3)
 

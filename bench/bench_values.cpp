@@ -1,7 +1,7 @@
 // Making and releasing values: the cost of one block per value.
 #include <benchmark/benchmark.h>
 
-#include "pz_variant.h"
+#include "pzvariant/pz_variant.h"
 
 namespace {
 

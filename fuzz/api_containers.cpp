@@ -3,7 +3,7 @@
 #include <climits>
 
 #include "api_ops.h"
-#include "pz_variant_internal.h"
+#include "core/variant_internal.h"
 #include "va_entry.h"
 
 namespace harness {

@@ -3,10 +3,10 @@
 // the walks must refuse (containing themselves, nested too deep).
 #include <algorithm>
 
-#include "pz_utf8.h"
+#include "text/utf8.h"
 
 #include "api_ops.h"
-#include "hal/pz_hal.h"
+#include "pzvariant/hal/pz_hal.h"
 
 namespace harness {
 

@@ -9,8 +9,8 @@
 #include <functional>
 #include <unordered_map>
 
-#include "pz_memory.h"
-#include "pz_variant_internal.h"
+#include "base/pz_memory.h"
+#include "core/variant_internal.h"
 
 namespace model {
 

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "pz_variant.h"
+#include "pzvariant/pz_variant.h"
 
 namespace model {
 

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "api_ops.h"
-#include "hal/pz_hal.h"
-#include "pz_memory.h"
+#include "pzvariant/hal/pz_hal.h"
+#include "base/pz_memory.h"
 
 namespace harness {
 

@@ -8,7 +8,7 @@
 #include <type_traits>
 
 #include "api_harness.h"
-#include "pz_variant_kinds.h"
+#include "core/kinds.h"
 
 namespace harness {
 

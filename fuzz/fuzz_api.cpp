@@ -11,8 +11,8 @@
 #include <cstdint>
 
 #include "api_harness.h"
-#include "hal/pz_hal.h"
-#include "pz_variant.h"
+#include "pzvariant/hal/pz_hal.h"
+#include "pzvariant/pz_variant.h"
 
 namespace {
 

@@ -22,8 +22,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "hal/pz_hal.h"
-#include "pz_variant.h"
+#include "pzvariant/hal/pz_hal.h"
+#include "pzvariant/pz_variant.h"
 #include "va_entry.h"
 
 #if !defined(__x86_64__)

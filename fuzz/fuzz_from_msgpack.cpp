@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "hal/pz_hal.h"
-#include "pz_variant.h"
+#include "pzvariant/hal/pz_hal.h"
+#include "pzvariant/pz_variant.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "pz_variant.h"
+#include "pzvariant/pz_variant.h"
 
 namespace {
 

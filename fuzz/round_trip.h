@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "hal/pz_hal.h"
-#include "pz_variant.h"
+#include "pzvariant/hal/pz_hal.h"
+#include "pzvariant/pz_variant.h"
 
 template <class Read, class Write>
 void check_round_trip(const pz_variant_t *v, Read read, Write write) {

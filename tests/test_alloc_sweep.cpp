@@ -4,11 +4,11 @@
 // every destructor and unref exactly once by the time all is released.
 #include <cstdio>
 
-#include "hal/pz_hal.h"
+#include "pzvariant/hal/pz_hal.h"
 #include "pz_test.h"
-#include "pz_variant.hpp"
-#include "pz_variant_internal.h"
-#include "pz_variant_kinds.h"
+#include "pzvariant/pz_variant.hpp"
+#include "core/variant_internal.h"
+#include "core/kinds.h"
 #include "va_entry.h"
 
 namespace {

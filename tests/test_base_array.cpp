@@ -1,6 +1,6 @@
 // Dynamic array edges the value API does not reach: several elements at
 // once, removal at the end and zero-filled growth.
-#include "pz_array.h"
+#include "base/pz_array.h"
 #include "pz_test.h"
 
 namespace {

@@ -4,7 +4,7 @@
 // dictionaries).
 #include <algorithm>
 
-#include "pz_hash_table.h"
+#include "base/pz_hash_table.h"
 #include "pz_test.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "pz_string.h"
+#include "pzvariant/pz_string.h"
 #include "pz_test.h"
 
 namespace {

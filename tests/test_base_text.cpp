@@ -1,8 +1,8 @@
 // The writers' byte sink and the UTF-8 checks that the text readers and
 // writers share.
-#include "pz_sink.h"
+#include "io/sink.h"
 #include "pz_test.h"
-#include "pz_utf8.h"
+#include "text/utf8.h"
 
 namespace {
 

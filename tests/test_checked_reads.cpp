@@ -6,7 +6,7 @@
 #include <map>
 
 #include "pz_test.h"
-#include "pz_variant_kinds.h"
+#include "core/kinds.h"
 
 namespace {
 

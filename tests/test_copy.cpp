@@ -2,7 +2,7 @@
 // and what a copied container does with an element it cannot copy.
 
 #include "pz_test.h"
-#include "pz_variant_internal.h"
+#include "core/variant_internal.h"
 
 namespace {
 

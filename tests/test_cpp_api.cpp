@@ -1,7 +1,7 @@
 // The C++ interface: reference handling, exact and converting reads,
 // iteration, writes and their misuse, copies, merges, dumps, packing and
 // allocation failure.
-#include "pz_variant.hpp"
+#include "pzvariant/pz_variant.hpp"
 
 
 #include "pz_test.h"

@@ -8,7 +8,7 @@
 #include <random>
 
 #include "pz_test.h"
-#include "pz_variant_kinds.h"
+#include "core/kinds.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "pz_test.h"
-#include "pz_variant.hpp"
+#include "pzvariant/pz_variant.hpp"
 
 namespace {
 

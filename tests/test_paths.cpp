@@ -2,7 +2,7 @@
 // what the cases cannot show (borrowing, long pointers, memory), and the
 // C++ members.
 #include "pz_test.h"
-#include "pz_variant.hpp"
+#include "pzvariant/pz_variant.hpp"
 
 namespace {
 

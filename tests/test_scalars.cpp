@@ -2,8 +2,8 @@
 // constructor, setter, copy, typed adder and getter, typed setter and
 // getter with its default, and the pack letter with unpack.
 #include "pz_test.h"
-#include "pz_variant_internal.h"
-#include "pz_variant_kinds.h"
+#include "core/variant_internal.h"
+#include "core/kinds.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <span>
 
 #include "pz_test.h"
-#include "pz_variant.hpp"
+#include "pzvariant/pz_variant.hpp"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // Dynamic array: the header and the elements in one block, so growing moves
 // the array and every call that changes the length returns the array to use.
-#include "pz_array.h"
+#include "base/pz_array.h"
 
 #include <cstring>
 
-#include "pz_memory.h"
+#include "base/pz_memory.h"
 
 namespace {
 

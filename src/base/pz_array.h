@@ -12,7 +12,7 @@
 #ifndef PZ_ARRAY_H
 #define PZ_ARRAY_H
 
-#include "basictypes.h"
+#include "pzvariant/basictypes.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -2,7 +2,7 @@
 #ifndef PZ_ATOMIC_H
 #define PZ_ATOMIC_H
 
-#include "hal/pz_hal.h"
+#include "pzvariant/hal/pz_hal.h"
 
 /* Thread checkers that do not see the counters' ordering (helgrind, which
  * knows locks but not atomics) are told it: every drop of a reference

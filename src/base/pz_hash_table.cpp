@@ -6,11 +6,11 @@
 // entry marks its slot DUMMY and leaves a hole in the dense array; the next
 // resize compacts. The stored hash means a resize never rehashes a key.
 // Keys are never null: a null key marks a hole.
-#include "pz_hash_table.h"
+#include "base/pz_hash_table.h"
 
 #include <cstring>
 
-#include "pz_memory.h"
+#include "base/pz_memory.h"
 
 namespace {
 

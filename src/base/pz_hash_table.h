@@ -8,7 +8,7 @@
 #ifndef PZ_HASH_TABLE_H
 #define PZ_HASH_TABLE_H
 
-#include "basictypes.h"
+#include "pzvariant/basictypes.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -1,8 +1,8 @@
 // Hexadecimal text of byte buffers: two lower-case digits per byte out,
 // either case in.
-#include "pz_hex.h"
+#include "base/pz_hex.h"
 
-#include "pz_memory.h"
+#include "base/pz_memory.h"
 
 namespace {
 

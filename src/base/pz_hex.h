@@ -2,7 +2,7 @@
 #ifndef PZ_HEX_H
 #define PZ_HEX_H
 
-#include "pz_string.h"
+#include "pzvariant/pz_string.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -8,8 +8,8 @@
 
 #include <string.h>
 
-#include "hal/pz_hal.h"
-#include "pz_atomic.h"
+#include "pzvariant/hal/pz_hal.h"
+#include "base/pz_atomic.h"
 
 #ifdef __cplusplus
 extern "C" {

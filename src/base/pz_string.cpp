@@ -1,10 +1,10 @@
 // Reference-counted strings: [count][pz_string_t][text + NUL] in one block.
-#include "pz_string.h"
+#include "pzvariant/pz_string.h"
 
 #include <cstdio>
 #include <cstring>
 
-#include "pz_memory.h"
+#include "base/pz_memory.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Mistakes that must not compile. Built once per PZ_CASE: case 0 is the
 // working form of each and must compile, so that a failure of the others
 // comes from the mistake and not from the file.
-#include "pz_variant.hpp"
+#include "pzvariant/pz_variant.hpp"
 
 int main() {
     pz::value cfg = pz::dict({{"server", pz::dict({})}, {"tls", false}});

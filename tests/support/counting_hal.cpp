@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "hal/pz_hal.h"
+#include "pzvariant/hal/pz_hal.h"
 
 namespace {
 

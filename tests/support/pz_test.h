@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "counting_hal.h"
-#include "pz_memory.h"
-#include "pz_variant.h"
+#include "base/pz_memory.h"
+#include "pzvariant/pz_variant.h"
 
 // Counts the callbacks of owned and shared pointers; an unref with no ref
 // left to give back, which would free a shared object in use, is noted.

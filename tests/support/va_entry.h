@@ -5,7 +5,7 @@
 
 #include <cstdarg>
 
-#include "pz_variant.h"
+#include "pzvariant/pz_variant.h"
 
 // The format is the first of the variadic arguments.
 inline void append_args_from(pz_variant_t *va, ...) {

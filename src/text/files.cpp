@@ -1,0 +1,134 @@
+// Texts to and from files and streams, apart from the rest so that a port
+// without stdio can leave this file out (and define PZ_NO_STDIO).
+#include <cstdio>
+
+#include "text/json_writer.h"
+#include "io/read_error.h"
+#include "core/variant_internal.h"
+
+namespace {
+
+// The rest of `stream`, NUL-terminated in a HAL block, its length in `len`;
+// null with `reason` set when it cannot be read or memory runs out.
+char *read_all(FILE *stream, size_t *len, const char **reason) {
+    char *text = nullptr;
+    size_t size = 0;
+    size_t capacity = 0;
+    for (;;) {
+        if (capacity - size < 2) {
+            const size_t grown_capacity = capacity == 0 ? 4096 : capacity * 2;
+            // (Doubling past the largest size gives nothing.)
+            auto *grown = grown_capacity > capacity
+                              ? static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(grown_capacity)))
+                              : nullptr;
+            if (grown == nullptr) {
+                HAL_Free(text);
+                *reason = "out of memory";
+                return nullptr;
+            }
+            if (size != 0) std::memcpy(grown, text, size);
+            HAL_Free(text);
+            text = grown;
+            capacity = grown_capacity;
+        }
+        const size_t got = std::fread(text + size, 1, capacity - size - 1, stream);
+        size += got;
+        if (got == 0) break;
+    }
+    if (std::ferror(stream)) {
+        HAL_Free(text);
+        *reason = "cannot read file";
+        return nullptr;
+    }
+    text[size] = '\0';
+    *len = size;
+    return text;
+}
+
+// A refusal before any text is read (line and column 0), or of the text
+// `text` of `len` bytes at `offset`.
+pz_variant_t *refused(pz_read_error_t *error, size_t offset, const char *reason, const char *text = nullptr,
+                      size_t len = 0) {
+    return pz::read_fault(error, pz::read_code_of(reason), reason, text, len, offset);
+}
+
+// The text of `v` in `format`; null when it cannot be made.
+char *text_of(const pz_variant_t *v, pz_text_format format, unsigned flags) {
+    switch (format) {
+        case PZ_TEXT_DUMP: return pz_variant_dump(v);
+        case PZ_TEXT_JSON: return pz_variant_to_json(v, flags);
+    }
+    return nullptr;
+}
+
+// Writes `text` and a newline to `stream`, and frees it.
+bool write_text(char *text, FILE *stream) {
+    const size_t len = std::strlen(text);
+    const bool written = std::fwrite(text, 1, len, stream) == len && std::fputc('\n', stream) != EOF;
+    HAL_Free(text);
+    return written;
+}
+
+// The sink's chunks to a stream.
+bool to_stream(const char *bytes, size_t n, void *stream) {
+    return std::fwrite(bytes, 1, n, static_cast<FILE *>(stream)) == n;
+}
+
+}  // namespace
+
+extern "C" {
+
+pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_read_error_t *error) {
+    if (stream == nullptr) return refused(error, 0, "cannot read file");
+    if (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON) return refused(error, 0, "unknown format");
+    const char *reason = nullptr;
+    size_t len = 0;
+    char *text = read_all(stream, &len, &reason);
+    if (text == nullptr) return refused(error, 0, reason);
+    // Plain JSON is read from its length, which refuses a NUL byte where it
+    // stands. The dump reader takes a NUL-terminated text, which a NUL
+    // inside it would cut short.
+    const size_t first_nul = std::strlen(text);
+    pz_variant_t *v = format == PZ_TEXT_JSON ? pz_variant_from_json_n(text, len, error)
+                      : first_nul < len      ? refused(error, first_nul, "NUL byte in the text", text, len)
+                                             : pz_variant_from_dump_ex(text, error);
+    HAL_Free(text);
+    return v;
+}
+
+pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_read_error_t *error) {
+    FILE *stream = path != nullptr ? std::fopen(path, "rb") : nullptr;
+    if (stream == nullptr) return refused(error, 0, "cannot open file");
+    pz_variant_t *v = pz_variant_read_stream(stream, format, error);
+    std::fclose(stream);
+    return v;
+}
+
+bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format format, unsigned flags) {
+    if (v == nullptr || stream == nullptr) return false;
+    if (format == PZ_TEXT_JSON) {
+        // Straight to the stream, with no text in memory.
+        pz::out_sink out(to_stream, stream);
+        const bool written = pz::write_json(v, out, flags) && out.flush();
+        return written && std::fputc('\n', stream) != EOF;
+    }
+    char *text = text_of(v, format, flags);
+    return text != nullptr && write_text(text, stream);
+}
+
+bool pz_variant_write_file(const pz_variant_t *v, const char *path, pz_text_format format, unsigned flags) {
+    if (v == nullptr || path == nullptr) return false;
+    // The text first, so that a value that cannot be written leaves the
+    // file as it was.
+    char *text = text_of(v, format, flags);
+    if (text == nullptr) return false;
+    FILE *stream = std::fopen(path, "wb");
+    if (stream == nullptr) {
+        HAL_Free(text);
+        return false;
+    }
+    const bool written = write_text(text, stream);
+    return std::fclose(stream) == 0 && written;
+}
+
+}  // extern "C"

@@ -1,0 +1,243 @@
+// The slower half of the lexer: strings with escapes or bytes to check,
+// numbers beyond the plain 19 digits, and the faults.
+#include "text/json_lexer.h"
+
+#include <charconv>
+#include <climits>
+#include <cmath>
+
+#include "pzvariant/hal/pz_hal.h"
+#include "text/utf8.h"
+
+namespace pz::json {
+
+namespace {
+
+bool is_digit(char c) { return static_cast<unsigned>(c - '0') <= 9; }
+
+int hex_digit(char c) {
+    if (is_digit(c)) return c - '0';
+    const int lower = c | 0x20;
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+// The four hex digits at `p` (before `end`) as a code unit; -1 when they
+// are not four hex digits.
+long hex4(const char *p, const char *end) {
+    if (end - p < 4) return -1;
+    long unit = 0;
+    for (int i = 0; i < 4; ++i) {
+        const int digit = hex_digit(p[i]);
+        if (digit < 0) return -1;
+        unit = unit * 16 + digit;
+    }
+    return unit;
+}
+
+// Plain digits as a magnitude; false when it is 2^64 or more.
+bool magnitude_of(const char *first, const char *last, uint64_t *magnitude) {
+    uint64_t value = 0;
+    for (; first < last; ++first) {
+        const unsigned digit = static_cast<unsigned>(*first - '0');
+        if (value > (UINT64_MAX - digit) / 10) return false;
+        value = value * 10 + digit;
+    }
+    *magnitude = value;
+    return true;
+}
+
+// Whether a number that no double can hold is beyond the largest (else
+// below the smallest): the power of ten of its first significant digit,
+// its exponent included, is positive. The exponent saturates.
+bool beyond_largest(const char *first, const char *last) {
+    long power = 0;  // of the first significant digit, plus one
+    bool before_point = true;
+    bool significant = false;
+    const char *p = first;
+    for (; p < last && (*p | 0x20) != 'e'; ++p) {
+        if (*p == '.') {
+            before_point = false;
+            continue;
+        }
+        significant |= *p >= '1' && *p <= '9';
+        if (before_point && significant) ++power;
+        if (!before_point && !significant) --power;
+    }
+    long exponent = 0;
+    const bool minus = p + 1 < last && p[1] == '-';
+    for (; p < last; ++p) {
+        if (is_digit(*p) && exponent < 100000) exponent = exponent * 10 + (*p - '0');
+    }
+    return power + (minus ? -exponent : exponent) > 0;
+}
+
+// The nearest double of a number token (the minus included); beyond the
+// doubles, infinite or zero of its sign.
+double double_of(const char *first, const char *last) {
+    double value = 0;
+    const auto [end, ec] = std::from_chars(first, last, value);
+    if (ec == std::errc::result_out_of_range) {
+        value = beyond_largest(first, last) ? HUGE_VAL : 0.0;
+        if (*first == '-') value = -value;
+    }
+    return value;
+}
+
+}  // namespace
+
+lexer::~lexer() { HAL_Free(scratch_); }
+
+void lexer::skip_mark() {
+    if (end_ - p_ >= 3 && std::memcmp(p_, "\xEF\xBB\xBF", 3) == 0) p_ += 3;
+}
+
+bool lexer::fail(const char *at, const char *reason) {
+    if (fault_at_ == nullptr) {
+        fault_at_ = at;
+        fault_ = reason;
+    }
+    return false;
+}
+
+bool lexer::unexpected(const char *expected) {
+    if (p_ == end_) return fail(p_, kUnexpectedEnd);
+    if (*p_ == '\0') return fail(p_, "NUL byte in the text");
+    if (static_cast<unsigned char>(*p_) < 0x20) return fail(p_, "control character outside a string");
+    return fail(p_, expected);
+}
+
+// -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)?, stopping at the first byte
+// that does not continue it.
+bool lexer::real_number(const char *start, number_token *out) {
+    const bool negative = *start == '-';
+    const char *p = start + negative;
+    auto digits = [&] {
+        const char *first = p;
+        while (p < end_ && is_digit(*p)) ++p;
+        return p > first;
+    };
+    if (p < end_ && *p == '0' && p + 1 < end_ && is_digit(p[1])) return fail(p, "leading zero");
+    if (!digits()) return fail(p, "malformed number");
+    const char *integer_end = p;
+    if (p < end_ && *p == '.' && (++p, !digits())) return fail(p, "malformed number");
+    if (p < end_ && (*p | 0x20) == 'e') {
+        ++p;
+        if (p < end_ && (*p == '+' || *p == '-')) ++p;
+        if (!digits()) return fail(p, "malformed number");
+    }
+    out->negative = negative;
+    out->integer = integer_end == p && magnitude_of(start + negative, p, &out->magnitude);
+    out->value = out->integer ? 0 : double_of(start, p);
+    p_ = p;
+    return true;
+}
+
+// --- strings ------------------------------------------------------------------
+
+bool lexer::put(const char *bytes, size_t n) {
+    if (n == 0) return true;
+    if (scratch_cap_ - scratch_len_ < n) {
+        size_t cap = scratch_cap_ == 0 ? 256 : scratch_cap_;
+        while (cap - scratch_len_ < n && cap <= SIZE_MAX / 2) cap *= 2;
+        auto *grown = cap - scratch_len_ >= n ? static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(cap)))
+                                              : nullptr;
+        if (grown == nullptr) return fail(p_, kOutOfMemory);
+        if (scratch_len_ != 0) std::memcpy(grown, scratch_, scratch_len_);
+        HAL_Free(scratch_);
+        scratch_ = grown;
+        scratch_cap_ = cap;
+    }
+    std::memcpy(scratch_ + scratch_len_, bytes, n);
+    scratch_len_ += n;
+    return true;
+}
+
+// The raw bytes from `from` to `to`, which plain_run passed: checked as
+// UTF-8 when one had its top bit set, unless strings are lenient.
+bool lexer::raw_run(const char *from, const char *to) {
+    if (!high_ || lenient_) return true;
+    const size_t valid = utf8_valid_prefix(from, static_cast<size_t>(to - from));
+    return valid == static_cast<size_t>(to - from) || fail(from + valid, "invalid UTF-8");
+}
+
+// Why a string stopped at `p`, which is neither its quote nor an escape.
+// A raw line break most likely means the closing quote is missing.
+bool lexer::string_stop(const char *p) {
+    if (p == end_ || *p == '\n' || *p == '\r') return fail(p, "unterminated string");
+    if (*p == '\0') return fail(p, "NUL byte in the text");
+    return fail(p, "control character in a string");
+}
+
+bool lexer::unicode_escape(const char **at) {
+    const char *p = *at;
+    long unit = hex4(p + 2, end_);
+    if (unit < 0) return fail(p, "malformed escape");
+    const char *next = p + 6;
+    if (unit >= 0xDC00 && unit <= 0xDFFF) return fail(p, "lone surrogate");
+    if (unit >= 0xD800 && unit <= 0xDBFF) {
+        // A high surrogate counts only with the low one right after it.
+        const long low = end_ - next >= 2 && next[0] == '\\' && next[1] == 'u' ? hex4(next + 2, end_) : -1;
+        if (low < 0xDC00 || low > 0xDFFF) return fail(p, "lone surrogate");
+        unit = 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
+        next += 6;
+    }
+    char bytes[4];
+    *at = next;
+    return put(bytes, utf8_encode(static_cast<uint32_t>(unit), bytes));
+}
+
+// The escape at `*at` (its backslash) decoded into the scratch block;
+// `*at` moves past it.
+bool lexer::escape(const char **at) {
+    const char *p = *at;
+    if (end_ - p < 2) return fail(end_, "unterminated string");
+    char byte;
+    switch (p[1]) {
+        case '"': byte = '"'; break;
+        case '\\': byte = '\\'; break;
+        case '/': byte = '/'; break;
+        case 'b': byte = '\b'; break;
+        case 'f': byte = '\f'; break;
+        case 'n': byte = '\n'; break;
+        case 'r': byte = '\r'; break;
+        case 't': byte = '\t'; break;
+        case 'u': return unicode_escape(at);
+        default: return fail(p, "invalid escape");
+    }
+    *at = p + 2;
+    return put(&byte, 1);
+}
+
+// The string from `start` whose first run stopped at `stop`: bytes to
+// check, escapes to decode, or a fault. Runs between escapes are copied
+// into the scratch block with the escapes' bytes.
+bool lexer::decode_string(const char *start, const char *stop, text_token *out) {
+    scratch_len_ = 0;
+    bool decoded = false;
+    bool nul = false;
+    const char *run = start;
+    const char *p = stop;
+    for (;;) {
+        if (!raw_run(run, p)) return false;
+        const bool last = p < end_ && *p == '"';
+        if (!last && (p == end_ || *p != '\\')) {
+            if (!lenient_ || p == end_) return string_stop(p);
+            p = plain_run(p + 1);  // a raw control byte, kept in the run
+            continue;
+        }
+        if (last && !decoded) break;  // nothing was escaped: the text itself
+        if (!put(run, static_cast<size_t>(p - run))) return false;
+        if (last) break;
+        const size_t before = scratch_len_;
+        if (!escape(&p)) return false;
+        nul |= scratch_len_ == before + 1 && scratch_[before] == '\0';
+        decoded = true;
+        run = p;
+        p = plain_run(p);
+    }
+    *out = decoded ? text_token{scratch_, scratch_len_, nul} : text_token{start, static_cast<size_t>(p - start), false};
+    p_ = p + 1;
+    return true;
+}
+
+}  // namespace pz::json

@@ -1,0 +1,272 @@
+// Plain JSON out: one walk of the value writes its text, compact or laid out
+// over lines, to any sink (a new block, the caller's buffer, a callback).
+// (Plain JSON in is the reader's.)
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+
+#include "text/json_codec.h"
+#include "text/json_writer.h"
+#include "text/utf8.h"
+#include "core/variant_internal.h"
+#include "core/kinds.h"
+#include "operations/walk.h"
+
+using namespace pz;
+
+namespace {
+
+// A line break and the indent of the deepest line: each level two spaces.
+constexpr size_t kMaxIndent = 2 * PZ_VARIANT_MAX_DEPTH;
+constexpr std::array<char, 1 + kMaxIndent> kNewLine = [] {
+    std::array<char, 1 + kMaxIndent> text{};
+    text[0] = '\n';
+    for (size_t i = 1; i < text.size(); ++i) text[i] = ' ';
+    return text;
+}();
+
+class json_writer {
+public:
+    json_writer(out_sink &out, unsigned flags) : out_(out), flags_(flags) {}
+
+    // Writes `v` (null for an empty slot, written null); false once the
+    // walk is refused or the sink has failed.
+    bool value(const pz_variant_t *v) {
+        if (v != nullptr && v->vt == vtype_array) return array(v);
+        if (v != nullptr && v->vt == vtype_dict) return dict(v);
+        if (!path_.fits(v)) return false;
+        if (v == nullptr) return keyword("null", 4);
+        switch (v->vt) {
+#define PZ_JSON_SCALAR(name, ctype, code, va_type) \
+    case code:                                     \
+        return scalar(load<ctype>(v));
+            PZ_SCALAR_KINDS(PZ_JSON_SCALAR)
+#undef PZ_JSON_SCALAR
+            case vtype_null:
+                return keyword("null", 4);
+            case vtype_string:
+                return string(v->str_val, v->len);
+            case vtype_bytes:
+                return bytes(static_cast<const unsigned char *>(v->ptr_val), v->len);
+            case vtype_autoptr:
+            case vtype_sharedptr:
+                return pointer();
+            default:
+                return path_.refuse();  // not a kind: nothing to write it as
+        }
+    }
+
+private:
+    bool keyword(const char *text, size_t n) {
+        out_.write(text, n);
+        return true;
+    }
+
+    template <class T>
+    bool scalar(T value) {
+        if constexpr (std::is_same_v<T, bool>) {
+            return value ? keyword("true", 4) : keyword("false", 5);
+        } else if constexpr (std::is_pointer_v<T>) {
+            return pointer();
+        } else {
+            char *room = out_.room(json::kNumberRoom);
+            if constexpr (std::is_floating_point_v<T>) {
+                out_.commit(static_cast<size_t>(json::write_real(room, value, true) - room));
+            } else {
+                out_.commit(static_cast<size_t>(json::write_integer(room, value) - room));
+            }
+            return true;
+        }
+    }
+
+    // Pointers have no JSON: null, or the whole text refused.
+    bool pointer() { return (flags_ & PZ_JSON_REFUSE_POINTERS) != 0 ? path_.refuse() : keyword("null", 4); }
+
+    // Lowercase hex, two digits a byte, written in place a chunk at a time.
+    bool bytes(const unsigned char *p, size_t n) {
+        static constexpr char kHex[] = "0123456789abcdef";
+        out_.put('"');
+        while (n > 0) {
+            const size_t piece = std::min(n, out_sink::kChunk / 2);
+            char *room = out_.room(2 * piece);
+            for (size_t i = 0; i < piece; ++i) {
+                room[2 * i] = kHex[p[i] >> 4];
+                room[2 * i + 1] = kHex[p[i] & 15];
+            }
+            out_.commit(2 * piece);
+            p += piece;
+            n -= piece;
+        }
+        out_.put('"');
+        return true;
+    }
+
+    // The bytes between the quotes: runs that need nothing copied as they
+    // are, the others escaped by table. A UTF-8 sequence is checked where it
+    // starts and joins the run; a byte that starts no well-formed one
+    // refuses the text, or with PZ_JSON_ESCAPE_INVALID is written \u00XX.
+    bool string(const char *text, size_t n) {
+        out_.put('"');
+        const auto *p = reinterpret_cast<const unsigned char *>(text);
+        const unsigned char *end = p + n;
+        while (p < end) {
+            const unsigned char *run = p;
+            for (;;) {
+                p = plain_run(p, end);
+                const size_t len = p < end ? utf8_sequence(p, static_cast<size_t>(end - p)) : 0;
+                if (len == 0) break;
+                p += len;
+            }
+            out_.write(run, static_cast<size_t>(p - run));
+            if (p == end) break;
+            if (json::kStringByte[*p] == json::kMultiByte && (flags_ & PZ_JSON_ESCAPE_INVALID) == 0) {
+                return path_.refuse();
+            }
+            char *room = out_.room(6);
+            out_.commit(static_cast<size_t>(json::write_escape(room, *p++) - room));
+        }
+        out_.put('"');
+        return true;
+    }
+
+    // Where the run of bytes from `p` that are written as they are ends:
+    // the first control character, quote, backslash or byte of 0x80 or
+    // more. Eight bytes at a time while none of them is one.
+    static const unsigned char *plain_run(const unsigned char *p, const unsigned char *end) {
+        constexpr uint64_t kOnes = 0x0101010101010101u, kTops = 0x8080808080808080u;
+        auto has_zero = [](uint64_t w) { return (w - kOnes) & ~w & kTops; };
+        while (end - p >= 8) {
+            uint64_t w;
+            std::memcpy(&w, p, sizeof w);
+            const uint64_t low = (w - 0x20 * kOnes) & ~w;  // a byte below 0x20
+            if (((low | w) & kTops) != 0 || has_zero(w ^ ('"' * kOnes)) != 0 || has_zero(w ^ ('\\' * kOnes)) != 0) break;
+            p += 8;
+        }
+        while (p < end && json::kStringByte[*p] == json::kAsIs) ++p;
+        return p;
+    }
+
+    // The length of the well-formed UTF-8 sequence at `p`, 0 when there is
+    // none (or `p` is not 0x80 or more). Two-byte sequences, the most
+    // common, are checked here.
+    static size_t utf8_sequence(const unsigned char *p, size_t left) {
+        if (*p < 0x80) return 0;
+        if (*p >= 0xC2 && *p <= 0xDF) return left >= 2 && (p[1] & 0xC0) == 0x80 ? 2 : 0;
+        const size_t len = *p < 0xF0 ? 3 : 4;
+        const size_t window = std::min(len, left);
+        return utf8_valid_prefix(reinterpret_cast<const char *>(p), window) >= len ? len : 0;
+    }
+
+    // A line break before an element, a member or a closing bracket, at
+    // the depth of the containers open; nothing when compact.
+    void new_line(int depth) {
+        if ((flags_ & PZ_JSON_INDENT) != 0) out_.write(kNewLine.data(), 1 + 2 * static_cast<size_t>(depth));
+    }
+
+    // Opens `v`; its elements follow, each after first_or_comma().
+    bool open(const pz_variant_t *v, char bracket) {
+        if (!path_.enter(v)) return false;
+        out_.put(bracket);
+        return true;
+    }
+
+    void first_or_comma(bool first) {
+        if (!first) out_.put(',');
+        new_line(path_.depth());
+    }
+
+    bool close(bool empty, char bracket) {
+        path_.leave();
+        if (!empty) new_line(path_.depth());
+        out_.put(bracket);
+        return ok();
+    }
+
+    bool ok() const { return !path_.refused() && !out_.failed(); }
+
+    bool array(const pz_variant_t *v) {
+        if (!open(v, '[')) return false;
+        const pz_array_t *a = array_of(v);
+        const size_t n = a != nullptr ? a->len : 0;
+        for (size_t i = 0; i < n; ++i) {
+            first_or_comma(i == 0);
+            if (!value(array_slots(a)[i]) || out_.failed()) return false;
+        }
+        return close(n == 0, ']');
+    }
+
+    static bool member(void *key, void *value, void *self) {
+        auto *w = static_cast<json_writer *>(self);
+        const auto *name = static_cast<const pz_string_t *>(key);
+        w->first_or_comma(w->members_++ == 0);
+        if (!w->string(name->cstr, static_cast<size_t>(name->len))) return false;
+        w->out_.put(':');
+        if ((w->flags_ & PZ_JSON_INDENT) != 0) w->out_.put(' ');
+        return w->value(static_cast<const pz_variant_t *>(value)) && !w->out_.failed();
+    }
+
+    bool dict(const pz_variant_t *v) {
+        if (!open(v, '{')) return false;
+        const size_t outer = members_;
+        members_ = 0;
+        pz_hash_table_foreach(dict_of(v), member, this);
+        const bool empty = members_ == 0;
+        members_ = outer;
+        return ok() && close(empty, '}');
+    }
+
+    out_sink &out_;
+    unsigned flags_;
+    walk_path path_;
+    size_t members_ = 0;  // of the dictionary being written
+};
+
+// The sink's callback for a FILE-like user callback: 0 from it goes on.
+struct user_callback {
+    pz_write_callback_t fn;
+    void *data;
+    static bool chunk(const char *bytes, size_t n, void *self) {
+        const auto *c = static_cast<const user_callback *>(self);
+        return c->fn(bytes, n, c->data) == 0;
+    }
+};
+
+}  // namespace
+
+bool pz::write_json(const pz_variant_t *v, out_sink &out, unsigned flags) {
+    json_writer writer(out, flags);
+    return writer.value(v) && !out.failed();
+}
+
+extern "C" {
+
+char *pz_variant_to_json(const pz_variant_t *v, unsigned flags) {
+    if (v == nullptr) return nullptr;
+    out_sink out;
+    return write_json(v, out, flags) ? out.take() : nullptr;
+}
+
+size_t pz_variant_to_json_buf(const pz_variant_t *v, char *buf, size_t size, unsigned flags) {
+    if (buf == nullptr) size = 0;
+    if (v == nullptr) {
+        if (size > 0) buf[0] = '\0';
+        return 0;
+    }
+    out_sink out(buf, size);
+    const bool written = write_json(v, out, flags);
+    const size_t len = written ? out.size() : 0;
+    // Always terminated: after the text, after the part that fits, or
+    // empty when the value was refused.
+    if (size > 0) buf[std::min(len, size - 1)] = '\0';
+    return len;
+}
+
+bool pz_variant_to_json_callback(const pz_variant_t *v, pz_write_callback_t fn, void *data, unsigned flags) {
+    if (v == nullptr || fn == nullptr) return false;
+    user_callback user{fn, data};
+    out_sink out(user_callback::chunk, &user);
+    return write_json(v, out, flags) && out.flush();
+}
+
+}  // extern "C"
