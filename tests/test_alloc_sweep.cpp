@@ -228,6 +228,17 @@ pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
 
 // Plain JSON whose strings need decoding and whose members share keys.
 constexpr char kEscapedRecords[] = R"([{"k":"\u00e9\n"},{"k":"a\"b"},{"k":[true,false,null,-1.5e3]}])";
+// Two records of 40 names, more than the key cache holds before its table
+// grows into blocks of its own.
+const char *many_names() {
+    static const std::string text = [] {
+        std::string record = "{";
+        for (int i = 0; i < 40; ++i) record += (i != 0 ? ",\"name_" : "\"name_") + std::to_string(i) + "\":1";
+        record += "}";
+        return "[" + record + "," + record + "]";
+    }();
+    return text.c_str();
+}
 
 const std::vector<Case> cases = {
     PZ_SCALAR_KINDS(SCALAR)
@@ -331,6 +342,7 @@ const std::vector<Case> cases = {
          }},
     // The plain reader's stacks and decoding block grow as they go.
     MAKE(pz_variant_from_json_n(kEscapedRecords, sizeof kEscapedRecords - 1, nullptr)),
+    MAKE(pz_variant_from_json(many_names(), nullptr)),
     Case{"pz_variant_from_json_n of a long array", [] {
              pz_variant_t *v = long_array();
              char *text = pz_variant_to_json(v, 0);
