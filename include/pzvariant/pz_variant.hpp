@@ -25,6 +25,7 @@
 #include "cpp/iteration.hpp"
 #include "cpp/build.hpp"
 #include "cpp/text.hpp"
+#include "cpp/shared_keys.hpp"
 
 /** The C++ interface: pz::value and the functions that make values. */
 namespace pz {

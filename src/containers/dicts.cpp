@@ -3,6 +3,8 @@
 // it, so a get allocates nothing.
 #include "containers/dicts.h"
 
+#include "containers/key_source.h"
+
 using namespace pz;
 
 namespace {
@@ -31,7 +33,7 @@ bool pz::dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value
     // A key already there keeps its stored string: replacing a value makes
     // no copy of the key.
     if (usable && pz_hash_table_replace_hashed(dict_of(dict), &lookup, value, hash)) return true;
-    pz_string_t *stored_key = usable ? pz_string_new_len(key, static_cast<int>(lookup.len)) : nullptr;
+    pz_string_t *stored_key = usable ? new_key(key, static_cast<size_t>(lookup.len), hash) : nullptr;
     if (stored_key == nullptr) {
         pz_variant_unref(value);
         return false;
