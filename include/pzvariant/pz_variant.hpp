@@ -80,8 +80,10 @@ public:
  * program, offset(), line() and column() where. */
 class parse_error : public error {
 public:
-    /** An error for `reason`, found at byte `offset` of the text. */
-    parse_error(const std::string &reason, size_t offset) : error(reason), offset_(offset) {}
+    /** An error for `reason`, found at byte `offset` of the text, with
+     * `code` (PZ_READ_INVALID_SYNTAX when not given). */
+    parse_error(const std::string &reason, size_t offset, pz_read_code code = PZ_READ_INVALID_SYNTAX)
+        : error(reason), offset_(offset), code_(code) {}
     /** An error as a C reader reported it. */
     explicit parse_error(const pz_read_error_t &e)
         : error(e.reason), offset_(e.offset), code_(e.code), line_(e.line), column_(e.column) {}
@@ -969,7 +971,7 @@ inline value read_result(pz_variant_t *v, const pz_read_error_t &error) {
 inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *, pz_read_error_t *)) {
     // The C readers end a text at its first NUL, which would hide the rest.
     const size_t nul = text.find('\0');
-    if (nul != std::string_view::npos) throw parse_error("NUL byte in the text", nul);
+    if (nul != std::string_view::npos) throw parse_error("NUL byte in the text", nul, PZ_READ_NUL_BYTE);
     const std::string terminated(text);
     pz_read_error_t error;
     return read_result(read(terminated.c_str(), &error), error);
@@ -993,14 +995,11 @@ inline value from_json(std::string_view text) {
 
 /** The value of the MessagePack in the `len` bytes at `data`, its kinds by
  * the rule in pz_variant.h. Throws pz::parse_error when the bytes are not
- * one readable value (what() the reason, offset() where), std::bad_alloc
- * when out of memory. */
+ * one readable value (what() the reason, code() the same for a program,
+ * offset() where), std::bad_alloc when out of memory. */
 inline value from_msgpack(const void *data, size_t len) {
     pz_read_error_t error;
-    pz_variant_t *v = pz_variant_from_msgpack(data, len, &error);
-    if (v != nullptr) return value::adopt(v);
-    if (error.code == PZ_READ_OUT_OF_MEMORY) throw std::bad_alloc();
-    throw parse_error(error.reason, error.offset);
+    return detail::read_result(pz_variant_from_msgpack(data, len, &error), error);
 }
 
 /** As from_msgpack(data, len), of the bytes that value::to_msgpack gives. */
