@@ -36,7 +36,7 @@ extern "C" {
  * @{ */
 
 /** The count of a container whose form does not announce it (JSON). */
-#define PZ_EVENTS_COUNT_UNKNOWN ((size_t)-1)
+#define PZ_EVENTS_COUNT_UNKNOWN SIZE_MAX
 
 /** The callbacks of an event read; each takes the `context` given to the
  * read. */

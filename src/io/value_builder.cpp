@@ -3,7 +3,8 @@
 
 #include <span>
 
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 
 using pz::value_builder;
 

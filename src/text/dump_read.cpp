@@ -15,7 +15,7 @@
 #include "base/pz_hex.h"
 #include "io/value_builder.h"
 #include "text/dump.h"
-#include "core/variant_internal.h"
+#include "core/record.h"
 
 using namespace pz;
 using namespace pz::cjson64;
