@@ -1,5 +1,6 @@
 // The key cache: every reader makes each distinct name of a text once and
 // shares it among the members that repeat it.
+#include <cstdio>
 #include <set>
 
 #include "io/key_cache.h"
@@ -128,28 +129,41 @@ TEST_F(KeyCache, NamesAfterThousandsOfOneOffNamesAreStillShared) {
     pz_variant_unref(doc);
 }
 
-// Names that fall into the same slot (here: the same hash given for all)
-// are told apart by their bytes, and every one is found again.
-TEST_F(KeyCache, NamesOfOneHashAreToldApart) {
+// Names are looked for by their length and first and last eight bytes:
+// names that share those are told apart by the bytes between, every one is
+// found again and comes with its own hash.
+TEST_F(KeyCache, NamesThatLookAlikeAreToldApart) {
     pz::key_cache cache;
+    const auto alike = [](int i) {
+        char name[32];
+        std::snprintf(name, sizeof name, "AAAAAAAA%05dZZZZZZZZ", i);
+        return std::string(name);
+    };
     std::vector<pz_string_t *> first;
     for (int i = 0; i < 100; ++i) {
-        const std::string name = name_of(i);
-        first.push_back(cache.key(name.data(), name.size(), 7));
+        const std::string name = alike(i);
+        uint32_t hash = 0;
+        first.push_back(cache.key(name.data(), name.size(), &hash));
         ASSERT_NE(first.back(), nullptr);
         EXPECT_EQ(std::string(first.back()->cstr, first.back()->len), name);
+        EXPECT_EQ(hash, pz_hash_bytes(name.data(), name.size()));
     }
     for (int i = 0; i < 100; ++i) {
-        const std::string name = name_of(i);
-        pz_string_t *again = cache.key(name.data(), name.size(), 7);
+        const std::string name = alike(i);
+        uint32_t hash = 0;
+        pz_string_t *again = cache.key(name.data(), name.size(), &hash);
         EXPECT_EQ(again, first[i]);
+        EXPECT_EQ(hash, pz_hash_bytes(name.data(), name.size()));
         pz_string_unref(again);
     }
-    // A name that is a prefix of a kept one is a name of its own.
-    pz_string_t *prefix = cache.key("field_1", 7, 7);
-    EXPECT_EQ(prefix->len, 7);
-    pz_string_unref(prefix);
-    EXPECT_EQ(cache.size(), 101u);
+    // Short names, and one that is a prefix of a kept one, are names of
+    // their own.
+    for (const char *name : {"AAAAAAAA0", "A", "AB", "ABC", "ABCD", "ABCDEFG"}) {
+        pz_string_t *key = cache.key(name, std::strlen(name), uint32_t{1});
+        EXPECT_STREQ(key->cstr, name);
+        pz_string_unref(key);
+    }
+    EXPECT_EQ(cache.size(), 106u);
     for (pz_string_t *key : first) pz_string_unref(key);
 }
 

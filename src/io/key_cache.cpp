@@ -17,19 +17,20 @@ void key_cache::empty() {
     count_ = 0;
 }
 
-pz_string_t *key_cache::miss(const char *name, size_t len, uint32_t hash, uint32_t at) {
+pz_string_t *key_cache::miss(const char *name, size_t len, slot found, uint32_t at) {
     pz_string_t *made = len < INT32_MAX ? pz_string_new_len(name, static_cast<int>(len)) : nullptr;
     if (made == nullptr) return nullptr;
     if (count_ == kMaxNames) {
         empty();
-        at = hash & mask_;
+        at = found.locator & mask_;
     } else if (2 * (count_ + 1) > mask_ + 1) {
         // A table that cannot grow keeps what it has: the key is still made.
         if (!grow()) return made;
-        at = hash & mask_;
+        at = found.locator & mask_;
         while (slots_[at].key != nullptr) at = (at + 1) & mask_;
     }
-    slots_[at] = slot{pz_string_ref(made), hash};
+    found.key = pz_string_ref(made);
+    slots_[at] = found;
     ++count_;
     return made;
 }
@@ -41,7 +42,7 @@ bool key_cache::grow() {
     const uint32_t mask = slots - 1;
     for (uint32_t i = 0; i <= mask_; ++i) {
         if (slots_[i].key == nullptr) continue;
-        uint32_t at = slots_[i].hash & mask;
+        uint32_t at = slots_[i].locator & mask;
         while (grown[at].key != nullptr) at = (at + 1) & mask;
         grown[at] = slots_[i];
     }

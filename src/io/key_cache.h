@@ -28,17 +28,32 @@ public:
     key_cache &operator=(const key_cache &) = delete;
     ~key_cache();
 
-    // A new reference to a key holding `name` of `len` bytes, whose hash is
-    // `hash` (pz_hash_bytes of the name); null when out of memory.
-    pz_string_t *key(const char *name, size_t len, uint32_t hash) {
-        for (uint32_t i = hash & mask_;; i = (i + 1) & mask_) {
+    // A new reference to a key holding `name` of `len` bytes, and in
+    // `*hash` the name's hash (pz_hash_bytes), which a dictionary stores
+    // with the key; null when out of memory. A name kept is found by a
+    // locator made of its length and first and last eight bytes, and its
+    // hash is the one kept with it: a name that a text repeats is hashed
+    // once, not at every member.
+    pz_string_t *key(const char *name, size_t len, uint32_t *hash) {
+        const uint32_t at = locator(name, len);
+        for (uint32_t i = at & mask_;; i = (i + 1) & mask_) {
             const slot &s = slots_[i];
-            if (s.key == nullptr) return miss(name, len, hash, i);
-            if (s.hash == hash && static_cast<size_t>(s.key->len) == len && std::memcmp(s.key->cstr, name, len) == 0) {
+            if (s.key == nullptr) {
+                *hash = pz_hash_bytes(name, len);
+                return miss(name, len, slot{nullptr, at, *hash}, i);
+            }
+            if (s.locator == at && static_cast<size_t>(s.key->len) == len && std::memcmp(s.key->cstr, name, len) == 0) {
+                *hash = s.hash;
                 pz_atomic_ref(pz_ref_count(s.key));
                 return s.key;
             }
         }
+    }
+
+    // As key(name, len, &hash) for a caller that has the hash already.
+    pz_string_t *key(const char *name, size_t len, uint32_t /*hash*/) {
+        uint32_t same;
+        return key(name, len, &same);
     }
 
     // Distinct names kept.
@@ -50,12 +65,36 @@ public:
 private:
     struct slot {
         pz_string_t *key;
+        uint32_t locator;
         uint32_t hash;
     };
 
-    // A new key for a name not kept, put in the empty slot `at` when there
-    // is room.
-    pz_string_t *miss(const char *name, size_t len, uint32_t hash, uint32_t at);
+    // Where a name is looked for: its length and its first and last eight
+    // bytes (fewer for a short name, overlapping when shorter than 16),
+    // mixed by one multiplication. Names that share it are told apart by
+    // their bytes.
+    static uint32_t locator(const char *name, size_t len) {
+        uint64_t head = 0, tail = 0;
+        if (len >= 8) {
+            std::memcpy(&head, name, 8);
+            std::memcpy(&tail, name + len - 8, 8);
+        } else if (len >= 4) {
+            uint32_t a, b;
+            std::memcpy(&a, name, 4);
+            std::memcpy(&b, name + len - 4, 4);
+            head = a;
+            tail = b;
+        } else if (len != 0) {
+            head = static_cast<unsigned char>(name[0]) | static_cast<unsigned>(static_cast<unsigned char>(name[len / 2])) << 8 |
+                   static_cast<unsigned>(static_cast<unsigned char>(name[len - 1])) << 16;
+        }
+        const uint64_t mixed = (head ^ (tail * 0x9E3779B97F4A7C15ull) ^ len) * 0xC2B2AE3D27D4EB4Full;
+        return static_cast<uint32_t>(mixed >> 32);
+    }
+
+    // A new key for a name not kept, put with `found` (its locator and
+    // hash) in the empty slot `at` when there is room.
+    pz_string_t *miss(const char *name, size_t len, slot found, uint32_t at);
     bool grow();
     void empty();
 

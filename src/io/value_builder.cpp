@@ -32,8 +32,7 @@ pz::fault value_builder::key_fault(const char *name, size_t len, key_nul nul) {
 bool value_builder::key(const char *name, size_t len, key_nul nul, size_t at) {
     const fault why = key_fault(name, len, nul);
     if (why != fault::none) return refuse(why, at);
-    pending_hash_ = pz_hash_bytes(name, len);
-    pending_key_ = keys_.key(name, len, pending_hash_);
+    pending_key_ = keys_.key(name, len, &pending_hash_);
     return pending_key_ != nullptr || refuse(fault::out_of_memory, at);
 }
 
