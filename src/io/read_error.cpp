@@ -60,6 +60,7 @@ void fill(pz_read_error_t *error, pz_read_code code, const char *reason, size_t 
     error->reason[n] = '\0';
     error->line = 0;
     error->column = 0;
+    error->sys_errno = 0;
 }
 
 }  // namespace
@@ -103,4 +104,12 @@ pz_read_code pz::read_code_of(const char *reason) {
         if (std::strcmp(r.reason, reason) == 0) return r.code;
     }
     return PZ_READ_INVALID_SYNTAX;
+}
+
+pz_variant_t *pz::read_fault_system(pz_read_error_t *error, pz_read_code code, const char *reason, int sys_errno) {
+    if (error != nullptr) {
+        fill(error, code, reason, 0);
+        error->sys_errno = sys_errno;
+    }
+    return nullptr;
 }

@@ -54,13 +54,14 @@ pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r);
 
 // cJSON's parser records its error position in one process-wide variable,
 // so two of our parses must not run at once. The walk runs outside the lock.
-// `end` receives where parsing stopped: past the value, or at the error.
-cJSON *parse(const char *text, const char **end) {
+// `end` receives where parsing stopped: past the value, or at the error. A
+// NUL-terminated text is parsed as cJSON parses one; any other by its length.
+cJSON *parse(const char *text, size_t len, bool terminated, const char **end) {
 #if !PZ_NO_THREADS
     static std::mutex parsing;
     const std::lock_guard<std::mutex> lock(parsing);
 #endif
-    return cJSON_ParseWithOpts(text, end, false);
+    return terminated ? cJSON_ParseWithOpts(text, end, false) : cJSON_ParseWithLengthOpts(text, len, end, false);
 }
 
 // The kinds whose names start with each letter, in table order, so that a
@@ -282,17 +283,17 @@ pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r) {
     return v;
 }
 
-// Where reading `text` as strict JSON stops and why, in `fault` (code
-// PZ_READ_OK when it reads whole): the first thing wrong with the text,
-// found by the same lexer as plain JSON. Only a refused read comes here.
-void json_fault(const char *text, pz_read_error_t *fault) {
-    pz_variant_unref(pz_variant_from_json_n(text, std::strlen(text), fault));
+// Where reading the `len` bytes of `text` as strict JSON stops and why, in
+// `fault` (code PZ_READ_OK when it reads whole): the first thing wrong with
+// the text, found by the same lexer as plain JSON. Only a refused read
+// comes here.
+void json_fault(const char *text, size_t len, pz_read_error_t *fault) {
+    pz_variant_unref(pz_variant_from_json_n(text, len, fault));
 }
 
 // Notes why and where when `error` is given; returns null.
-pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, const char *reason) {
+pz_variant_t *refuse(pz_read_error_t *error, const char *text, size_t len, const char *at, const char *reason) {
     if (error == nullptr) return nullptr;
-    const size_t len = text != nullptr ? std::strlen(text) : 0;
     const size_t offset = at != nullptr && text != nullptr ? static_cast<size_t>(at - text) : 0;
     return read_fault(error, read_code_of(reason), reason, text, len, offset);
 }
@@ -300,29 +301,32 @@ pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, c
 // Why cJSON refused `text`, stopping at `end`: the text's first fault as
 // strict JSON. A text that is strict JSON all the same is refused where
 // cJSON stopped.
-pz_variant_t *refuse_text(pz_read_error_t *error, const char *text, const char *end) {
+pz_variant_t *refuse_text(pz_read_error_t *error, const char *text, size_t len, const char *end) {
     if (error == nullptr) return nullptr;
-    json_fault(text, error);
-    return error->code != PZ_READ_OK ? nullptr : refuse(error, text, end, "not valid JSON");
+    json_fault(text, len, error);
+    return error->code != PZ_READ_OK ? nullptr : refuse(error, text, len, end, "not valid JSON");
 }
 
 // A read that the walk refused for `reason`: a nesting too deep where the
 // lexer finds it, anything else at the value.
-pz_variant_t *refuse_value(pz_read_error_t *error, const char *text, const char *reason) {
+pz_variant_t *refuse_value(pz_read_error_t *error, const char *text, size_t len, const char *reason) {
     if (error == nullptr) return nullptr;
     if (reason == kTooDeep) {
-        json_fault(text, error);
+        json_fault(text, len, error);
         if (error->code == PZ_READ_TOO_DEEP) return nullptr;
     }
-    return refuse(error, text, text + std::strspn(text, " \t\r\n"), reason);
+    size_t start = 0;
+    while (start < len && std::strchr(" \t\r\n", text[start]) != nullptr && text[start] != '\0') ++start;
+    return refuse(error, text, len, text + start, reason);
 }
 
-// Reads `text` as the dump.
-pz_variant_t *read_text(const char *text, pz_read_error_t *error) {
-    if (text == nullptr) return refuse(error, text, nullptr, "no text");
+// Reads the `len` bytes of `text` as the dump; `terminated` when a NUL
+// follows them.
+pz_variant_t *read_text(const char *text, size_t len, bool terminated, pz_read_error_t *error) {
+    if (text == nullptr) return refuse(error, text, 0, nullptr, "no text");
     const char *end = nullptr;
-    cJSON *root = parse(text, &end);
-    if (root == nullptr) return refuse_text(error, text, end);
+    cJSON *root = parse(text, len, terminated, &end);
+    if (root == nullptr) return refuse_text(error, text, len, end);
     exact_values exact(text, static_cast<size_t>(end - text), root);
     key_cache keys;
     reader r{exact, keys};
@@ -339,15 +343,27 @@ pz_variant_t *read_text(const char *text, pz_read_error_t *error) {
         return v;
     }
     pz_variant_unref(v);
-    return refuse_value(error, text, reason);
+    return refuse_value(error, text, len, reason);
 }
 
 }  // namespace
 
 extern "C" {
 
-pz_variant_t *pz_variant_from_dump(const char *dump) { return read_text(dump, nullptr); }
+pz_variant_t *pz_variant_from_dump(const char *dump) { return read_text(dump, pz_strlen(dump), true, nullptr); }
 
-pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error) { return read_text(text, error); }
+pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error) {
+    return read_text(text, pz_strlen(text), true, error);
+}
+
+pz_variant_t *pz_variant_from_dump_n(const char *text, size_t len, pz_read_error_t *error) {
+    // cJSON reads a text as far as its first NUL: one among the bytes would
+    // hide the rest.
+    const void *nul = text != nullptr ? std::memchr(text, '\0', len) : nullptr;
+    if (nul != nullptr) {
+        return refuse(error, text, len, static_cast<const char *>(nul), "NUL byte in the text");
+    }
+    return read_text(text, len, false, error);
+}
 
 }  // extern "C"
