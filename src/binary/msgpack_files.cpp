@@ -6,7 +6,7 @@
 #include "binary/msgpack.h"
 #include "io/file_io.h"
 #include "io/read_error.h"
-#include "core/variant_internal.h"
+#include "pzvariant/hal/pz_hal.h"
 
 namespace {
 

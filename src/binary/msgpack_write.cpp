@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "binary/msgpack.h"
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
 #include "core/kinds.h"
 #include "operations/walk.h"
 

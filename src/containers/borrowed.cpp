@@ -2,8 +2,9 @@
 // entries of a dictionary, handed out borrowed from their container. They
 // let a walk over a large value (the C++ views among them) touch no
 // reference count at all.
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 #include "containers/keyed.h"
-#include "core/variant_internal.h"
 
 using namespace pz;
 

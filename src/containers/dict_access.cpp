@@ -1,8 +1,8 @@
 // Typed dictionary accessors: a dictionary used as a record of plain
 // fields. Getters read the stored value's raw bits through the asked type,
 // never converting between kinds, and fall back to the caller's default.
+#include "containers/dicts.h"
 #include "containers/keyed.h"
-#include "core/variant_internal.h"
 #include "core/kinds.h"
 
 using namespace pz;

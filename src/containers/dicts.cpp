@@ -1,8 +1,8 @@
 // Dictionary values: a pz_hash_table_t from pz_string_t keys to values, one
 // reference held per entry. Lookups wrap the caller's key without copying
 // it, so a get allocates nothing.
+#include "containers/dicts.h"
 #include "containers/keyed.h"
-#include "core/variant_internal.h"
 
 using namespace pz;
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "core/variant_internal.h"
+#include "containers/dicts.h"
 
 namespace pz {
 

@@ -2,7 +2,7 @@
 // what the reporting family and the C++ interface name things by, kept here
 // once so that no caller keeps a table of its own.
 #include "core/kinds.h"
-#include "core/variant_internal.h"
+#include "core/record.h"
 
 extern "C" {
 

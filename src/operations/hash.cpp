@@ -3,7 +3,7 @@
 // dictionaries as a sum over their entries, so that their order (which
 // equality ignores) does not count. The walk takes no reference and
 // allocates nothing.
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
 #include "operations/walk.h"
 
 using namespace pz;
