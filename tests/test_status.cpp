@@ -27,6 +27,7 @@ TEST_F(Status, ContainerWritesSayWhyTheyStoredNothing) {
     pz_variant_t *n = pz_variant_int8_new(3);
     pz_variant_t *a = pz_variant_dict_find(d, "a");
     const char key[] = "new-key, not terminated here";
+    pz_variant_t *held = nullptr;
     EXPECT_EQ(pz_variant_dict_put_ex(d, key, 7, n), PZ_STATUS_OK);
     EXPECT_EQ(pz_variant_dict_find(d, "new-key"), n) << "the key is its 7 bytes";
     EXPECT_EQ(refcount(n), 2);
@@ -45,11 +46,12 @@ TEST_F(Status, ContainerWritesSayWhyTheyStoredNothing) {
         {pz_variant_dict_erase_ex(d, "s", 1), PZ_STATUS_OK},
         {pz_variant_dict_erase_ex(d, "s", 1), PZ_STATUS_NOT_FOUND},
         {pz_variant_dict_erase_ex(d, "s\0", 2), PZ_STATUS_INVALID_KEY},
-        {vdict_child_ex(d, "n", 1, nullptr), PZ_STATUS_OCCUPIED},
+        {vdict_child_ex(d, "nothing more", 1, &held), PZ_STATUS_OCCUPIED},
         {vdict_child_ex(n, "n", 1, nullptr), PZ_STATUS_WRONG_KIND},
     };
     for (size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].got, cases[i].want) << "case " << i;
     EXPECT_EQ(pz_variant_array_size(a), 3u);
+    EXPECT_EQ(held, pz_variant_dict_find(d, "n")) << "what holds the key";
     pz_variant_t *child = nullptr;
     EXPECT_EQ(vdict_child_ex(d, "made", 4, &child), PZ_STATUS_OK);
     EXPECT_EQ(child, pz_variant_dict_find(d, "made"));
@@ -88,6 +90,12 @@ TEST_F(Status, LookupsTellMissingFromTheWrongKindAndSayAtWhichStep) {
         EXPECT_EQ(pz_variant_path_find_ex(d, p.pointer, std::strlen(p.pointer), nullptr, &step), p.want) << p.pointer;
         EXPECT_EQ(step, p.step) << p.pointer;
     }
+    // Where the walk stopped: the container that lacks the step, the value
+    // that is none.
+    EXPECT_EQ(pz_variant_path_find_ex(d, "/d/x", 4, &found, nullptr), PZ_PATH_MISSING);
+    EXPECT_EQ(found, pz_variant_dict_find(d, "d"));
+    EXPECT_EQ(pz_variant_path_find_ex(d, "/a/0/x/y", 8, &found, nullptr), PZ_PATH_BLOCKED);
+    EXPECT_EQ(found, pz_variant_array_at(a, 0));
     EXPECT_EQ(pz_variant_path_find_ex(d, "/n/", 2, &found, nullptr), PZ_PATH_OK) << "the length ends it";
     EXPECT_EQ(found->int32_val, 1);
     EXPECT_EQ(pz_variant_path_find_ex(d, "/n\0x", 4, nullptr, nullptr), PZ_PATH_INVALID);

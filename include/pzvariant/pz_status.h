@@ -89,9 +89,10 @@ PZ_API pz_status pz_variant_dict_erase_ex(pz_variant_t *dict, const char *key, s
 /** The dictionary under the `len` bytes of `key`, made and stored there
  * when the key is absent, as vdict_child does; `*child` (when not null)
  * receives it borrowed: the dictionary holds it. PZ_STATUS_OCCUPIED when the
- * key holds a value of another kind (which stays), PZ_STATUS_INVALID_KEY,
- * PZ_STATUS_OUT_OF_MEMORY (nothing stored). `*child` is written only on
- * PZ_STATUS_OK. */
+ * key holds a value of another kind, which stays and which `*child` then
+ * receives (borrowed), so that a caller can say what is there;
+ * PZ_STATUS_INVALID_KEY, PZ_STATUS_OUT_OF_MEMORY (nothing stored). `*child`
+ * is written only on those two. */
 PZ_API pz_status vdict_child_ex(pz_variant_t *dict, const char *key, size_t len, pz_variant_t **child);
 
 /** The value under the `len` bytes of `key`, borrowed into `*found` (when
@@ -118,11 +119,12 @@ PZ_API pz_status pz_variant_array_at_ex(const pz_variant_t *va, uint32_t index, 
  * past the end or "-", an index that is not a number, an empty slot) or
  * PZ_PATH_BLOCKED (a step into a value that is not a container), with the
  * number of the step at fault in `*step` (when not null; from 1, the first
- * token after the first "/"). PZ_PATH_INVALID for a null `root` or
- * `pointer` and a malformed pointer (not "" and not starting with "/", a
- * "~" followed by neither "0" nor "1", a NUL byte), PZ_PATH_OUT_OF_MEMORY
- * when a pointer longer than 256 bytes cannot be decoded; `*step` is then
- * 0. `*found` is written only on PZ_PATH_OK. */
+ * token after the first "/"), and in `*found` the last value reached: the
+ * container in which the step found nothing, or the value that is not a
+ * container. PZ_PATH_INVALID for a null `root` or `pointer` and a malformed
+ * pointer (not "" and not starting with "/", a "~" followed by neither "0"
+ * nor "1", a NUL byte), PZ_PATH_OUT_OF_MEMORY when a pointer longer than
+ * 256 bytes cannot be decoded; `*step` is then 0 and `*found` untouched. */
 PZ_API pz_path_status pz_variant_path_find_ex(const pz_variant_t *root, const char *pointer, size_t len,
                                               pz_variant_t **found, size_t *step);
 

@@ -133,11 +133,9 @@ pz_status vdict_child_ex(pz_variant_t *dict, const char *key, size_t len, pz_var
         found = pz_variant_dict_new();
         // The dictionary holds the one reference; the caller borrows it.
         if (found == nullptr || !dict_put_moved_len(dict, key, len, found)) return PZ_STATUS_OUT_OF_MEMORY;
-    } else if (found->vt != vtype_dict) {
-        return PZ_STATUS_OCCUPIED;
     }
     if (child != nullptr) *child = found;
-    return PZ_STATUS_OK;
+    return found->vt == vtype_dict ? PZ_STATUS_OK : PZ_STATUS_OCCUPIED;
 }
 
 }  // extern "C"

@@ -115,20 +115,20 @@ pz_path_status decode_status(const pointer_tokens &tokens) {
     return tokens.status() == pointer_tokens::no_memory ? PZ_PATH_OUT_OF_MEMORY : PZ_PATH_INVALID;
 }
 
-// Down the path from `root`; the value found, or why there is none and at
-// which step.
+// Down the path from `root` to the value found, or why there is none: at
+// which step, and the last value reached.
 pz_path_status find(const pz_variant_t *root, pointer_tokens &tokens, pz_variant_t **found, size_t *at) {
     // The root itself (pointer "") comes back without const, as strchr's
     // result does.
-    pz_variant_t *v = const_cast<pz_variant_t *>(root);
+    *found = const_cast<pz_variant_t *>(root);
     for (const char *token = tokens.next(); token != nullptr; token = tokens.next()) {
         *at = tokens.taken();
-        if (dict_of(v) == nullptr && array_of(v) == nullptr) return PZ_PATH_BLOCKED;
-        v = step(v, token);
-        if (v == nullptr) return PZ_PATH_MISSING;
+        if (dict_of(*found) == nullptr && array_of(*found) == nullptr) return PZ_PATH_BLOCKED;
+        pz_variant_t *next = step(*found, token);
+        if (next == nullptr) return PZ_PATH_MISSING;
+        *found = next;
     }
     *at = 0;
-    *found = v;
     return PZ_PATH_OK;
 }
 
@@ -210,8 +210,7 @@ extern "C" {
 
 pz_variant_t *pz_variant_path_find(const pz_variant_t *root, const char *pointer) {
     pz_variant_t *found = nullptr;
-    pz_variant_path_find_ex(root, pointer, pz_strlen(pointer), &found, nullptr);
-    return found;
+    return pz_variant_path_find_ex(root, pointer, pz_strlen(pointer), &found, nullptr) == PZ_PATH_OK ? found : nullptr;
 }
 
 pz_path_status pz_variant_path_find_ex(const pz_variant_t *root, const char *pointer, size_t len,
@@ -223,7 +222,8 @@ pz_path_status pz_variant_path_find_ex(const pz_variant_t *root, const char *poi
                                   : tokens.status() != pointer_tokens::ok ? decode_status(tokens)
                                                                           : find(root, tokens, &v, &at);
     if (step != nullptr) *step = at;
-    if (status == PZ_PATH_OK && found != nullptr) *found = v;
+    const bool reached = status == PZ_PATH_OK || status == PZ_PATH_MISSING || status == PZ_PATH_BLOCKED;
+    if (reached && found != nullptr) *found = v;
     return status;
 }
 
