@@ -121,10 +121,11 @@ PZ_API pz_status pz_variant_array_at_ex(const pz_variant_t *va, uint32_t index, 
  * number of the step at fault in `*step` (when not null; from 1, the first
  * token after the first "/"), and in `*found` the last value reached: the
  * container in which the step found nothing, or the value that is not a
- * container. PZ_PATH_INVALID for a null `root` or `pointer` and a malformed
- * pointer (not "" and not starting with "/", a "~" followed by neither "0"
- * nor "1", a NUL byte), PZ_PATH_OUT_OF_MEMORY when a pointer longer than
- * 256 bytes cannot be decoded; `*step` is then 0 and `*found` untouched. */
+ * container. A null `root` holds nothing: PZ_PATH_MISSING at step 0.
+ * PZ_PATH_INVALID for a null `pointer` and a malformed one (not "" and not
+ * starting with "/", a "~" followed by neither "0" nor "1", a NUL byte),
+ * PZ_PATH_OUT_OF_MEMORY when a pointer longer than 256 bytes cannot be
+ * decoded; `*step` is then 0 and `*found` untouched. */
 PZ_API pz_path_status pz_variant_path_find_ex(const pz_variant_t *root, const char *pointer, size_t len,
                                               pz_variant_t **found, size_t *step);
 

@@ -218,8 +218,8 @@ pz_path_status pz_variant_path_find_ex(const pz_variant_t *root, const char *poi
     size_t at = 0;
     pointer_tokens tokens(pointer, len);
     pz_variant_t *v = nullptr;
-    const pz_path_status status = root == nullptr                           ? PZ_PATH_INVALID
-                                  : tokens.status() != pointer_tokens::ok ? decode_status(tokens)
+    const pz_path_status status = tokens.status() != pointer_tokens::ok ? decode_status(tokens)
+                                  : root == nullptr                       ? PZ_PATH_MISSING
                                                                           : find(root, tokens, &v, &at);
     if (step != nullptr) *step = at;
     const bool reached = status == PZ_PATH_OK || status == PZ_PATH_MISSING || status == PZ_PATH_BLOCKED;
