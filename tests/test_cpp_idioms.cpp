@@ -244,7 +244,7 @@ TEST_F(CppIdioms, ConvertingReadsFollowTheCCheckedReads) {
     EXPECT_TRUE(e && e->status() == PZ_GET_OUT_OF_RANGE);
 }
 
-TEST_F(CppIdioms, ComparisonsWithCppValuesAllocateNothing) {
+TEST_F(CppIdioms, ReadsAndComparisonsThroughViewsAllocateNothing) {
     const pz::value doc = pz::from_json(R"({"tag":"alert","n":5,"x":2.5,"ok":true,"none":null,"nul":"a\u0000b"})");
     const pz::view v = doc;
     const long mallocs = hal_malloc_calls(), incs = hal_atomic_incs();
@@ -255,6 +255,10 @@ TEST_F(CppIdioms, ComparisonsWithCppValuesAllocateNothing) {
     EXPECT_TRUE(v["x"] == 2.5 && v["x"] != 2 && v["n"] != "5" && v["tag"] != 0);
     EXPECT_TRUE(v["ok"] == true && v["ok"] != 1 && v["n"] != true);
     EXPECT_TRUE(v["none"] == nullptr && v["missing"] == nullptr && v["n"] != nullptr);
+    EXPECT_EQ(v.at("n").get_as<double>(), 5.0);
+    EXPECT_EQ(v.at(pz::pointer("/x")).value_or(0), 0);
+    EXPECT_EQ(v["tag"].as<std::string_view>(), "alert");
+    EXPECT_TRUE(v.contains(std::string_view("ok")) && !v["n"].empty() && v.size() == 6);
     EXPECT_TRUE(doc["tag"] == "alert" && doc["n"] == 5);
     EXPECT_EQ(hal_malloc_calls(), mallocs) << "compared in place";
     EXPECT_EQ(hal_atomic_incs(), incs + 2) << "only the two handles doc[...] made";
