@@ -12,9 +12,9 @@
 namespace {
 
 // The rest of `stream`, NUL-terminated in a HAL block, its length in `len`;
-// null with `reason` set when it cannot be read (and the system's errno in
+// null with `why` set when it cannot be read (and the system's errno in
 // `*sys_errno`) or memory runs out.
-char *read_all(FILE *stream, size_t *len, const char **reason, int *sys_errno) {
+char *read_all(FILE *stream, size_t *len, pz::fault *why, int *sys_errno) {
     char *text = nullptr;
     size_t size = 0;
     size_t capacity = 0;
@@ -27,7 +27,7 @@ char *read_all(FILE *stream, size_t *len, const char **reason, int *sys_errno) {
                               : nullptr;
             if (grown == nullptr) {
                 HAL_Free(text);
-                *reason = "out of memory";
+                *why = pz::fault::out_of_memory;
                 return nullptr;
             }
             if (size != 0) std::memcpy(grown, text, size);
@@ -42,7 +42,7 @@ char *read_all(FILE *stream, size_t *len, const char **reason, int *sys_errno) {
     if (std::ferror(stream)) {
         *sys_errno = errno;
         HAL_Free(text);
-        *reason = "cannot read file";
+        *why = pz::fault::cannot_read;
         return nullptr;
     }
     text[size] = '\0';
@@ -52,9 +52,9 @@ char *read_all(FILE *stream, size_t *len, const char **reason, int *sys_errno) {
 
 // A refusal before any text is read (line and column 0), or of the text
 // `text` of `len` bytes at `offset`.
-pz_variant_t *refused(pz_read_error_t *error, size_t offset, const char *reason, const char *text = nullptr,
+pz_variant_t *refused(pz_read_error_t *error, size_t offset, pz::fault why, const char *text = nullptr,
                       size_t len = 0) {
-    return pz::read_fault(error, pz::read_code_of(reason), reason, text, len, offset);
+    return pz::read_fault(error, why, text, len, offset);
 }
 
 // The text of `v` in `format`, its length in `*len`; null, with the reason
@@ -89,19 +89,19 @@ bool to_stream(const char *bytes, size_t n, void *stream) {
 extern "C" {
 
 pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_read_error_t *error) {
-    if (stream == nullptr) return pz::read_fault_system(error, PZ_READ_CANNOT_READ, "cannot read file", EINVAL);
-    if (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON) return refused(error, 0, "unknown format");
-    const char *reason = nullptr;
+    if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_read, EINVAL);
+    if (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON) return refused(error, 0, pz::fault::unknown_format);
+    pz::fault why = pz::fault::none;
     size_t len = 0;
     int sys_errno = 0;
-    char *text = read_all(stream, &len, &reason, &sys_errno);
-    if (text == nullptr) return pz::read_fault_system(error, pz::read_code_of(reason), reason, sys_errno);
+    char *text = read_all(stream, &len, &why, &sys_errno);
+    if (text == nullptr) return pz::read_fault_system(error, why, sys_errno);
     // Plain JSON is read from its length, which refuses a NUL byte where it
     // stands. The dump reader takes a NUL-terminated text, which a NUL
     // inside it would cut short.
     const size_t first_nul = std::strlen(text);
     pz_variant_t *v = format == PZ_TEXT_JSON ? pz_variant_from_json_n(text, len, error)
-                      : first_nul < len      ? refused(error, first_nul, "NUL byte in the text", text, len)
+                      : first_nul < len      ? refused(error, first_nul, pz::fault::nul_byte, text, len)
                                              : pz_variant_from_dump_ex(text, error);
     HAL_Free(text);
     return v;
@@ -109,7 +109,7 @@ pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_rea
 
 pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_read_error_t *error) {
     FILE *stream = pz::open_file(path, "rb");
-    if (stream == nullptr) return pz::read_fault_system(error, PZ_READ_CANNOT_OPEN, "cannot open file", errno);
+    if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_open, errno);
     pz_variant_t *v = pz_variant_read_stream(stream, format, error);
     std::fclose(stream);
     return v;

@@ -54,8 +54,8 @@ inline value from_json(std::string_view text) {
 
 /** The value of the MessagePack in the `len` bytes at `data`, its kinds by
  * the rule in pz_variant.h. Throws pz::parse_error when the bytes are not
- * one readable value (what() the reason, code(), offset() where),
- * std::bad_alloc when out of memory. */
+ * one readable value (what() the reason, code() the same for a program,
+ * offset() where), std::bad_alloc when out of memory. */
 inline value from_msgpack(const void *data, size_t len) {
     pz_read_error_t error;
     return detail::read_result(pz_variant_from_msgpack(data, len, &error), error);
