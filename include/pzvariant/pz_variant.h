@@ -1160,4 +1160,7 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 }
 #endif
 
+/* Features with headers of their own. */
+#include "pz_buffers.h"
+
 #endif /* PZ_VARIANT_H */
