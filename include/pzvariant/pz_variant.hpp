@@ -816,7 +816,9 @@ private:
 };
 
 inline view::view(const value &v) noexcept : v_(v.get()) {}
+/** Whether the handle and the view hold equal values, as pz_variant_equal says. */
 inline bool operator==(const value &a, view b) noexcept { return pz_variant_equal(a.get(), b.get()); }
+/** Whether the view and the handle hold equal values, as pz_variant_equal says. */
 inline bool operator==(view a, const value &b) noexcept { return pz_variant_equal(a.get(), b.get()); }
 
 /** Walks the elements of an array as views; see elements(). */
