@@ -1221,5 +1221,6 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 
 /* Features with headers of their own. */
 #include "pz_buffers.h"
+#include "pz_events.h"
 
 #endif /* PZ_VARIANT_H */

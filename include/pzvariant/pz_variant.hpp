@@ -36,4 +36,6 @@ namespace pz {
 /** @} */
 }  // namespace pz
 
+#include "pz_events.hpp"
+
 #endif  // PZ_VARIANT_HPP
