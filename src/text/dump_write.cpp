@@ -64,6 +64,8 @@ public:
     // Whether the value met a container nested too deep or holding itself,
     // or memory ran out; the tree is then incomplete and must not be printed.
     bool refused() const { return walk_.refused(); }
+    // Why: PZ_STATUS_TOO_DEEP or PZ_STATUS_OUT_OF_MEMORY.
+    pz_status why() const { return walk_.why(); }
 
     // The typed object of `v` (empty for a null value, or when the member
     // cannot be made). Null when out of memory.
@@ -428,11 +430,13 @@ long print_tree(cJSON *tree, size_t printed, dump_out &out, char lead = 0, size_
     return static_cast<long>(len - drop);
 }
 
-// The whole text printed from one tree.
-bool print_whole(const pz_variant_t *v, dump_out &out) {
+// The whole text printed from one tree; false, with the reason in `*why`,
+// when it cannot be made.
+bool print_whole(const pz_variant_t *v, dump_out &out, pz_status *why) {
     dump_arena arena;
     size_t size = 0;
-    cJSON *tree = dump_tree(v, arena, &size);
+    *why = PZ_STATUS_OUT_OF_MEMORY;
+    cJSON *tree = dump_tree(v, arena, &size, why);
     if (tree == nullptr) return false;
     const long kept = print_tree(tree, size, out);
     if (kept != 0) return kept > 0;
@@ -453,6 +457,8 @@ bool print_whole(const pz_variant_t *v, dump_out &out) {
 class piecewise_printer {
 public:
     piecewise_printer(const pz_variant_t *v, dump_out &out) : v_(v), out_(out), builder_(arena_) {}
+    // Why print() gave false.
+    pz_status why() const { return why_; }
 
     bool print() {
         out_.expect(4096);
@@ -471,7 +477,7 @@ public:
         });
         if (!whole && too_long_ && !refused_) {
             out_.restart();
-            return print_whole(v_, out_);
+            return print_whole(v_, out_, &why_);
         }
         if (!whole) return false;
         const bool array = v_->vt == vtype_array;
@@ -491,6 +497,7 @@ private:
             cJSON *piece = builder_.piece(element, key);
             if (builder_.refused()) {
                 refused_ = true;
+                why_ = builder_.why();
                 return go_on = false;
             }
             go_on = piece == nullptr || fn(piece, builder_.printed_size());
@@ -515,6 +522,7 @@ private:
     tree_builder builder_;
     bool too_long_ = false;
     bool refused_ = false;  // too deep, containing itself, or out of memory
+    pz_status why_ = PZ_STATUS_OUT_OF_MEMORY;
 };
 
 
@@ -573,33 +581,52 @@ pz::dump_arena::~dump_arena() {
     }
 }
 
-cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size) {
+cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size, pz_status *why) {
     tree_builder builder(arena);
     cJSON *root = builder.item(v);
-    if (builder.refused()) return nullptr;
+    if (builder.refused()) {
+        if (why != nullptr) *why = builder.why();
+        return nullptr;
+    }
     if (printed_size != nullptr) *printed_size = builder.printed_size();
     return root;
 }
 
 namespace {
 
-// The text of `v` at the end of `out`; false when it cannot be made.
-bool print_into(const pz_variant_t *v, dump_out &out) {
+// The text of `v` at the end of `out`; false, with the reason in `*why`,
+// when it cannot be made.
+bool print_into(const pz_variant_t *v, dump_out &out, pz_status *why) {
     const bool container = (v->vt == vtype_array && array_of(v) != nullptr) ||
                            (v->vt == vtype_dict && dict_of(v) != nullptr);
-    return container ? piecewise_printer(v, out).print() : print_whole(v, out);
+    if (!container) return print_whole(v, out, why);
+    piecewise_printer printer(v, out);
+    const bool whole = printer.print();
+    if (!whole) *why = printer.why();
+    return whole;
 }
 
 }  // namespace
 
-char *pz::print_text(const pz_variant_t *v) {
+char *pz::print_text(const pz_variant_t *v, pz_status *why) {
+    pz_status ignored;
     dump_out out;
-    return print_into(v, out) ? out.take() : nullptr;
+    return print_into(v, out, why != nullptr ? why : &ignored) ? out.take() : nullptr;
 }
 
 extern "C" {
 
 char *pz_variant_dump(const pz_variant_t *v) { return v != nullptr ? print_text(v) : nullptr; }
+
+pz_status pz_variant_dump_callback(const pz_variant_t *v, pz_write_callback_t fn, void *data) {
+    if (v == nullptr || fn == nullptr) return PZ_STATUS_NO_VALUE;
+    pz_status why = PZ_STATUS_OK;
+    char *text = print_text(v, &why);
+    if (text == nullptr) return why;
+    const int stop = fn(text, std::strlen(text), data);
+    HAL_Free(text);
+    return stop == 0 ? PZ_STATUS_OK : PZ_STATUS_STOPPED;
+}
 
 int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t max_len) {
     if (v == nullptr) return -1;
@@ -619,7 +646,8 @@ int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t max_len) 
 size_t pz_variant_to_dump_buf(const pz_variant_t *v, char *buf, size_t size) {
     if (buf == nullptr) size = 0;
     dump_out out(buf, size);
-    return out.finish(v != nullptr && print_into(v, out));
+    pz_status ignored;
+    return out.finish(v != nullptr && print_into(v, out, &ignored));
 }
 
 }  // extern "C"
