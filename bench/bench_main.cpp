@@ -173,26 +173,38 @@ void print_table(const table_reporter &r, const pz_bench::peak_bytes &peak) {
 }
 
 // The C++ handles against nlohmann/json (bench_peer_nlohmann.cpp): one
-// column, a ratio of at most 1.0 the target of each row.
+// column, the target of each row at most 1.0 on documents built in code and
+// 0.7 on documents read from JSON or MessagePack.
 void print_cpp_table(const table_reporter &r) {
     const struct {
         const char *id;
         const char *what;
-    } rows[] = {{"C1", "C++ query: sum by tag, 200k events"},
-                {"C2", "C++ change 2 nested fields each"},
-                {"C3", "C++ == of a document and its copy"},
-                {"C4", "C pz_variant_equal, read apart"}};
-    std::printf("\n%-4s %-34s %9s %9s %7s %6s %s\n", "", "against nlohmann/json (median CPU ms)", "pz", "nlohmann",
-                "ratio", "target", "met");
+        const char *source;
+        double target;
+    } rows[] = {{"C1", "C++ query: sum by tag, 200k events", "built", 1.0},
+                {"C1", "", "json", 0.7},
+                {"C1", "", "msgpack", 0.7},
+                {"C2", "C++ change 2 nested fields each", "built", 1.0},
+                {"C2", "", "json", 0.7},
+                {"C2", "", "msgpack", 0.7},
+                {"C3", "C++ == of a document and its copy", "built", 1.0},
+                {"C3", "", "json", 0.7},
+                {"C3", "", "msgpack", 0.7},
+                {"C4", "C pz_variant_equal, read apart", "json", 0.7},
+                {"CB", "C++ build the 200k records", "built", 1.0}};
+    std::printf("\n%-4s %-34s %-8s %9s %9s %7s %6s %s\n", "", "against nlohmann/json (median CPU ms)", "document",
+                "pz", "nlohmann", "ratio", "target", "met");
     for (const auto &row : rows) {
-        const double ours = r.get(std::string(row.id) + "/pz");
-        const double theirs = r.get(std::string(row.id) + "/nlohmann");
+        const std::string name = std::string(row.id) + "/" + row.source;
+        const double ours = r.get(name + "/pz");
+        const double theirs = r.get(name + "/nlohmann");
         if (ours <= 0 || theirs <= 0) continue;  // filtered out of this run
         const double ratio = ours / theirs;
-        std::printf("%-4s %-34s %9.2f %9.2f %7.2f %6.1f %s\n", row.id, row.what, ours, theirs, ratio, 1.0,
-                    ratio < 1.005 ? "yes" : "NO");
+        std::printf("%-4s %-34s %-8s %9.2f %9.2f %7.2f %6.1f %s\n", row.id, row.what, row.source, ours, theirs, ratio,
+                    row.target, ratio < row.target + 0.005 ? "yes" : "NO");
     }
-    std::printf("(nlohmann's == serves C3 and C4 alike: its copies share nothing)\n");
+    std::printf("(built: records made in code, ours in a pz::shared_keys scope; json, msgpack: read by each\n"
+                " library from one text or one MessagePack form; nlohmann's == serves C3 and C4 alike)\n");
 }
 
 }  // namespace

@@ -268,6 +268,34 @@ pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
 
 // Plain JSON whose strings need decoding and whose members share keys.
 constexpr char kEscapedRecords[] = R"([{"k":"\u00e9\n"},{"k":"a\"b"},{"k":[true,false,null,-1.5e3]}])";
+// Records put together while a key set is in use: the set's own block,
+// its table growing past the slots inside it, the keys it makes.
+pz_variant_t *records_with_key_set() {
+    pz_keys_t *keys = pz_keys_new();
+    pz_keys_t *before = pz_keys_use(keys);
+    pz_variant_t *all = pz_variant_array_new();
+    for (int r = 0; r < 2; ++r) {
+        pz_variant_t *record = pz_variant_dict_new();
+        for (int i = 0; i < 20; ++i) vdict_set_int64(record, ("name_" + std::to_string(i)).c_str(), i);
+        pz_variant_array_append(all, record);
+        pz_variant_unref(record);
+    }
+    pz_keys_use(before);
+    pz_keys_free(keys);
+    return all;
+}
+
+// Two records of 40 names, more than the key cache holds before its table
+// grows into blocks of its own.
+const char *many_names() {
+    static const std::string text = [] {
+        std::string record = "{";
+        for (int i = 0; i < 40; ++i) record += (i != 0 ? ",\"name_" : "\"name_") + std::to_string(i) + "\":1";
+        record += "}";
+        return "[" + record + "," + record + "]";
+    }();
+    return text.c_str();
+}
 
 const std::vector<Case> cases = {
     PZ_SCALAR_KINDS(SCALAR)
@@ -415,6 +443,11 @@ const std::vector<Case> cases = {
          }},
     // The plain reader's stacks and decoding block grow as they go.
     MAKE(pz_variant_from_json_n(kEscapedRecords, sizeof kEscapedRecords - 1, nullptr)),
+    MAKE(pz_variant_from_json(many_names(), nullptr)),
+    MAKE(records_with_key_set()),
+    // Reserved room: all or nothing.
+    CALL_KEEPING(full_array, none, (pz_variant_array_reserve(t, 500), t), full_array),
+    CALL_KEEPING(sample, none, (pz_variant_dict_reserve(t, 500), t), sample),
     Case{"pz_variant_from_json_n of a long array", [] {
              pz_variant_t *v = long_array();
              char *text = pz_variant_to_json(v, 0);

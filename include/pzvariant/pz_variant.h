@@ -1228,5 +1228,6 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 #include "pz_dump_n.h"
 #include "pz_buffers.h"
 #include "pz_events.h"
+#include "pz_build.h"
 
 #endif /* PZ_VARIANT_H */

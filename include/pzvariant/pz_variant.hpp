@@ -31,6 +31,7 @@
 #include "cpp/hash.hpp"
 #include "cpp/text.hpp"
 #include "cpp/files.hpp"
+#include "cpp/shared_keys.hpp"
 
 /** The C++ interface: pz::value and the functions that make values. */
 namespace pz {

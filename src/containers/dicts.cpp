@@ -2,6 +2,7 @@
 // reference held per entry. Lookups wrap the caller's key without copying
 // it, so a get allocates nothing.
 #include "containers/dicts.h"
+#include "containers/key_source.h"
 #include "containers/keyed.h"
 
 using namespace pz;
@@ -40,7 +41,7 @@ bool pz::dict_put_moved_len(pz_variant_t *dict, const char *key, size_t len, pz_
     // A key already there keeps its stored string: replacing a value makes
     // no copy of the key.
     if (pz_hash_table_replace_hashed(dict_of(dict), &lookup, value, hash)) return true;
-    pz_string_t *stored_key = pz_string_new_len(key, static_cast<int>(len));
+    pz_string_t *stored_key = new_key(key, len, hash);
     if (stored_key == nullptr) {
         pz_variant_unref(value);
         return false;

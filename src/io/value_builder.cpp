@@ -13,7 +13,10 @@ void pz::build::drop_member(member &m) {
     pz_string_unref(m.key);
     pz_variant_unref(m.value);
 }
-void pz::build::drop_level(level &l) { pz_string_unref(l.key); }
+void pz::build::drop_level(level &l) {
+    pz_string_unref(l.key);
+    pz_variant_unref(l.dict);
+}
 
 value_builder::~value_builder() {
     pz_string_unref(pending_key_);
@@ -32,8 +35,7 @@ pz::fault value_builder::key_fault(const char *name, size_t len, key_nul nul) {
 bool value_builder::key(const char *name, size_t len, key_nul nul, size_t at) {
     const fault why = key_fault(name, len, nul);
     if (why != fault::none) return refuse(why, at);
-    pending_hash_ = pz_hash_bytes(name, len);
-    pending_key_ = keys_.key(name, len, pending_hash_);
+    pending_key_ = keys_.key(name, len, &pending_hash_);
     return pending_key_ != nullptr || refuse(fault::out_of_memory, at);
 }
 
@@ -78,7 +80,20 @@ bool value_builder::made(pz_variant_t *v, size_t at) {
 // come, so that a header announcing much and holding little costs little.
 bool value_builder::open(bool dict, size_t /*count*/, size_t at) {
     if (!enter(at)) return false;
-    const build::level l{dict ? members_.size() : values_.size(), pending_key_, pending_hash_, in_dict_};
+    // A dictionary is made when it opens, its record and its table in front
+    // of its members, where a walk meets them in the order it reads them:
+    // a walk over records laid out children first waits on a cache miss at
+    // every table. Its table has the room of the last dictionary closed at
+    // this place (records repeat their shape), which is no more than what
+    // was read; a table found short is sized again when it closes.
+    const shape &last = shape_of(pending_key_, depth());
+    const bool known = last.key == pending_key_ && last.level == depth();
+    pz_variant_t *record = dict ? dict_new_for(known ? last.size : 0) : nullptr;
+    if (dict && record == nullptr) {
+        leave();
+        return refuse(fault::out_of_memory, at);
+    }
+    const build::level l{dict ? members_.size() : values_.size(), pending_key_, pending_hash_, in_dict_, record};
     pending_key_ = nullptr;
     if (!levels_.push(l)) {
         leave();
@@ -117,11 +132,14 @@ bool value_builder::end_array(size_t at) {
 }
 
 bool value_builder::end_dict(size_t at) {
-    const size_t base = levels_.top().base;
+    build::level &l = levels_.top();
+    const size_t base = l.base;
     const size_t count = members_.size() - base;
-    pz_variant_t *dict = dict_new_for(count);
+    pz_variant_t *dict = l.dict;
+    l.dict = nullptr;
     pz_hash_table_t *table = dict_of(dict);
-    if (table == nullptr) {
+    shape_of(l.key, depth()) = shape{l.key, depth(), static_cast<uint32_t>(count)};  // as when it opened
+    if (count != 0 && !pz_hash_table_reserve(table, static_cast<uint32_t>(count))) {
         pz_variant_unref(dict);
         return close(nullptr, at);
     }

@@ -26,6 +26,7 @@ struct level {
     pz_string_t *key;
     uint32_t hash;
     bool parent_dict;
+    pz_variant_t *dict;  // a dictionary's record, made when it opens
 };
 
 void drop_value(pz_variant_t *&v);
@@ -34,9 +35,11 @@ void drop_level(level &l);
 
 }  // namespace build
 
-// The elements and members of the containers open wait on two stacks, so
-// that each container is made once, at its full size, when it closes: what
-// the builder holds is in proportion to what was read, whatever counts the
+// The elements and members of the containers open wait on two stacks. An
+// array is made once, at its full size, when it closes; a dictionary is made
+// when it opens, with the room of the last one closed in the same place,
+// and its table sized again at its close only when that was short. What the
+// builder holds is in proportion to what was read, whatever counts the
 // input announces. A sink of read events (io/read_sink.h).
 class value_builder : public read_record {
 public:
@@ -101,6 +104,22 @@ private:
     pz_string_t *pending_key_ = nullptr;  // given, its value not yet
     uint32_t pending_hash_ = 0;
     bool in_dict_ = false;  // the innermost container open is a dictionary
+    // The size of the last dictionary closed in each place, a place being
+    // its level and the key it goes under (keys are shared, so the same
+    // name is the same string): the room a new one there is made with, as
+    // records repeat their shape. A small table by hash, the last place to
+    // fall into a slot keeping it.
+    struct shape {
+        const pz_string_t *key;
+        int level;
+        uint32_t size;
+    };
+    static constexpr unsigned kShapes = 64;
+    shape &shape_of(const pz_string_t *key, int level) {
+        const auto at = (reinterpret_cast<uintptr_t>(key) >> 4) * 31 + static_cast<unsigned>(level);
+        return shapes_[at % kShapes];
+    }
+    shape shapes_[kShapes] = {};
     bool nil_slots_;
     pz_variant_t *root_ = nullptr;
 };

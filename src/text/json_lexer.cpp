@@ -2,6 +2,7 @@
 // numbers beyond the plain 19 digits, and the faults.
 #include "text/json_lexer.h"
 
+#include <cfloat>
 #include <charconv>
 #include <climits>
 #include <cmath>
@@ -83,6 +84,38 @@ double double_of(const char *first, const char *last) {
     return value;
 }
 
+// The digits of a number as the lexer passes them. Up to 19 of them (the
+// leading zeros of a fraction included) fit 64 bits whatever they are;
+// past that `value` wraps and only `digits` is used.
+struct significand {
+    uint64_t value = 0;
+    int digits = 0;
+    void take(char c) {
+        value = value * 10 + static_cast<unsigned>(c - '0');
+        ++digits;
+    }
+};
+
+// The double nearest to `m` times ten to `exp10` when one rounding gives it
+// (false otherwise): a significand of at most 2^53 and a power of ten of at
+// most 10^22 are both exact doubles, and IEEE multiplication or division
+// rounds their exact result once. Where doubles are computed in a wider
+// format (x87), that result would be rounded twice: the caller's general
+// path serves there.
+bool exact_double(const significand &m, long exp10, double *out) {
+#if FLT_EVAL_METHOD == 0
+    static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    if (m.digits > 19 || m.value > (uint64_t{1} << 53) || exp10 < -22 || exp10 > 22) return false;
+    const auto x = static_cast<double>(m.value);
+    *out = exp10 < 0 ? x / kPowers[-exp10] : x * kPowers[exp10];
+    return true;
+#else
+    (void)m, (void)exp10, (void)out;
+    return false;
+#endif
+}
+
 }  // namespace
 
 lexer::~lexer() { HAL_Free(scratch_); }
@@ -119,9 +152,10 @@ bool lexer::bad_literal(const char *word) {
 bool lexer::real_number(const char *start, number_token *out) {
     const bool negative = *start == '-';
     const char *p = start + negative;
+    significand m;
     auto digits = [&] {
         const char *first = p;
-        while (p < end_ && is_digit(*p)) ++p;
+        for (; p < end_ && is_digit(*p); ++p) m.take(*p);
         return p > first;
     };
     // Digits missing at the end of the text may be yet to come.
@@ -129,15 +163,27 @@ bool lexer::real_number(const char *start, number_token *out) {
     if (p < end_ && *p == '0' && p + 1 < end_ && is_digit(p[1])) return fail(p, fault::leading_zero);
     if (!digits()) return malformed();
     const char *integer_end = p;
+    const int integer_digits = m.digits;
     if (p < end_ && *p == '.' && (++p, !digits())) return malformed();
+    long exp10 = integer_digits - m.digits;  // the fraction's digits
     if (p < end_ && (*p | 0x20) == 'e') {
         ++p;
+        const bool minus = p < end_ && *p == '-';
         if (p < end_ && (*p == '+' || *p == '-')) ++p;
-        if (!digits()) return malformed();
+        const char *first = p;
+        long exponent = 0;
+        for (; p < end_ && is_digit(*p); ++p) exponent = exponent < 100000 ? exponent * 10 + (*p - '0') : exponent;
+        if (p == first) return malformed();
+        exp10 += minus ? -exponent : exponent;
     }
     out->negative = negative;
     out->integer = integer_end == p && magnitude_of(start + negative, p, &out->magnitude);
-    out->value = out->integer ? 0 : double_of(start, p);
+    double value = 0;
+    if (!out->integer && exact_double(m, exp10, &value)) {
+        out->value = negative ? -value : value;
+    } else {
+        out->value = out->integer ? 0 : double_of(start, p);
+    }
     p_ = p;
     return true;
 }

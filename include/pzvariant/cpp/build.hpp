@@ -33,6 +33,9 @@ value pack(const Ts &...xs) {
 /** A new array holding the given elements in order. */
 inline value array(std::initializer_list<value> elements) {
     value a = value::adopt(detail::check(pz_variant_array_new()));
+    // Storage made once at its size (beside the record, where a walk reads
+    // it next); should the room not be had, push_back grows it.
+    pz_variant_array_reserve(a.get(), static_cast<uint32_t>(elements.size()));
     for (const value &e : elements) a.push_back(e);
     return a;
 }
@@ -40,6 +43,8 @@ inline value array(std::initializer_list<value> elements) {
 /** A new dictionary holding the given entries; a later duplicate key wins. */
 inline value dict(std::initializer_list<std::pair<std::string_view, value>> entries) {
     value d = value::adopt(detail::check(pz_variant_dict_new()));
+    // The table made once at its size, beside the record (see array).
+    pz_variant_dict_reserve(d.get(), static_cast<uint32_t>(entries.size()));
     for (const auto &[key, element] : entries) d.set(key, element);
     return d;
 }
