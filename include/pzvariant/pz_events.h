@@ -98,7 +98,7 @@ PZ_API pz_events_end pz_events_read_json(const char *text, size_t len, unsigned 
  * its front as pz_variant_from_msgpack_prefix does, handing each event to
  * `events` with `context`; `used` and `error` as for pz_events_read_json
  * ("no input" for a null `data` with a `len`). A header that announces more
- * than is left is refused before its first event. */
+ * than is left is refused before the event of its container. */
 PZ_API pz_events_end pz_events_read_msgpack(const void *data, size_t len, unsigned flags, const pz_events_t *events,
                                             void *context, size_t *used, pz_read_error_t *error);
 

@@ -5,6 +5,7 @@
 #ifndef PZ_VALUE_BUILDER_H
 #define PZ_VALUE_BUILDER_H
 
+#include "core/record.h"
 #include "io/key_cache.h"
 #include "io/read_sink.h"
 #include "io/read_stack.h"
@@ -47,6 +48,8 @@ public:
     value_builder &operator=(const value_builder &) = delete;
     ~value_builder();
 
+    // The events come once or twice a token: those that make no container
+    // are inline, for the parsers to take in.
     bool begin_array(size_t count, size_t at) { return open(false, count, at); }
     bool begin_dict(size_t count, size_t at) { return open(true, count, at); }
     bool end_array(size_t at);
@@ -54,12 +57,25 @@ public:
 
     // The key of the next member. Refused when a dictionary cannot hold it
     // (key_fault says why).
-    bool key(const char *name, size_t len, key_nul nul, size_t at);
+    bool key(const char *name, size_t len, key_nul nul, size_t at) {
+        const fault why = key_fault(name, len, nul);
+        if (why != fault::none) return refuse(why, at);
+        pending_hash_ = pz_hash_bytes(name, len);
+        pending_key_ = keys_.key(name, len, pending_hash_);
+        return pending_key_ != nullptr || refuse(fault::out_of_memory, at);
+    }
     bool other_key(size_t at) { return refuse(fault::key_not_string, at); }
     // For a reader that leaves a member out after its key was given.
     void forget_key();
 
-    bool scalar(const pz_variant_t &record, size_t at);
+    [[gnu::always_inline]] bool scalar(const pz_variant_t &record, size_t at) {
+        if (!value_fits(at)) return false;
+        if (nil_slots_ && record.vt == vtype_null && depth() > 0 && !in_dict_) return place(nullptr, at);
+        pz_variant_t *v = new_record(record.vt);
+        if (v == nullptr) return refuse(fault::out_of_memory, at);
+        std::memcpy(static_cast<void *>(v), &record, sizeof(uint64_t));  // the union: every kind's bits
+        return place(v, at);
+    }
     bool text(char vt, const char *bytes, size_t len, size_t at);
     // A value the reader made itself (taken over, null when it could not
     // be made).
@@ -68,7 +84,14 @@ public:
     // Why a dictionary cannot hold the key `name` of `len` bytes:
     // fault::none when it can. The one rule for every reader; a reader may
     // refuse such a key or leave its member out.
-    static fault key_fault(const char *name, size_t len, key_nul nul);
+    static fault key_fault(const char *name, size_t len, key_nul nul) {
+        if (len == 0) return fault::empty_key;
+        if (nul == key_nul::some || (nul == key_nul::unknown && std::memchr(name, '\0', len) != nullptr)) {
+            return fault::nul_in_key;
+        }
+        if (len >= INT32_MAX) return fault::string_too_long;  // past what a key string holds
+        return fault::none;
+    }
 
     // The value read, handed over; null when there is none (yet).
     pz_variant_t *take() {
@@ -78,8 +101,33 @@ public:
     }
 
 private:
-    bool open(bool dict, size_t count, size_t at);
-    bool close(pz_variant_t *container, size_t at);
+    // The announced count is not trusted for room: the items are pushed as
+    // they come, so that a header announcing much and holding little costs
+    // little.
+    bool open(bool dict, size_t /*count*/, size_t at) {
+        if (!enter(at)) return false;
+        const build::level l{dict ? members_.size() : values_.size(), pending_key_, pending_hash_, in_dict_};
+        pending_key_ = nullptr;
+        if (!levels_.push(l)) {
+            leave();
+            return refuse(fault::out_of_memory, at);
+        }
+        in_dict_ = dict;
+        return true;
+    }
+
+    // Hands the container made of the innermost level's items (taken over;
+    // null when it could not be made) to its parent, under its key.
+    bool close(pz_variant_t *container, size_t at) {
+        const build::level &l = levels_.top();
+        in_dict_ = l.parent_dict;
+        pending_key_ = l.key;
+        pending_hash_ = l.hash;
+        levels_.cut(levels_.size() - 1);
+        leave();
+        if (container == nullptr) return refuse(fault::out_of_memory, at);
+        return place(container, at);
+    }
 
     // Puts the finished value `v` (taken over; null for an empty slot)
     // where it goes: into the innermost container, or as the whole value.

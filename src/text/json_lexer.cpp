@@ -2,6 +2,7 @@
 // numbers beyond the plain 19 digits, and the faults.
 #include "text/json_lexer.h"
 
+#include <cfloat>
 #include <charconv>
 #include <climits>
 #include <cmath>
@@ -32,6 +33,22 @@ long hex4(const char *p, const char *end) {
         unit = unit * 16 + digit;
     }
     return unit;
+}
+
+// Whether the 8 bytes at `p` are all digits, and their value in `value`:
+// the bytes as one little-endian word, each digit's value found in its own
+// byte, then pairs, fours and the eight combined by multiplication.
+bool eight_digits(const char *p, uint64_t *value) {
+    uint64_t word = 0;
+    for (int i = 7; i >= 0; --i) word = (word << 8) | static_cast<unsigned char>(p[i]);  // one load where little-endian
+    constexpr uint64_t kHigh = 0xF0F0F0F0F0F0F0F0ull;
+    if (((word & kHigh) | (((word + 0x0606060606060606ull) & kHigh) >> 4)) != 0x3333333333333333ull) return false;
+    word -= 0x3030303030303030ull;
+    word = word * 10 + (word >> 8);
+    *value = (((word & 0x000000FF000000FFull) * (100 + (1000000ull << 32))) +
+              (((word >> 16) & 0x000000FF000000FFull) * (1 + (10000ull << 32)))) >>
+             32;
+    return true;
 }
 
 // Plain digits as a magnitude; false when it is 2^64 or more.
@@ -138,6 +155,64 @@ bool lexer::real_number(const char *start, number_token *out) {
     out->negative = negative;
     out->integer = integer_end == p && magnitude_of(start + negative, p, &out->magnitude);
     out->value = out->integer ? 0 : double_of(start, p);
+    p_ = p;
+    return true;
+}
+
+// The fraction and exponent at `p`, after the `digits` integer digits that
+// made `mantissa`. Up to 19 significant digits go on into the mantissa;
+// when it stays within 2^53 and the power of ten within 22, both are exact
+// doubles and one division or product rounds correctly. Anything else is
+// read by from_chars, and a malformed number by the general path, which
+// says why.
+bool lexer::fraction(const char *p, uint64_t mantissa, int digits, number_token *out) {
+    const char *start = p_;
+    int power = 0;
+    bool exact = true;
+    auto digit_run = [&](bool into_mantissa) {
+        const char *first = p;
+        uint64_t eight = 0;
+        while (into_mantissa && digits <= 11 && end_ - p >= 8 && eight_digits(p, &eight)) {
+            mantissa = mantissa * 100000000 + eight;
+            digits += 8;
+            power -= 8;
+            p += 8;
+        }
+        for (; p < end_ && is_digit(*p); ++p) {
+            if (!into_mantissa) continue;
+            if (digits < 19) {
+                mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+                ++digits;
+                --power;
+            } else {
+                exact &= *p == '0';
+            }
+        }
+        return p > first;
+    };
+    if (*p == '.' && (++p, !digit_run(true))) return real_number(start, out);
+    if (p < end_ && (*p | 0x20) == 'e') {
+        ++p;
+        const bool minus = p < end_ && *p == '-';
+        if (p < end_ && (*p == '+' || *p == '-')) ++p;
+        const char *exponent = p;
+        if (!digit_run(false)) return real_number(start, out);
+        int e = 0;
+        for (const char *d = exponent; d < p && e < 1000; ++d) e = e * 10 + (*d - '0');
+        power += minus ? -e : e;
+    }
+    out->integer = false;
+    out->negative = *start == '-';
+    static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    // (Where doubles are computed wider and rounded again, the general path.)
+    if (FLT_EVAL_METHOD == 0 && exact && mantissa <= (uint64_t{1} << 53) && power >= -22 && power <= 22) {
+        const auto m = static_cast<double>(mantissa);
+        const double value = power < 0 ? m / kPowers[-power] : m * kPowers[power];
+        out->value = out->negative ? -value : value;
+    } else {
+        out->value = double_of(start, p);
+    }
     p_ = p;
     return true;
 }

@@ -15,7 +15,11 @@ inline constexpr int kRecordSeparator = 0x1E;
 
 // Recursive descent; the sink bounds the nesting, refusing to go deeper
 // than a value may nest. Every function returns false once the lexer has
-// recorded a fault or the sink has refused or stopped the read.
+// recorded a fault or the sink has refused or stopped the read. The grammar
+// is strict; a reading option that relaxes it (comments, trailing commas,
+// other literals) belongs to the parser, where value() and more() decide
+// what may come next, while rules of what a value may hold (such as keys)
+// are the sink's.
 template <class Sink>
 class parser {
 public:
