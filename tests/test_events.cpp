@@ -71,6 +71,7 @@ struct rebuilt {
         },
         [](void *c, const char *text, size_t len) { return of(c).put(vstr_sized_new(text, static_cast<uint32_t>(len))), 0; },
         [](void *c, const uint8_t *data, size_t len) { return of(c).put(vstr_buf_new(data, static_cast<uint32_t>(len))), 0; },
+        nullptr,
     };
 };
 
@@ -146,6 +147,7 @@ struct counted {
         [](void *c, const pz_variant_t *) { return one(c); },
         [](void *c, const char *, size_t) { return one(c); },
         [](void *c, const uint8_t *, size_t) { return one(c); },
+        nullptr,
     };
 };
 
@@ -196,6 +198,15 @@ TEST_F(Events, FromTheFrontAndWithoutCallbacks) {
     const uint8_t two[] = {0x01, 0x02};
     EXPECT_EQ(pz_events_read_msgpack(two, 2, PZ_EVENTS_PREFIX, &counted::kCallbacks, &c, &used, &error), PZ_EVENTS_READ);
     EXPECT_EQ(used, 1u);
+    // Numbers as written, unconverted, when asked for; malformed ones still refused.
+    std::string numbers;
+    pz_events_t as_text{};
+    as_text.number = [](void *s, const char *text, size_t len) { return static_cast<std::string *>(s)->append(text, len).append(" "), 0; };
+    const std::string json = "[1, -2.50e3,18446744073709551616 ,0]";
+    EXPECT_EQ(pz_events_read_json(json.data(), json.size(), 0, &as_text, &numbers, &used, &error), PZ_EVENTS_READ);
+    EXPECT_EQ(numbers, "1 -2.50e3 18446744073709551616 0 ");
+    EXPECT_EQ(pz_events_read_json("[01]", 4, 0, &as_text, &numbers, &used, &error), PZ_EVENTS_REFUSED);
+    EXPECT_EQ(error.code, PZ_READ_INVALID_NUMBER);
     // Callbacks left null pass their events over.
     const pz_events_t none{};
     EXPECT_EQ(pz_events_read_json("[1,{\"a\":\"b\"}]", 13, 0, &none, nullptr, &used, &error), PZ_EVENTS_READ);
@@ -205,6 +216,7 @@ TEST_F(Events, FromTheFrontAndWithoutCallbacks) {
 
 // The C++ visitor: members overridden or not, stopping, and what it throws.
 struct tally : pz::events {
+    explicit tally(bool numbers_as_text = false) : pz::events(numbers_as_text) {}
     std::string seen;
     int throw_at_key = 0;
     bool begin_dict(size_t) override { return seen += '{', true; }
@@ -217,6 +229,7 @@ struct tally : pz::events {
         return seen += std::to_string(n), n != 99;
     }
     bool string(std::string_view text) override { return seen.append("'").append(text), true; }
+    bool number(std::string_view text) override { return seen.append("#").append(text), true; }
 };
 
 TEST_F(Events, TheCppVisitor) {
@@ -231,6 +244,9 @@ TEST_F(Events, TheCppVisitor) {
     thrower.throw_at_key = 2;
     EXPECT_THROW(pz::read_json_events(R"({"a":1,"b":2})", thrower), std::out_of_range);
     EXPECT_EQ(thrower.seen, "{a1") << "no event after the one that threw";
+    tally as_text(true);
+    pz::read_json_events(R"({"a":1.50})", as_text);
+    EXPECT_EQ(as_text.seen, "{a#1.50");
     try {
         pz::read_msgpack_events("\x92\x01", 2, t);
         ADD_FAILURE() << "no exception";

@@ -41,6 +41,8 @@ void drop_level(level &l);
 // input announces. A sink of read events (io/read_sink.h).
 class value_builder : public read_record {
 public:
+    static constexpr bool kNumbersAsText = false;
+
     // With `nil_slots`, a null inside an array is an empty slot (as
     // MessagePack's nil reads) rather than a value of the null kind.
     explicit value_builder(bool nil_slots = false) : nil_slots_(nil_slots) {}

@@ -152,10 +152,11 @@ bool lexer::real_number(const char *start, number_token *out) {
         if (p < end_ && (*p == '+' || *p == '-')) ++p;
         if (!digits()) return malformed();
     }
+    p_ = p;
+    if (out == nullptr) return true;  // passed over unread
     out->negative = negative;
     out->integer = integer_end == p && magnitude_of(start + negative, p, &out->magnitude);
     out->value = out->integer ? 0 : double_of(start, p);
-    p_ = p;
     return true;
 }
 

@@ -86,6 +86,11 @@ public:
     // fault recorded) when it is malformed.
     bool number(number_token *out);
 
+    // The number that starts under the cursor passed over unread, its text
+    // from where the cursor stood to where it stands after; false (a fault
+    // recorded) when it is malformed.
+    bool skip_number() { return real_number(p_, nullptr); }
+
     // The literal `word` of `n` bytes under the cursor; false (a fault
     // recorded) when another word is there.
     bool literal(const char *word, size_t n) {

@@ -58,8 +58,15 @@ private:
     }
 
     // By the rule of kinds: an integer is int64 when it fits, else uint64
-    // when it fits; anything else a double.
+    // when it fits; anything else a double. Or as written, unconverted, to
+    // a sink that asks for that.
     bool number(size_t at) {
+        if constexpr (Sink::kNumbersAsText) {
+            if (sink_.numbers_as_text()) {
+                const char *start = lx_.pos();
+                return lx_.skip_number() && sink_.number_text(start, static_cast<size_t>(lx_.pos() - start), at);
+            }
+        }
         number_token n;
         if (!lx_.number(&n)) return false;
         pz_variant_t r = scalar_record(vtype_double);
