@@ -2,7 +2,6 @@
 // from the front or as events, the typed dump, MessagePack read the same
 // three ways, and the C++ readers, whose exceptions carry the C reader's
 // code.
-#include <functional>
 
 #include "pz_test.h"
 #include "pzvariant/pz_variant.hpp"

@@ -47,8 +47,10 @@ enum class key_nul : uint8_t { none, some, unknown };
 // the reader stores the value in its first bytes.
 inline pz_variant_t scalar_record(char vt) {
     pz_variant_t r;
-    std::memset(static_cast<void *>(&r), 0, sizeof r);
+    r.uint64_val = 0;
     r.vt = vt;
+    r.layout = 0;
+    r.len = 0;
     return r;
 }
 

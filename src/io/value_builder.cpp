@@ -25,21 +25,6 @@ void value_builder::forget_key() {
     pending_key_ = nullptr;
 }
 
-bool value_builder::text(char vt, const char *bytes, size_t len, size_t at) {
-    if (!value_fits(at)) return false;
-    pz_variant_t *v;
-    if (vt == vtype_string) {
-        // A string's length leaves room for its terminator.
-        if (len > UINT32_MAX - 1) return refuse(fault::string_too_long, at);
-        v = vstr_sized_new(bytes, static_cast<uint32_t>(len));
-    } else {
-        if (len > UINT32_MAX) return refuse(fault::bytes_too_long, at);
-        v = vstr_buf_new(reinterpret_cast<const uint8_t *>(bytes), static_cast<uint32_t>(len));
-    }
-    if (v == nullptr) return refuse(fault::out_of_memory, at);
-    return place(v, at);
-}
-
 bool value_builder::made(pz_variant_t *v, size_t at) {
     if (!value_fits(at)) {
         pz_variant_unref(v);

@@ -78,7 +78,20 @@ public:
         std::memcpy(static_cast<void *>(v), &record, sizeof(uint64_t));  // the union: every kind's bits
         return place(v, at);
     }
-    bool text(char vt, const char *bytes, size_t len, size_t at);
+    [[gnu::always_inline]] bool text(char vt, const char *bytes, size_t len, size_t at) {
+        if (!value_fits(at)) return false;
+        pz_variant_t *v;
+        if (vt == vtype_string) {
+            // A string's length leaves room for its terminator.
+            if (len > UINT32_MAX - 1) return refuse(fault::string_too_long, at);
+            v = vstr_sized_new(bytes, static_cast<uint32_t>(len));
+        } else {
+            if (len > UINT32_MAX) return refuse(fault::bytes_too_long, at);
+            v = vstr_buf_new(reinterpret_cast<const uint8_t *>(bytes), static_cast<uint32_t>(len));
+        }
+        if (v == nullptr) return refuse(fault::out_of_memory, at);
+        return place(v, at);
+    }
     // A value the reader made itself (taken over, null when it could not
     // be made).
     bool made(pz_variant_t *v, size_t at);
@@ -108,12 +121,13 @@ private:
     // little.
     bool open(bool dict, size_t /*count*/, size_t at) {
         if (!enter(at)) return false;
-        const build::level l{dict ? members_.size() : values_.size(), pending_key_, pending_hash_, in_dict_};
-        pending_key_ = nullptr;
-        if (!levels_.push(l)) {
+        build::level *l = levels_.add();
+        if (l == nullptr) {
             leave();
             return refuse(fault::out_of_memory, at);
         }
+        *l = {dict ? members_.size() : values_.size(), pending_key_, pending_hash_, in_dict_};
+        pending_key_ = nullptr;
         in_dict_ = dict;
         return true;
     }
@@ -139,9 +153,16 @@ private:
             return true;
         }
         if (!in_dict_) return values_.push(v) || refuse(fault::out_of_memory, at);
-        const build::member m{pending_key_, v, pending_hash_};
+        build::member *m = members_.add();
+        if (m == nullptr) {
+            pz_variant_unref(v);  // (the key goes with the builder)
+            return refuse(fault::out_of_memory, at);
+        }
+        m->key = pending_key_;
+        m->value = v;
+        m->hash = pending_hash_;
         pending_key_ = nullptr;
-        return members_.push(m) || refuse(fault::out_of_memory, at);
+        return true;
     }
 
     key_cache keys_;

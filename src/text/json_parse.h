@@ -23,7 +23,11 @@ inline constexpr int kRecordSeparator = 0x1E;
 template <class Sink>
 class parser {
 public:
-    parser(lexer &lx, Sink &sink) : lx_(lx), sink_(sink) {}
+    // Over the `len` bytes at `text`; the parser holds its lexer, which
+    // every token reads, and refers to its sink.
+    parser(const char *text, size_t len, Sink &sink) : lx_(text, len), sink_(sink) {}
+
+    lexer &lex() { return lx_; }
 
     // The value under the cursor, whitespace passed over.
     bool value() {
@@ -141,7 +145,7 @@ private:
         return sink_.end_dict(offset() - 1);
     }
 
-    lexer &lx_;
+    lexer lx_;
     Sink &sink_;
 };
 
@@ -166,8 +170,8 @@ inline bool pass_separators(lexer &lx) {
 // sink stopped the read, those up to the end of the token it stopped at.
 template <class Sink>
 size_t read(const char *text, size_t len, bool prefix, Sink &sink) {
-    lexer lx(text, len);
-    parser<Sink> p(lx, sink);
+    parser<Sink> p(text, len, sink);
+    lexer &lx = p.lex();
     if (prefix) {
         pass_separators(lx);
     } else {
