@@ -50,8 +50,8 @@ public:
     value_builder &operator=(const value_builder &) = delete;
     ~value_builder();
 
-    // The events come once or twice a token: those that make no container
-    // are inline, for the parsers to take in.
+    // An event comes with every token: all but the two that make a
+    // container are inline, for the parsers to take in.
     bool begin_array(size_t count, size_t at) { return open(false, count, at); }
     bool begin_dict(size_t count, size_t at) { return open(true, count, at); }
     bool end_array(size_t at);
