@@ -126,6 +126,47 @@ TEST_F(MsgPack, NestingIsBoundedBothWays) {
     EXPECT_EQ(error.offset, hex.size() / 2 - 1);  // at the innermost value, d0 01
 }
 
+// 499 containers, each header announcing as many elements as the bytes
+// left can hold, around a last one that holds them: the read is refused at
+// the end, and what it held on the way is in proportion to the input's
+// length, however much each open level announced.
+std::vector<uint8_t> stacked_headers(size_t len, bool maps) {
+    std::vector<uint8_t> in;
+    auto header = [&](size_t left) {
+        const auto n = static_cast<uint32_t>(maps ? left / 2 : left);
+        const uint8_t bytes[] = {uint8_t(maps ? 0xdf : 0xdd), uint8_t(n >> 24), uint8_t(n >> 16), uint8_t(n >> 8), uint8_t(n)};
+        in.insert(in.end(), bytes, bytes + sizeof bytes);
+    };
+    for (int level = 0; level < PZ_VARIANT_MAX_DEPTH - 2; ++level) {
+        header(len - in.size() - 5);
+        if (maps) in.insert(in.end(), {0xa1, 0x61});  // the key of the next map
+    }
+    header(len - in.size() - 5);
+    // Members "a": nil, the last one cut short.
+    const uint8_t element[] = {0xa1, 0x61, 0xc0};
+    for (size_t i = 0; in.size() < len; ++i) in.push_back(maps ? element[i % 3] : 0xc0);
+    return in;
+}
+
+TEST_F(MsgPack, StackedHeadersCostInProportionToTheirLength) {
+    for (const bool maps : {false, true}) {
+        for (const size_t len : {size_t{64} << 10, size_t{1} << 20}) {
+            SCOPED_TRACE(std::to_string(len) + (maps ? " bytes of maps" : " bytes of arrays"));
+            const std::vector<uint8_t> in = stacked_headers(len, maps);
+            pz_read_error_t error;
+            hal_reset_peak();
+            const long before = hal_live_bytes();
+            EXPECT_EQ(pz_variant_from_msgpack(in.data(), in.size(), &error), nullptr);
+            EXPECT_EQ(error.code, PZ_READ_UNEXPECTED_END);
+            EXPECT_EQ(error.offset, in.size());
+            // A slot or member of the innermost container (8 and 24 bytes
+            // for 1 and 3 of input) on the builder's stack, doubled as it
+            // grows, then in the container: at most about 24 bytes a byte.
+            EXPECT_LT(hal_peak_bytes() - before, static_cast<long>(40 * in.size()));
+        }
+    }
+}
+
 TEST_F(MsgPack, BuffersFilesAndStreams) {
     pz_variant_t *v = pz_variant_from_dump(R"({"dict":{"a":{"int16":5},"b":{"string":"x\u0000y"}}})");
     uint8_t buf[16];

@@ -22,8 +22,9 @@ extern "C" {
  * of each element, end_array) or a dictionary (begin_dict, then for each
  * member its key and the events of its value, end_dict). The kinds are
  * those the value readers give: a JSON number is an int64, a uint64 or a
- * double by the rule of kinds, a MessagePack number keeps its format's
- * kind (a fixint is an int64), nil is the null kind. Keys and texts are
+ * double by the rule of kinds (or, with the `number` callback, its text as
+ * written), a MessagePack number keeps its format's kind (a fixint is an
+ * int64), nil is the null kind. Keys and texts are
  * delivered as read: an empty key or one holding a NUL byte, which a
  * dictionary value refuses, is the callback's to judge; a MessagePack key
  * that is not a str is refused. Nesting is bounded by PZ_VARIANT_MAX_DEPTH,
@@ -63,6 +64,12 @@ typedef struct pz_events_s {
     int (*string)(void *context, const char *text, size_t len);
     /** A byte buffer (MessagePack's bin): `len` bytes at `data`. */
     int (*bytes)(void *context, const uint8_t *data, size_t len);
+    /** JSON only, when set: each number as written, `len` bytes at `text`
+     * that JSON's grammar accepts, unconverted, instead of to `scalar`:
+     * for a program that keeps numbers as text (decimals, any precision) or
+     * does not need their values, and so pays nothing to convert them.
+     * MessagePack's numbers always go to `scalar`. */
+    int (*number)(void *context, const char *text, size_t len);
 } pz_events_t;
 
 /** How an event read ended. */
@@ -98,7 +105,7 @@ PZ_API pz_events_end pz_events_read_json(const char *text, size_t len, unsigned 
  * its front as pz_variant_from_msgpack_prefix does, handing each event to
  * `events` with `context`; `used` and `error` as for pz_events_read_json
  * ("no input" for a null `data` with a `len`). A header that announces more
- * than is left is refused before its first event. */
+ * than is left is refused before the event of its container. */
 PZ_API pz_events_end pz_events_read_msgpack(const void *data, size_t len, unsigned flags, const pz_events_t *events,
                                             void *context, size_t *used, pz_read_error_t *error);
 

@@ -34,7 +34,13 @@ public:
     /** The count of a container whose form does not announce it (JSON). */
     static constexpr std::size_t unknown_count = PZ_EVENTS_COUNT_UNKNOWN;
 
+    /** With `numbers_as_text`, JSON numbers go to number() as written,
+     * unconverted, instead of to scalar(). */
+    explicit events(bool numbers_as_text = false) noexcept : numbers_as_text_(numbers_as_text) {}
     virtual ~events() = default;
+    /** Whether JSON numbers go to number(). */
+    bool numbers_as_text() const noexcept { return numbers_as_text_; }
+
     /** An array starts, with `count` elements announced, or unknown_count. */
     virtual bool begin_array(std::size_t /*count*/) { return true; }
     /** The array last started ends. */
@@ -52,6 +58,11 @@ public:
     virtual bool string(std::string_view /*text*/) { return true; }
     /** A byte buffer (MessagePack's bin) of `len` bytes at `data`. */
     virtual bool bytes(const std::byte * /*data*/, std::size_t /*len*/) { return true; }
+    /** A JSON number as written, when numbers_as_text(). */
+    virtual bool number(std::string_view /*text*/) { return true; }
+
+private:
+    bool numbers_as_text_;
 };
 
 /** How an event read ended: whether the visitor stopped it, and the bytes
@@ -84,7 +95,7 @@ struct event_call {
     }
 };
 
-inline const pz_events_t &event_table() {
+inline const pz_events_t &event_table(bool numbers_as_text) {
     static const pz_events_t table = {
         [](void *c, std::size_t n) { return event_call::call(c, [n](events &v) { return v.begin_array(n); }); },
         [](void *c) { return event_call::call(c, [](events &v) { return v.end_array(); }); },
@@ -102,8 +113,16 @@ inline const pz_events_t &event_table() {
         [](void *c, const uint8_t *data, std::size_t len) {
             return event_call::call(c, [=](events &v) { return v.bytes(reinterpret_cast<const std::byte *>(data), len); });
         },
+        nullptr,
     };
-    return table;
+    static const pz_events_t as_text = [] {
+        pz_events_t t = table;
+        t.number = [](void *c, const char *text, std::size_t len) {
+            return event_call::call(c, [=](events &v) { return v.number(std::string_view(text, len)); });
+        };
+        return t;
+    }();
+    return numbers_as_text ? as_text : table;
 }
 
 // What the C reader's end says, in C++ terms.
@@ -132,7 +151,7 @@ inline events_read read_json_events(std::string_view text, events &visitor, bool
     std::size_t used = 0;
     const char *bytes = text.data() != nullptr ? text.data() : "";  // an empty view may hold no pointer
     const pz_events_end end = pz_events_read_json(bytes, text.size(), prefix ? PZ_EVENTS_PREFIX : 0,
-                                                  &detail::event_table(), &call, &used, &error);
+                                                  &detail::event_table(visitor.numbers_as_text()), &call, &used, &error);
     return detail::events_result(end, error, call, used);
 }
 
@@ -142,7 +161,7 @@ inline events_read read_msgpack_events(const void *data, std::size_t len, events
     pz_read_error_t error;
     std::size_t used = 0;
     const pz_events_end end = pz_events_read_msgpack(data, len, prefix ? PZ_EVENTS_PREFIX : 0,
-                                                     &detail::event_table(), &call, &used, &error);
+                                                     &detail::event_table(false), &call, &used, &error);
     return detail::events_result(end, error, call, used);
 }
 

@@ -13,6 +13,8 @@ namespace pz {
 // bounds the parsers' recursion.
 class callback_sink : public read_record {
 public:
+    static constexpr bool kNumbersAsText = true;
+
     callback_sink(const pz_events_t &events, void *context) : events_(events), context_(context) {}
 
     bool begin_array(size_t count, size_t at) { return enter(at) && call(events_.begin_array, count); }
@@ -28,6 +30,8 @@ public:
     bool key(const char *name, size_t len, key_nul /*nul*/, size_t /*at*/) { return call(events_.key, name, len); }
     bool other_key(size_t at) { return refuse(fault::key_not_string, at); }
     bool scalar(const pz_variant_t &record, size_t at) { return value_fits(at) && call(events_.scalar, &record); }
+    bool numbers_as_text() const { return events_.number != nullptr; }
+    bool number_text(const char *text, size_t len, size_t at) { return value_fits(at) && call(events_.number, text, len); }
     bool text(char vt, const char *bytes, size_t len, size_t at) {
         if (!value_fits(at)) return false;
         if (vt == vtype_string) return call(events_.string, bytes, len);

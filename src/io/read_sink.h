@@ -18,7 +18,10 @@
 //   bool scalar(const pz_variant_t &record, size_t at);  // null, bool, a number
 //   bool text(char vt, const char *bytes, size_t len, size_t at);  // string or bytes
 //
-// and the read_record below, as a base. `at` is the byte offset in the
+// and the read_record below, as a base. A sink that may take JSON numbers
+// as written has kNumbersAsText true and, when numbers_as_text() says so,
+// gets number_text(text, len, at) for each instead of scalar(); the value
+// builder has it false. `at` is the byte offset in the
 // input where the event's token starts: where a fault the sink finds is
 // reported. Between begin_dict and end_dict, events come in pairs: a key,
 // then its value.
@@ -44,8 +47,10 @@ enum class key_nul : uint8_t { none, some, unknown };
 // the reader stores the value in its first bytes.
 inline pz_variant_t scalar_record(char vt) {
     pz_variant_t r;
-    std::memset(static_cast<void *>(&r), 0, sizeof r);
+    r.uint64_val = 0;
     r.vt = vt;
+    r.layout = 0;
+    r.len = 0;
     return r;
 }
 

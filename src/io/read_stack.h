@@ -31,6 +31,13 @@ public:
     // Forgets the items above `base`, which the caller has taken over.
     void cut(size_t base) { size_ = base; }
 
+    // One more item on top, for the caller to fill in place (no copy of a
+    // whole item through memory); null when out of memory.
+    T *add() {
+        if (size_ == capacity_ && !grow()) return nullptr;
+        return &items_[size_++];
+    }
+
     // False when out of memory; `item` is then dropped.
     bool push(T item) {
         if (size_ == capacity_ && !grow()) {

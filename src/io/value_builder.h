@@ -5,6 +5,8 @@
 #ifndef PZ_VALUE_BUILDER_H
 #define PZ_VALUE_BUILDER_H
 
+#include "containers/dicts.h"
+#include "core/record.h"
 #include "io/key_cache.h"
 #include "io/read_sink.h"
 #include "io/read_stack.h"
@@ -43,6 +45,8 @@ void drop_level(level &l);
 // input announces. A sink of read events (io/read_sink.h).
 class value_builder : public read_record {
 public:
+    static constexpr bool kNumbersAsText = false;
+
     // With `nil_slots`, a null inside an array is an empty slot (as
     // MessagePack's nil reads) rather than a value of the null kind.
     explicit value_builder(bool nil_slots = false) : nil_slots_(nil_slots) {}
@@ -50,6 +54,8 @@ public:
     value_builder &operator=(const value_builder &) = delete;
     ~value_builder();
 
+    // An event comes with every token: all but the two that make a
+    // container are inline, for the parsers to take in.
     bool begin_array(size_t count, size_t at) { return open(false, count, at); }
     bool begin_dict(size_t count, size_t at) { return open(true, count, at); }
     bool end_array(size_t at);
@@ -57,13 +63,38 @@ public:
 
     // The key of the next member. Refused when a dictionary cannot hold it
     // (key_fault says why).
-    bool key(const char *name, size_t len, key_nul nul, size_t at);
+    bool key(const char *name, size_t len, key_nul nul, size_t at) {
+        const fault why = key_fault(name, len, nul);
+        if (why != fault::none) return refuse(why, at);
+        pending_key_ = keys_.key(name, len, &pending_hash_);
+        return pending_key_ != nullptr || refuse(fault::out_of_memory, at);
+    }
     bool other_key(size_t at) { return refuse(fault::key_not_string, at); }
     // For a reader that leaves a member out after its key was given.
     void forget_key();
 
-    bool scalar(const pz_variant_t &record, size_t at);
-    bool text(char vt, const char *bytes, size_t len, size_t at);
+    [[gnu::always_inline]] bool scalar(const pz_variant_t &record, size_t at) {
+        if (!value_fits(at)) return false;
+        if (nil_slots_ && record.vt == vtype_null && depth() > 0 && !in_dict_) return place(nullptr, at);
+        pz_variant_t *v = new_record(record.vt);
+        if (v == nullptr) return refuse(fault::out_of_memory, at);
+        std::memcpy(static_cast<void *>(v), &record, sizeof(uint64_t));  // the union: every kind's bits
+        return place(v, at);
+    }
+    [[gnu::always_inline]] bool text(char vt, const char *bytes, size_t len, size_t at) {
+        if (!value_fits(at)) return false;
+        pz_variant_t *v;
+        if (vt == vtype_string) {
+            // A string's length leaves room for its terminator.
+            if (len > UINT32_MAX - 1) return refuse(fault::string_too_long, at);
+            v = vstr_sized_new(bytes, static_cast<uint32_t>(len));
+        } else {
+            if (len > UINT32_MAX) return refuse(fault::bytes_too_long, at);
+            v = vstr_buf_new(reinterpret_cast<const uint8_t *>(bytes), static_cast<uint32_t>(len));
+        }
+        if (v == nullptr) return refuse(fault::out_of_memory, at);
+        return place(v, at);
+    }
     // A value the reader made itself (taken over, null when it could not
     // be made).
     bool made(pz_variant_t *v, size_t at);
@@ -71,7 +102,14 @@ public:
     // Why a dictionary cannot hold the key `name` of `len` bytes:
     // fault::none when it can. The one rule for every reader; a reader may
     // refuse such a key or leave its member out.
-    static fault key_fault(const char *name, size_t len, key_nul nul);
+    static fault key_fault(const char *name, size_t len, key_nul nul) {
+        if (len == 0) return fault::empty_key;
+        if (nul == key_nul::some || (nul == key_nul::unknown && std::memchr(name, '\0', len) != nullptr)) {
+            return fault::nul_in_key;
+        }
+        if (len >= INT32_MAX) return fault::string_too_long;  // past what a key string holds
+        return fault::none;
+    }
 
     // The value read, handed over; null when there is none (yet).
     pz_variant_t *take() {
@@ -81,8 +119,48 @@ public:
     }
 
 private:
-    bool open(bool dict, size_t count, size_t at);
-    bool close(pz_variant_t *container, size_t at);
+    // The announced count is not trusted for room: the items are pushed as
+    // they come, so that a header announcing much and holding little costs
+    // little.
+    bool open(bool dict, size_t /*count*/, size_t at) {
+        if (!enter(at)) return false;
+        // A dictionary is made when it opens, its record and its table in
+        // front of its members, where a walk meets them in the order it reads
+        // them: a walk over records laid out children first waits on a cache
+        // miss at every table. Its table has the room of the last dictionary
+        // closed at this place (records repeat their shape), which is no more
+        // than what was read; a table found short is sized again when it
+        // closes.
+        pz_variant_t *record = nullptr;
+        if (dict) {
+            const shape &last = shape_of(pending_key_, depth());
+            const bool known = last.key == pending_key_ && last.level == depth();
+            record = dict_new_for(known ? last.size : 0);
+        }
+        build::level *l = dict && record == nullptr ? nullptr : levels_.add();
+        if (l == nullptr) {
+            pz_variant_unref(record);
+            leave();
+            return refuse(fault::out_of_memory, at);
+        }
+        *l = {dict ? members_.size() : values_.size(), pending_key_, pending_hash_, in_dict_, record};
+        pending_key_ = nullptr;
+        in_dict_ = dict;
+        return true;
+    }
+
+    // Hands the container made of the innermost level's items (taken over;
+    // null when it could not be made) to its parent, under its key.
+    bool close(pz_variant_t *container, size_t at) {
+        const build::level &l = levels_.top();
+        in_dict_ = l.parent_dict;
+        pending_key_ = l.key;
+        pending_hash_ = l.hash;
+        levels_.cut(levels_.size() - 1);
+        leave();
+        if (container == nullptr) return refuse(fault::out_of_memory, at);
+        return place(container, at);
+    }
 
     // Puts the finished value `v` (taken over; null for an empty slot)
     // where it goes: into the innermost container, or as the whole value.
@@ -92,9 +170,16 @@ private:
             return true;
         }
         if (!in_dict_) return values_.push(v) || refuse(fault::out_of_memory, at);
-        const build::member m{pending_key_, v, pending_hash_};
+        build::member *m = members_.add();
+        if (m == nullptr) {
+            pz_variant_unref(v);  // (the key goes with the builder)
+            return refuse(fault::out_of_memory, at);
+        }
+        m->key = pending_key_;
+        m->value = v;
+        m->hash = pending_hash_;
         pending_key_ = nullptr;
-        return members_.push(m) || refuse(fault::out_of_memory, at);
+        return true;
     }
 
     key_cache keys_;

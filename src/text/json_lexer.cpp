@@ -35,6 +35,22 @@ long hex4(const char *p, const char *end) {
     return unit;
 }
 
+// Whether the 8 bytes at `p` are all digits, and their value in `value`:
+// the bytes as one little-endian word, each digit's value found in its own
+// byte, then pairs, fours and the eight combined by multiplication.
+bool eight_digits(const char *p, uint64_t *value) {
+    uint64_t word = 0;
+    for (int i = 7; i >= 0; --i) word = (word << 8) | static_cast<unsigned char>(p[i]);  // one load where little-endian
+    constexpr uint64_t kHigh = 0xF0F0F0F0F0F0F0F0ull;
+    if (((word & kHigh) | (((word + 0x0606060606060606ull) & kHigh) >> 4)) != 0x3333333333333333ull) return false;
+    word -= 0x3030303030303030ull;
+    word = word * 10 + (word >> 8);
+    *value = (((word & 0x000000FF000000FFull) * (100 + (1000000ull << 32))) +
+              (((word >> 16) & 0x000000FF000000FFull) * (1 + (10000ull << 32)))) >>
+             32;
+    return true;
+}
+
 // Plain digits as a magnitude; false when it is 2^64 or more.
 bool magnitude_of(const char *first, const char *last, uint64_t *magnitude) {
     uint64_t value = 0;
@@ -84,38 +100,6 @@ double double_of(const char *first, const char *last) {
     return value;
 }
 
-// The digits of a number as the lexer passes them. Up to 19 of them (the
-// leading zeros of a fraction included) fit 64 bits whatever they are;
-// past that `value` wraps and only `digits` is used.
-struct significand {
-    uint64_t value = 0;
-    int digits = 0;
-    void take(char c) {
-        value = value * 10 + static_cast<unsigned>(c - '0');
-        ++digits;
-    }
-};
-
-// The double nearest to `m` times ten to `exp10` when one rounding gives it
-// (false otherwise): a significand of at most 2^53 and a power of ten of at
-// most 10^22 are both exact doubles, and IEEE multiplication or division
-// rounds their exact result once. Where doubles are computed in a wider
-// format (x87), that result would be rounded twice: the caller's general
-// path serves there.
-bool exact_double(const significand &m, long exp10, double *out) {
-#if FLT_EVAL_METHOD == 0
-    static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-    if (m.digits > 19 || m.value > (uint64_t{1} << 53) || exp10 < -22 || exp10 > 22) return false;
-    const auto x = static_cast<double>(m.value);
-    *out = exp10 < 0 ? x / kPowers[-exp10] : x * kPowers[exp10];
-    return true;
-#else
-    (void)m, (void)exp10, (void)out;
-    return false;
-#endif
-}
-
 }  // namespace
 
 lexer::~lexer() { HAL_Free(scratch_); }
@@ -152,10 +136,9 @@ bool lexer::bad_literal(const char *word) {
 bool lexer::real_number(const char *start, number_token *out) {
     const bool negative = *start == '-';
     const char *p = start + negative;
-    significand m;
     auto digits = [&] {
         const char *first = p;
-        for (; p < end_ && is_digit(*p); ++p) m.take(*p);
+        while (p < end_ && is_digit(*p)) ++p;
         return p > first;
     };
     // Digits missing at the end of the text may be yet to come.
@@ -163,26 +146,73 @@ bool lexer::real_number(const char *start, number_token *out) {
     if (p < end_ && *p == '0' && p + 1 < end_ && is_digit(p[1])) return fail(p, fault::leading_zero);
     if (!digits()) return malformed();
     const char *integer_end = p;
-    const int integer_digits = m.digits;
     if (p < end_ && *p == '.' && (++p, !digits())) return malformed();
-    long exp10 = integer_digits - m.digits;  // the fraction's digits
+    if (p < end_ && (*p | 0x20) == 'e') {
+        ++p;
+        if (p < end_ && (*p == '+' || *p == '-')) ++p;
+        if (!digits()) return malformed();
+    }
+    p_ = p;
+    if (out == nullptr) return true;  // passed over unread
+    out->negative = negative;
+    out->integer = integer_end == p && magnitude_of(start + negative, p, &out->magnitude);
+    out->value = out->integer ? 0 : double_of(start, p);
+    return true;
+}
+
+// The fraction and exponent at `p`, after the `digits` integer digits that
+// made `mantissa`. Up to 19 significant digits go on into the mantissa;
+// when it stays within 2^53 and the power of ten within 22, both are exact
+// doubles and one division or product rounds correctly. Anything else is
+// read by from_chars, and a malformed number by the general path, which
+// says why.
+bool lexer::fraction(const char *p, uint64_t mantissa, int digits, number_token *out) {
+    const char *start = p_;
+    int power = 0;
+    bool exact = true;
+    auto digit_run = [&](bool into_mantissa) {
+        const char *first = p;
+        uint64_t eight = 0;
+        while (into_mantissa && digits <= 11 && end_ - p >= 8 && eight_digits(p, &eight)) {
+            mantissa = mantissa * 100000000 + eight;
+            digits += 8;
+            power -= 8;
+            p += 8;
+        }
+        for (; p < end_ && is_digit(*p); ++p) {
+            if (!into_mantissa) continue;
+            if (digits < 19) {
+                mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
+                ++digits;
+                --power;
+            } else {
+                exact &= *p == '0';
+            }
+        }
+        return p > first;
+    };
+    if (*p == '.' && (++p, !digit_run(true))) return real_number(start, out);
     if (p < end_ && (*p | 0x20) == 'e') {
         ++p;
         const bool minus = p < end_ && *p == '-';
         if (p < end_ && (*p == '+' || *p == '-')) ++p;
-        const char *first = p;
-        long exponent = 0;
-        for (; p < end_ && is_digit(*p); ++p) exponent = exponent < 100000 ? exponent * 10 + (*p - '0') : exponent;
-        if (p == first) return malformed();
-        exp10 += minus ? -exponent : exponent;
+        const char *exponent = p;
+        if (!digit_run(false)) return real_number(start, out);
+        int e = 0;
+        for (const char *d = exponent; d < p && e < 1000; ++d) e = e * 10 + (*d - '0');
+        power += minus ? -e : e;
     }
-    out->negative = negative;
-    out->integer = integer_end == p && magnitude_of(start + negative, p, &out->magnitude);
-    double value = 0;
-    if (!out->integer && exact_double(m, exp10, &value)) {
-        out->value = negative ? -value : value;
+    out->integer = false;
+    out->negative = *start == '-';
+    static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    // (Where doubles are computed wider and rounded again, the general path.)
+    if (FLT_EVAL_METHOD == 0 && exact && mantissa <= (uint64_t{1} << 53) && power >= -22 && power <= 22) {
+        const auto m = static_cast<double>(mantissa);
+        const double value = power < 0 ? m / kPowers[-power] : m * kPowers[power];
+        out->value = out->negative ? -value : value;
     } else {
-        out->value = out->integer ? 0 : double_of(start, p);
+        out->value = double_of(start, p);
     }
     p_ = p;
     return true;

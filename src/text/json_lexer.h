@@ -86,6 +86,11 @@ public:
     // fault recorded) when it is malformed.
     bool number(number_token *out);
 
+    // The number that starts under the cursor passed over unread, its text
+    // from where the cursor stood to where it stands after; false (a fault
+    // recorded) when it is malformed.
+    bool skip_number() { return real_number(p_, nullptr); }
+
     // The literal `word` of `n` bytes under the cursor; false (a fault
     // recorded) when another word is there.
     bool literal(const char *word, size_t n) {
@@ -121,6 +126,7 @@ private:
     bool string_stop(const char *p);
     bool put(const char *bytes, size_t n);
     bool real_number(const char *start, number_token *out);
+    bool fraction(const char *p, uint64_t mantissa, int digits, number_token *out);
     bool bad_literal(const char *word);
 
     const char *begin_;
@@ -181,8 +187,9 @@ inline const char *lexer::plain_run(const char *p) {
 }
 
 inline bool lexer::number(number_token *out) {
-    // Up to 19 digits fit 64 bits whatever they are; the rest, a fraction,
-    // an exponent and every fault take the general path.
+    // Up to 19 digits fit 64 bits whatever they are; a fraction or an
+    // exponent goes on from them. More digits and every fault take the
+    // general path.
     const char *digits = p_ + (*p_ == '-');
     const char *p = digits;
     uint64_t magnitude = 0;
@@ -190,8 +197,12 @@ inline bool lexer::number(number_token *out) {
         magnitude = magnitude * 10 + static_cast<unsigned>(*p - '0');
         ++p;
     }
-    const bool ends = p == end_ || (static_cast<unsigned>(*p - '0') > 9 && *p != '.' && (*p | 0x20) != 'e');
-    if (!ends || p == digits || (*digits == '0' && p - digits > 1)) return real_number(p_, out);
+    if (p == digits || (*digits == '0' && p - digits > 1)) return real_number(p_, out);
+    if (p < end_ && static_cast<unsigned>(*p - '0') > 9) {
+        if (*p == '.' || (*p | 0x20) == 'e') return fraction(p, magnitude, static_cast<int>(p - digits), out);
+    } else if (p < end_) {
+        return real_number(p_, out);  // a 20th digit
+    }
     *out = {true, digits != p_, magnitude, 0};
     p_ = p;
     return true;

@@ -15,11 +15,19 @@ inline constexpr int kRecordSeparator = 0x1E;
 
 // Recursive descent; the sink bounds the nesting, refusing to go deeper
 // than a value may nest. Every function returns false once the lexer has
-// recorded a fault or the sink has refused or stopped the read.
+// recorded a fault or the sink has refused or stopped the read. The grammar
+// is strict; a reading option that relaxes it (comments, trailing commas,
+// other literals) belongs to the parser, where value() and more() decide
+// what may come next, while rules of what a value may hold (such as keys)
+// are the sink's.
 template <class Sink>
 class parser {
 public:
-    parser(lexer &lx, Sink &sink) : lx_(lx), sink_(sink) {}
+    // Over the `len` bytes at `text`; the parser holds its lexer, which
+    // every token reads, and refers to its sink.
+    parser(const char *text, size_t len, Sink &sink) : lx_(text, len), sink_(sink) {}
+
+    lexer &lex() { return lx_; }
 
     // The value under the cursor, whitespace passed over.
     bool value() {
@@ -54,8 +62,15 @@ private:
     }
 
     // By the rule of kinds: an integer is int64 when it fits, else uint64
-    // when it fits; anything else a double.
+    // when it fits; anything else a double. Or as written, unconverted, to
+    // a sink that asks for that.
     bool number(size_t at) {
+        if constexpr (Sink::kNumbersAsText) {
+            if (sink_.numbers_as_text()) {
+                const char *start = lx_.pos();
+                return lx_.skip_number() && sink_.number_text(start, static_cast<size_t>(lx_.pos() - start), at);
+            }
+        }
         number_token n;
         if (!lx_.number(&n)) return false;
         pz_variant_t r = scalar_record(vtype_double);
@@ -130,7 +145,7 @@ private:
         return sink_.end_dict(offset() - 1);
     }
 
-    lexer &lx_;
+    lexer lx_;
     Sink &sink_;
 };
 
@@ -155,8 +170,8 @@ inline bool pass_separators(lexer &lx) {
 // sink stopped the read, those up to the end of the token it stopped at.
 template <class Sink>
 size_t read(const char *text, size_t len, bool prefix, Sink &sink) {
-    lexer lx(text, len);
-    parser<Sink> p(lx, sink);
+    parser<Sink> p(text, len, sink);
+    lexer &lx = p.lex();
     if (prefix) {
         pass_separators(lx);
     } else {

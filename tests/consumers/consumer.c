@@ -4,6 +4,12 @@
 #include <pzvariant/pz_variant.h>
 #include <stdio.h>
 
+static int count_scalar(void *n, const pz_variant_t *value) {
+    (void)value;
+    ++*(int *)n;
+    return 0;
+}
+
 int main(void) {
     pz_variant_t *d = pz_variant_dict_new();
     vdict_set_uint16(d, "n", 65535);
@@ -11,7 +17,12 @@ int main(void) {
     pz_variant_t *back = pz_variant_from_dump(text);
     uint16_t n = 0;
     const int checked = pz_variant_get_uint16(pz_variant_path_find(back, "/n"), &n) == PZ_GET_OK && n == 65535;
-    const int ok = checked && vdict_uint16_default(back, "n", 0) == 65535 && pz_variant_equal(back, d);
+    pz_events_t events = {0};
+    events.scalar = count_scalar;
+    int scalars = 0;
+    const int evented = pz_events_read_json("[1,2,3]", 7, 0, &events, &scalars, NULL, NULL) == PZ_EVENTS_READ;
+    const int ok = checked && evented && scalars == 3 && vdict_uint16_default(back, "n", 0) == 65535 &&
+                   pz_variant_equal(back, d);
     HAL_Free(text);
     pz_variant_unref(back);
     pz_variant_unref(d);
