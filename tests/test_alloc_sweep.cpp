@@ -109,6 +109,26 @@ pz_variant_t *instead(pz_variant_t *old, pz_variant_t *v) {
     return v;
 }
 
+// JSON Patches for nested_sample() and int_value(): every operation, each
+// making copies, shadows or room somewhere.
+pz_variant_t *nested_ops() {
+    return pz_variant_from_json(R"([{"op": "add", "path": "/k/list/16/new", "value": {"a": [1, 2]}},
+        {"op": "remove", "path": "/k/A"}, {"op": "move", "from": "/k/B", "path": "/k/list/0"},
+        {"op": "copy", "from": "/k/list/17", "path": "/copied"}, {"op": "replace", "path": "/k/C", "value": "text"},
+        {"op": "test", "path": "/k/C", "value": "text"}])", nullptr);
+}
+pz_variant_t *root_ops() {
+    return pz_variant_from_json(R"([{"op": "replace", "path": "", "value": {"a": "text"}},
+        {"op": "add", "path": "/b", "value": [true]}])", nullptr);
+}
+// The patch from `t` (released) to `a`; null when it cannot be made.
+pz_variant_t *diff_from(pz_variant_t *t, pz_variant_t *a) {
+    pz_variant_t *patch = nullptr;
+    pz_variant_diff(t, a, &patch);
+    pz_variant_unref(t);
+    return patch;
+}
+
 // A pointer of two keys, longer than a path decodes on the stack.
 const char *long_pointer() {
     static const std::string pointer = "/new/" + std::string(300, 'k');
@@ -294,6 +314,11 @@ const std::vector<Case> cases = {
     CALL_KEEPING(sample, full_array, (pz_variant_path_set(t, "/list/16/new/deeper/key", a), t), sample),
     CALL_KEEPING(sample, int_value, (pz_variant_path_set(t, long_pointer(), a), t), sample),
     CALL_KEEPING(full_array, sample, (pz_variant_path_set(t, "/-", a), t), full_array),
+    // JSON Patch is all or nothing; its diff is made whole or not at all.
+    CALL_KEEPING(nested_sample, nested_ops, (pz_variant_patch(t, a, nullptr), t), nested_sample),
+    CALL_KEEPING(int_value, root_ops, (pz_variant_patch(t, a, nullptr), t), int_value),
+    CALL(nested_sample, nested_patch, diff_from(t, a)),
+    CALL(long_array, sample, diff_from(t, a)),
     // Refused also when an allocation fails on the way: never cut short.
     REFUSED(too_deep, ARMED(pz_variant_dup(v))),
     REFUSED(holds_itself, ARMED(pz_variant_dup(v))),

@@ -147,21 +147,17 @@ void pz::release_scope_leave(bool outermost) {
 
 /* ---------- moving contents ---------- */
 
-namespace {
-
-// Gives `v`'s contents blocks of their own where they live in `v`'s block;
-// false (nothing changed) when out of memory.
-bool own_contents(pz_variant_t *v) {
+bool pz::own_contents(pz_variant_t *v) {
     if (v->vt == vtype_string && v->layout == layout_text) {
         void *text = pz_mem_dup(v->str_val, size_t{v->len} + 1);
         if (text == nullptr) return false;
         v->ptr_val = text;
         v->layout = layout_plain;
-    } else if (v->vt == vtype_dict && v->ptr_val != nullptr) {
-        // The table's header may live in `v`'s block.
+    } else if (v->vt == vtype_dict && v->ptr_val != nullptr && !pz_hash_table_in_own_block(dict_of(v))) {
+        // The table's header lives in `v`'s block.
         pz_hash_table_t *own = pz_hash_table_move_out(dict_of(v));
         if (own == nullptr) return false;
-        pz_hash_table_free(dict_of(v));  // empty now: frees its header if it has one of its own
+        pz_hash_table_free(dict_of(v));  // empty now; its header goes with the block
         v->ptr_val = own;
     } else if (pz_array_t *a = array_of(v); a != nullptr && a->borrowed) {
         pz_array_t *own = pz_array_append_vals(pz_array_new(kElementSize, a->len), a->data, a->len);
@@ -173,8 +169,6 @@ bool own_contents(pz_variant_t *v) {
     }
     return true;
 }
-
-}  // namespace
 
 bool pz::move_contents(pz_variant_t *to, pz_variant_t *from) {
     if (!own_contents(from)) return false;

@@ -196,6 +196,12 @@ pz_variant_t *copy_within(pz_variant_t *other, walk_path &walk);
 
 // --- moving contents ----------------------------------------------------------
 
+// Gives `v`'s contents blocks of their own where they live in `v`'s block
+// (a text after the record, a small array's slots, a table's header);
+// false, with nothing changed, when out of memory. Once it succeeds,
+// move_contents from `v` cannot fail.
+bool own_contents(pz_variant_t *v);
+
 // Moves `from`'s contents into the record `to` (whose own contents are
 // released), leaving `from` the empty null value. What lives in `from`'s
 // block (a text after the record, a small array's slots) is first copied to
