@@ -328,6 +328,8 @@ const std::vector<Case> cases = {
     MAKE(pz_variant_from_dump_ex(R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr)),
     MAKE(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr)),
     WRITE(pz_variant_to_json(v, PZ_JSON_INDENT), json_read),
+    // Sorting a dictionary's members takes a block of its own.
+    WRITE(pz_variant_to_json(v, PZ_JSON_SORT_KEYS | PZ_JSON_INDENT_TABS), json_read),
     // Long enough that the text's block grows several times.
     Case{"pz_variant_to_json of a long array", [] {
              pz_variant_t *v = long_array();

@@ -1043,5 +1043,6 @@ inline value dict(std::initializer_list<std::pair<std::string_view, value>> entr
 }  // namespace pz
 
 #include "pz_patch.hpp"
+#include "pz_json_options.hpp"
 
 #endif  // PZ_VARIANT_HPP

@@ -1,0 +1,45 @@
+/** @file pz_json_options.hpp
+ * C++ interface to the options of plain JSON (pz_json_options.h):
+ *
+ *     std::string signed_text = pz::to_json(doc, PZ_JSON_CANONICAL);
+ *     std::string for_people = pz::to_json(doc, PZ_JSON_INDENT_WIDTH(4) | PZ_JSON_SORT_KEYS);
+ *
+ * Included by pz_variant.hpp. */
+#ifndef PZ_JSON_OPTIONS_HPP
+#define PZ_JSON_OPTIONS_HPP
+
+#include "pz_variant.hpp"
+
+namespace pz {
+
+/** @addtogroup cpp
+ * @{ */
+
+/** The plain JSON text of `v` written with the writer `flags` of
+ * pz_variant_to_json (PZ_JSON_INDENT_WIDTH(n), PZ_JSON_INDENT_TABS,
+ * PZ_JSON_SORT_KEYS, PZ_JSON_CANONICAL, PZ_JSON_NONFINITE_LITERALS, ...).
+ * Throws pz::error for an empty handle and for a value the flags refuse (nested too
+ * deep or containing itself, a string that is not UTF-8, with
+ * PZ_JSON_CANONICAL a NaN, an infinity or an integer no double holds),
+ * std::bad_alloc when out of memory. */
+inline std::string to_json(const value &v, unsigned flags) {
+    if (v.get() == nullptr) throw error("pzvariant: to_json through an empty handle");
+    char *text = pz_variant_to_json(v.get(), flags);
+    if (text == nullptr) {
+        // Measuring allocates nothing but the room to sort a dictionary's
+        // keys: a value it refuses is refused for what it holds.
+        if (pz_variant_to_json_buf(v.get(), nullptr, 0, flags) == 0) {
+            throw error("pzvariant: to_json of a value these flags cannot write");
+        }
+        throw std::bad_alloc();
+    }
+    std::string out(text);
+    HAL_Free(text);
+    return out;
+}
+
+/** @} */
+
+}  // namespace pz
+
+#endif  // PZ_JSON_OPTIONS_HPP
