@@ -88,8 +88,12 @@ char *pz::json::write_ecmascript(char *out, double value) {
     for (; *p != 'e'; ++p) {
         if (*p != '.') digits[k++] = *p;
     }
+    // The exponent by hand: std::from_chars of an int would add template
+    // instances to the library's exported symbols.
+    const bool below_one = p[1] == '-';
     int exponent = 0;
-    std::from_chars(p + 1 + (p[1] == '+'), end, exponent);
+    for (const char *e = p + 2; e < end; ++e) exponent = exponent * 10 + (*e - '0');
+    if (below_one) exponent = -exponent;
     const int n = exponent + 1;  // digits before the decimal point
     auto put = [&out](const char *from, int count) {
         std::memcpy(out, from, static_cast<size_t>(count));
