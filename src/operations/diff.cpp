@@ -5,7 +5,11 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
+#include "core/record.h"
+#include "operations/copy.h"
+#include "operations/nesting.h"
 #include "operations/walk.h"
 #include "pzvariant/pz_patch.h"
 

@@ -6,7 +6,7 @@
 // takes no reference and allocates nothing.
 #include <cmath>
 
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
 #include "operations/equal.h"
 #include "operations/walk.h"
 

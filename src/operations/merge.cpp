@@ -11,7 +11,10 @@
 // deep or containing itself refuses the walk as a lack of memory does.
 #include <algorithm>
 
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
+#include "core/record.h"
+#include "operations/contents.h"
+#include "operations/copy.h"
 #include "operations/walk.h"
 
 using namespace pz;

@@ -3,7 +3,11 @@
 // which takes them all or none.
 #include <algorithm>
 
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
+#include "core/record.h"
+#include "operations/copy.h"
+#include "operations/nesting.h"
 #include "operations/equal.h"
 #include "operations/patch_tree.h"
 #include "operations/pointer_tokens.h"

@@ -2,6 +2,11 @@
 // and the commit that moves them into the document.
 #include "operations/patch_tree.h"
 
+#include "containers/arrays.h"
+#include "containers/dicts.h"
+#include "core/record.h"
+#include "operations/contents.h"
+#include "operations/copy.h"
 #include "operations/walk.h"
 
 using namespace pz;

@@ -13,7 +13,9 @@
 #ifndef PZ_PATCH_TREE_H
 #define PZ_PATCH_TREE_H
 
-#include "core/variant_internal.h"
+#include "base/pz_array.h"
+#include "base/pz_hash_table.h"
+#include "pzvariant/pz_variant.h"
 
 namespace pz {
 

@@ -6,7 +6,8 @@
 
 #include <cstring>
 
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 
 namespace pz {
 
