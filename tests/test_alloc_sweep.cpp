@@ -246,6 +246,9 @@ pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
     CALL(full_array, none, (varray_add_##name(t, far_from_zero<ctype>(&object)), t)), \
     CALL(sample, none, (vdict_set_##name(t, "new key", far_from_zero<ctype>(&object)), t)),
 
+// A configuration file's text that only the reading flags read.
+constexpr char kConfigText[] = "// settings\n{\"port\": 8080, /* default */ \"hosts\": [\"a\", \"b\",], \"limit\": NaN,}";
+
 // Plain JSON whose strings need decoding and whose members share keys.
 constexpr char kEscapedRecords[] = R"([{"k":"\u00e9\n"},{"k":"a\"b"},{"k":[true,false,null,-1.5e3]}])";
 
@@ -356,6 +359,10 @@ const std::vector<Case> cases = {
              pz_variant_write_msgpack_file(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL);
              return instead(v, ARMED(pz_variant_read_msgpack_file(path.c_str(), nullptr)));
          }},
+    // Read with every reading flag: comments, trailing commas, NaN.
+    MAKE(pz_variant_from_json_opts(kConfigText, sizeof kConfigText - 1,
+                                   PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS | PZ_JSON_READ_NONFINITE |
+                                       PZ_JSON_READ_REFUSE_OVERFLOW, nullptr)),
     // The plain reader's stacks and decoding block grow as they go.
     MAKE(pz_variant_from_json_n(kEscapedRecords, sizeof kEscapedRecords - 1, nullptr)),
     Case{"pz_variant_from_json_n of a long array", [] {

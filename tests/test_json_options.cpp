@@ -145,4 +145,38 @@ TEST_F(JsonOptions, NonFiniteNumbersAsLiteralsOnlyWhenAsked) {
     EXPECT_EQ(pz::to_json(v, PZ_JSON_NONFINITE_LITERALS), "[NaN,Infinity,-Infinity,-Infinity,1.5]");
 }
 
+// ---------------------------------------------------------------------------
+// Reading flags (their cases are in json_cases/with/)
+// ---------------------------------------------------------------------------
+
+TEST_F(JsonOptions, AConfigurationFileWithCommentsReadsUnderTheFlag) {
+    const std::string text = "// service settings\n{\n  \"port\": 8080,  /* the default */\n  \"hosts\": [\"a\", \"b\",],\n}\n";
+    const std::string path = ::testing::TempDir() + "pz_options_config.json";
+    std::ofstream(path) << text;
+    const unsigned flags = PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS;
+    pz_read_error_t why;
+    EXPECT_EQ(pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, &why), nullptr);
+    EXPECT_EQ(why.code, PZ_READ_INVALID_SYNTAX);
+    EXPECT_EQ(why.line, 1u);
+    EXPECT_EQ(pz_variant_read_json_file(path.c_str(), PZ_JSON_READ_COMMENTS, &why), nullptr);
+    EXPECT_EQ(why.code, PZ_READ_TRAILING_COMMA);
+    EXPECT_EQ(why.line, 4u);
+    pz_variant_t *cfg = pz_variant_read_json_file(path.c_str(), flags, &why);
+    EXPECT_EQ(taken(pz_variant_to_json(cfg, 0)), R"({"port":8080,"hosts":["a","b"]})");
+    FILE *stream = std::fopen(path.c_str(), "rb");
+    pz_variant_t *streamed = pz_variant_read_json_stream(stream, flags, nullptr);
+    std::fclose(stream);
+    EXPECT_TRUE(pz_variant_equal(streamed, cfg));
+    EXPECT_EQ(pz::from_json(text, flags), pz::value::borrow(cfg));
+    try {
+        pz::from_json(text, PZ_JSON_READ_TRAILING_COMMAS);
+        ADD_FAILURE() << "read";
+    } catch (const pz::parse_error &e) {
+        EXPECT_EQ(e.code(), PZ_READ_INVALID_SYNTAX);
+        EXPECT_EQ(e.offset(), 0u);
+    }
+    for (pz_variant_t *v : {cfg, streamed}) pz_variant_unref(v);
+    std::remove(path.c_str());
+}
+
 }  // namespace

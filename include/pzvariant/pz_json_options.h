@@ -58,6 +58,56 @@ extern "C" {
  * PZ_JSON_INDENT alone is PZ_JSON_INDENT_WIDTH(2). */
 #define PZ_JSON_INDENT_WIDTH(n) (PZ_JSON_INDENT | ((n) > 8 ? 9u : (n) + 1u) << 8)
 
+/** Reading flags, for the readers below; 0 reads strict JSON as
+ * pz_variant_from_json_n does, and each flag loosens or tightens one rule:
+ * - PZ_JSON_READ_COMMENTS takes comments wherever whitespace may stand:
+ *   from // to the end of the line, and from a slash-star to the next
+ *   star-slash (not nested). One cut off by the end of the text is
+ *   refused as "unexpected end of text".
+ * - PZ_JSON_READ_TRAILING_COMMAS takes one comma after the last element
+ *   of an array or member of an object: [1, 2,] and {"a": 1,}. [,] and
+ *   [1,,] are still refused.
+ * - PZ_JSON_READ_NONFINITE takes the words NaN, Infinity and -Infinity as
+ *   doubles (as PZ_JSON_NONFINITE_LITERALS writes them).
+ * - PZ_JSON_READ_REFUSE_OVERFLOW refuses a number written in digits that
+ *   is past the range of a double (1e400, or an integer of 310 digits),
+ *   which is otherwise read as an infinity of its sign, with
+ *   PZ_READ_OUT_OF_RANGE, "number past the range of a double", at the
+ *   number. (A number below the smallest double still reads as a zero.)
+ *
+ * Macros of unsigned values, as the writer flags above. */
+#define PZ_JSON_READ_COMMENTS 1u
+/** See PZ_JSON_READ_COMMENTS. */
+#define PZ_JSON_READ_TRAILING_COMMAS 2u
+/** See PZ_JSON_READ_COMMENTS. */
+#define PZ_JSON_READ_NONFINITE 4u
+/** See PZ_JSON_READ_COMMENTS. */
+#define PZ_JSON_READ_REFUSE_OVERFLOW 16u
+
+/** As pz_variant_from_json_n, reading the `len` bytes at `text` with the
+ * reading `flags` (PZ_JSON_READ_COMMENTS, ...): a new value (count 1), or
+ * null with `error` (when not null) filled where reading stopped. */
+PZ_API pz_variant_t *pz_variant_from_json_opts(const char *text, size_t len, unsigned flags,
+                                               pz_read_error_t *error);
+
+/** As pz_variant_from_json_prefix, with the reading `flags`: the value at
+ * the front of the `len` bytes at `text`, `*used` the bytes it took
+ * (comments after it included, when they are allowed). */
+PZ_API pz_variant_t *pz_variant_from_json_prefix_opts(const char *text, size_t len, unsigned flags,
+                                                      size_t *used, pz_read_error_t *error);
+
+#ifndef PZ_NO_STDIO
+/** Reads the whole file at `path` as plain JSON with the reading `flags`,
+ * as pz_variant_read_file reads PZ_TEXT_JSON: a configuration file with
+ * comments is read with PZ_JSON_READ_COMMENTS. Null with `error` filled
+ * when it cannot be opened, read or parsed. */
+PZ_API pz_variant_t *pz_variant_read_json_file(const char *path, unsigned flags, pz_read_error_t *error);
+
+/** As pz_variant_read_json_file, reading `stream` from where it stands to
+ * its end; the stream stays open. */
+PZ_API pz_variant_t *pz_variant_read_json_stream(FILE *stream, unsigned flags, pz_read_error_t *error);
+#endif
+
 /** @} */
 
 #ifdef __cplusplus

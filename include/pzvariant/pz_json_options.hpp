@@ -3,6 +3,7 @@
  *
  *     std::string signed_text = pz::to_json(doc, PZ_JSON_CANONICAL);
  *     std::string for_people = pz::to_json(doc, PZ_JSON_INDENT_WIDTH(4) | PZ_JSON_SORT_KEYS);
+ *     pz::value cfg = pz::from_json(text, PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS);
  *
  * Included by pz_variant.hpp. */
 #ifndef PZ_JSON_OPTIONS_HPP
@@ -36,6 +37,16 @@ inline std::string to_json(const value &v, unsigned flags) {
     std::string out(text);
     HAL_Free(text);
     return out;
+}
+
+/** The value a plain JSON text holds, read with the reading `flags`
+ * (PZ_JSON_READ_COMMENTS, PZ_JSON_READ_TRAILING_COMMAS, ...) as
+ * pz_variant_from_json_opts reads it. Throws pz::parse_error when the text
+ * is refused (what(), code(), offset(), line() and column() say why and
+ * where), std::bad_alloc when out of memory. */
+inline value from_json(std::string_view text, unsigned flags) {
+    pz_read_error_t error;
+    return detail::read_result(pz_variant_from_json_opts(text.data(), text.size(), flags, &error), error);
 }
 
 /** @} */

@@ -891,7 +891,9 @@ typedef enum pz_read_code_e {
     PZ_READ_CANNOT_OPEN,         /**< "cannot open file" */
     PZ_READ_CANNOT_READ,         /**< "cannot read file" */
     PZ_READ_NUL_BYTE,            /**< "NUL byte in the text" */
-    PZ_READ_INVALID_ARGUMENT     /**< an argument the reader cannot use, such as "unknown format" */
+    PZ_READ_INVALID_ARGUMENT,    /**< an argument the reader cannot use, such as "unknown format" */
+    PZ_READ_OUT_OF_RANGE         /**< a number past what its kind holds: with PZ_JSON_READ_REFUSE_OVERFLOW
+                                      one past the doubles (pz_json_options.h) */
 } pz_read_code;
 
 /** Where and why an input could not be read. The first two members are
@@ -941,6 +943,8 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * or missing continuation byte, a byte such as 0xFF): such a text is
  * refused with "invalid UTF-8" at the first byte at fault, so that every
  * string read is text that any other reader and writer of JSON accepts.
+ * The reading flags of pz_json_options.h loosen this for comments, trailing
+ * commas and NaN/Infinity, or refuse numbers past the doubles.
  *
  * Where other readers of JSON may differ by design: an integer beyond int64
  * reads as uint64 (up to 18446744073709551615) or, beyond that or below
@@ -1021,7 +1025,8 @@ PZ_API pz_variant_t *pz_variant_from_json_prefix(const char *text, size_t len, s
  * that no text written is invalid JSON; PZ_JSON_ESCAPE_INVALID writes each
  * byte that starts no well-formed sequence as \u00XX of the byte instead.
  * That text is valid JSON, but it does not read back to the same bytes (it
- * reads as the characters U+0080 to U+00FF). */
+ * reads as the characters U+0080 to U+00FF). More flags (indent width,
+ * sorted keys, canonical JSON, NaN literals) are in pz_json_options.h. */
 enum { PZ_JSON_INDENT = 1, PZ_JSON_REFUSE_POINTERS = 2, PZ_JSON_ESCAPE_INVALID = 4 };
 
 /** The plain JSON text of `v` as a new HAL_Malloc block that the caller

@@ -37,6 +37,7 @@ namespace pz {
     X(trailing_comma, PZ_READ_TRAILING_COMMA, "trailing comma")                                \
     X(malformed_number, PZ_READ_INVALID_NUMBER, "malformed number")                            \
     X(leading_zero, PZ_READ_INVALID_NUMBER, "leading zero")                                    \
+    X(number_overflow, PZ_READ_OUT_OF_RANGE, "number past the range of a double")             \
     X(unterminated_string, PZ_READ_UNTERMINATED_STRING, "unterminated string")                 \
     X(malformed_escape, PZ_READ_INVALID_ESCAPE, "malformed escape")                            \
     X(invalid_escape, PZ_READ_INVALID_ESCAPE, "invalid escape")                                \

@@ -7,6 +7,7 @@
 #include "text/json_lexer.h"
 #include "io/key_cache.h"
 #include "io/read_error.h"
+#include "pzvariant/pz_json_options.h"
 #include "containers/arrays.h"
 #include "containers/dicts.h"
 
@@ -78,7 +79,7 @@ void drop_member(member &m) {
 
 class plain_reader {
 public:
-    plain_reader(const char *text, size_t len) : lx_(text, len) {}
+    plain_reader(const char *text, size_t len, unsigned flags = 0) : lx_(text, len, false, flags) {}
 
     // The one value of the whole text.
     pz_variant_t *whole(pz_read_error_t *error) {
@@ -161,7 +162,7 @@ private:
             case 'n': return lx_.literal("null", 4) ? made(new_record(vtype_null)) : nullptr;
             default: break;
         }
-        if (c == '-' || (c >= '0' && c <= '9')) return number();
+        if (lx_.starts_number(c)) return number();
         lx_.unexpected(fault::expected_value);
         return nullptr;
     }
@@ -209,7 +210,7 @@ private:
         if (c != ',') return lx_.unexpected(expected);
         const char *comma = lx_.pos();
         lx_.advance();
-        return lx_.peek() != close || lx_.fail(comma, fault::trailing_comma);
+        return lx_.item_follows(comma, close);
     }
 
     pz_variant_t *array() {
@@ -301,14 +302,23 @@ private:
 extern "C" {
 
 pz_variant_t *pz_variant_from_json_n(const char *text, size_t len, pz_read_error_t *error) {
-    if (text == nullptr) return read_fault(error, fault::no_text, nullptr, 0, 0);
-    return plain_reader(text, len).whole(error);
+    return pz_variant_from_json_opts(text, len, 0, error);
 }
 
 pz_variant_t *pz_variant_from_json_prefix(const char *text, size_t len, size_t *used, pz_read_error_t *error) {
+    return pz_variant_from_json_prefix_opts(text, len, 0, used, error);
+}
+
+pz_variant_t *pz_variant_from_json_opts(const char *text, size_t len, unsigned flags, pz_read_error_t *error) {
+    if (text == nullptr) return read_fault(error, fault::no_text, nullptr, 0, 0);
+    return plain_reader(text, len, flags).whole(error);
+}
+
+pz_variant_t *pz_variant_from_json_prefix_opts(const char *text, size_t len, unsigned flags, size_t *used,
+                                               pz_read_error_t *error) {
     if (used != nullptr) *used = 0;
     if (text == nullptr) return read_fault(error, fault::no_text, nullptr, 0, 0);
-    return plain_reader(text, len).prefix(used, error);
+    return plain_reader(text, len, flags).prefix(used, error);
 }
 
 pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error) {
