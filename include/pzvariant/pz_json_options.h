@@ -75,14 +75,16 @@ extern "C" {
  *   PZ_READ_OUT_OF_RANGE, "number past the range of a double", at the
  *   number. (A number below the smallest double still reads as a zero.)
  *
- * Macros of unsigned values, as the writer flags above. */
-#define PZ_JSON_READ_COMMENTS 1u
+ * Macros of unsigned values, as the writer flags above. The event reader
+ * of plain JSON (pz_events_read_json) takes them too, beside
+ * PZ_EVENTS_PREFIX. */
+#define PZ_JSON_READ_COMMENTS 0x100u
 /** See PZ_JSON_READ_COMMENTS. */
-#define PZ_JSON_READ_TRAILING_COMMAS 2u
+#define PZ_JSON_READ_TRAILING_COMMAS 0x200u
 /** See PZ_JSON_READ_COMMENTS. */
-#define PZ_JSON_READ_NONFINITE 4u
+#define PZ_JSON_READ_NONFINITE 0x400u
 /** See PZ_JSON_READ_COMMENTS. */
-#define PZ_JSON_READ_REFUSE_OVERFLOW 16u
+#define PZ_JSON_READ_REFUSE_OVERFLOW 0x1000u
 
 /** As pz_variant_from_json_n, reading the `len` bytes at `text` with the
  * reading `flags` (PZ_JSON_READ_COMMENTS, ...): a new value (count 1), or

@@ -1226,5 +1226,6 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 
 #include "pz_patch.h"
 #include "pz_json_options.h"
+#include "pz_events.h"
 
 #endif /* PZ_VARIANT_H */

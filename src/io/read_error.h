@@ -66,7 +66,8 @@ namespace pz {
     X(out_of_memory, PZ_READ_OUT_OF_MEMORY, "out of memory")                                   \
     X(cannot_open, PZ_READ_CANNOT_OPEN, "cannot open file")                                    \
     X(cannot_read, PZ_READ_CANNOT_READ, "cannot read file")                                    \
-    X(unknown_format, PZ_READ_INVALID_ARGUMENT, "unknown format")
+    X(unknown_format, PZ_READ_INVALID_ARGUMENT, "unknown format")                              \
+    X(no_events, PZ_READ_INVALID_ARGUMENT, "no callbacks")
 
 enum class fault : uint8_t {
 #define PZ_FAULT_NAME(name, code, reason) name,
