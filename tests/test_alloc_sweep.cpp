@@ -249,6 +249,8 @@ pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
 // A configuration file's text that only the reading flags read.
 constexpr char kConfigText[] = "// settings\n{\"port\": 8080, /* default */ \"hosts\": [\"a\", \"b\",], \"limit\": NaN,}";
 
+constexpr char kDuplicateText[] = R"({"a": [1, {"x": "y"}], "b": "text", "a": 3})";
+
 // Plain JSON whose strings need decoding and whose members share keys.
 constexpr char kEscapedRecords[] = R"([{"k":"\u00e9\n"},{"k":"a\"b"},{"k":[true,false,null,-1.5e3]}])";
 
@@ -362,7 +364,9 @@ const std::vector<Case> cases = {
     // Read with every reading flag: comments, trailing commas, NaN.
     MAKE(pz_variant_from_json_opts(kConfigText, sizeof kConfigText - 1,
                                    PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS | PZ_JSON_READ_NONFINITE |
-                                       PZ_JSON_READ_REFUSE_OVERFLOW, nullptr)),
+                                       PZ_JSON_READ_REFUSE_OVERFLOW | PZ_JSON_READ_REFUSE_DUPLICATES, nullptr)),
+    // Refused at a duplicate key, after the members before it were made.
+    MAKE(pz_variant_from_json_opts(kDuplicateText, sizeof kDuplicateText - 1, PZ_JSON_READ_REFUSE_DUPLICATES, nullptr)),
     // The plain reader's stacks and decoding block grow as they go.
     MAKE(pz_variant_from_json_n(kEscapedRecords, sizeof kEscapedRecords - 1, nullptr)),
     Case{"pz_variant_from_json_n of a long array", [] {

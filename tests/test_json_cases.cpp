@@ -117,7 +117,8 @@ void check_flag_folder(const char *flag, unsigned flags) {
 // sanitizer catches a read past the end, which a terminated text hides.
 TEST_F(JsonCases, ReadsNoByteBeyondTheLengthItIsGiven) {
     for (const char *folder : {"accept", "refuse", "implementation-defined", "with/comments",
-                               "with/trailing_commas", "with/nonfinite", "with/refuse_overflow"}) {
+                               "with/trailing_commas", "with/nonfinite", "with/refuse_overflow",
+                               "with/refuse_duplicates"}) {
         for (const auto &entry : fs::directory_iterator(fs::path(PZ_JSON_CASES_DIR) / folder)) {
             const std::string text = slurp(entry.path());
             if (entry.path().extension() != ".json" || text.size() > 400) continue;
@@ -127,7 +128,8 @@ TEST_F(JsonCases, ReadsNoByteBeyondTheLengthItIsGiven) {
                 std::memcpy(exact.get(), text.data(), len);
                 // Strict, and with every reading flag.
                 for (const unsigned flags : {0u, PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS |
-                                                     PZ_JSON_READ_NONFINITE | PZ_JSON_READ_REFUSE_OVERFLOW}) {
+                                                     PZ_JSON_READ_NONFINITE | PZ_JSON_READ_REFUSE_OVERFLOW |
+                                                     PZ_JSON_READ_REFUSE_DUPLICATES}) {
                     pz_read_error_t error;
                     pz_variant_t *v = pz_variant_from_json_opts(exact.get(), len, flags, &error);
                     EXPECT_TRUE(v != nullptr || (error.offset <= len && error.line > 0)) << len;
@@ -144,6 +146,9 @@ TEST_F(JsonCases, TheParsersOwnChoicesComeOutAsPinned) { check_folder("implement
 TEST_F(JsonCases, CommentsReadUnderTheirFlag) { check_flag_folder("comments", PZ_JSON_READ_COMMENTS); }
 TEST_F(JsonCases, TrailingCommasReadUnderTheirFlag) { check_flag_folder("trailing_commas", PZ_JSON_READ_TRAILING_COMMAS); }
 TEST_F(JsonCases, NonFiniteLiteralsReadUnderTheirFlag) { check_flag_folder("nonfinite", PZ_JSON_READ_NONFINITE); }
+TEST_F(JsonCases, DuplicateKeysRefusedUnderTheFlag) {
+    check_flag_folder("refuse_duplicates", PZ_JSON_READ_REFUSE_DUPLICATES);
+}
 TEST_F(JsonCases, NumbersPastTheDoublesRefusedUnderTheFlag) {
     check_flag_folder("refuse_overflow", PZ_JSON_READ_REFUSE_OVERFLOW);
 }

@@ -69,6 +69,11 @@ extern "C" {
  *   [1,,] are still refused.
  * - PZ_JSON_READ_NONFINITE takes the words NaN, Infinity and -Infinity as
  *   doubles (as PZ_JSON_NONFINITE_LITERALS writes them).
+ * - PZ_JSON_READ_REFUSE_DUPLICATES refuses an object that holds a key
+ *   twice (after decoding: "a" and "\u0061" are one key), with
+ *   PZ_READ_DUPLICATE_KEY at the second and the key in the reason
+ *   (duplicate key "port"), where by default the later member takes the
+ *   first one's place.
  * - PZ_JSON_READ_REFUSE_OVERFLOW refuses a number written in digits that
  *   is past the range of a double (1e400, or an integer of 310 digits),
  *   which is otherwise read as an infinity of its sign, with
@@ -83,6 +88,8 @@ extern "C" {
 #define PZ_JSON_READ_TRAILING_COMMAS 0x200u
 /** See PZ_JSON_READ_COMMENTS. */
 #define PZ_JSON_READ_NONFINITE 0x400u
+/** See PZ_JSON_READ_COMMENTS. */
+#define PZ_JSON_READ_REFUSE_DUPLICATES 0x800u
 /** See PZ_JSON_READ_COMMENTS. */
 #define PZ_JSON_READ_REFUSE_OVERFLOW 0x1000u
 

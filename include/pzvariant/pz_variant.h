@@ -892,8 +892,9 @@ typedef enum pz_read_code_e {
     PZ_READ_CANNOT_READ,         /**< "cannot read file" */
     PZ_READ_NUL_BYTE,            /**< "NUL byte in the text" */
     PZ_READ_INVALID_ARGUMENT,    /**< an argument the reader cannot use, such as "unknown format" */
-    PZ_READ_OUT_OF_RANGE         /**< a number past what its kind holds: with PZ_JSON_READ_REFUSE_OVERFLOW
+    PZ_READ_OUT_OF_RANGE,        /**< a number past what its kind holds: with PZ_JSON_READ_REFUSE_OVERFLOW
                                       one past the doubles (pz_json_options.h) */
+    PZ_READ_DUPLICATE_KEY        /**< "duplicate key" and the key, with PZ_JSON_READ_REFUSE_DUPLICATES */
 } pz_read_code;
 
 /** Where and why an input could not be read. The first two members are
@@ -944,7 +945,8 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * refused with "invalid UTF-8" at the first byte at fault, so that every
  * string read is text that any other reader and writer of JSON accepts.
  * The reading flags of pz_json_options.h loosen this for comments, trailing
- * commas and NaN/Infinity, or refuse numbers past the doubles.
+ * commas and NaN/Infinity, or refuse duplicate keys and numbers past the
+ * doubles.
  *
  * Where other readers of JSON may differ by design: an integer beyond int64
  * reads as uint64 (up to 18446744073709551615) or, beyond that or below

@@ -52,6 +52,7 @@ namespace pz {
     X(empty_key, PZ_READ_INVALID_KEY, "an empty key")                                          \
     X(nul_in_key, PZ_READ_INVALID_KEY, "a key holds a NUL byte")                               \
     X(key_not_string, PZ_READ_INVALID_KEY, "a key that is not a string")                       \
+    X(duplicate_key, PZ_READ_DUPLICATE_KEY, "duplicate key")                                   \
     X(too_deep, PZ_READ_TOO_DEEP, "nested too deep")                                           \
     X(string_too_long, PZ_READ_TOO_LARGE, "string too long")                                   \
     X(bytes_too_long, PZ_READ_TOO_LARGE, "bytes too long")                                     \
@@ -87,6 +88,12 @@ pz_variant_t *read_fault(pz_read_error_t *error, fault f, const char *text, size
 
 // As read_fault, for input that is not text (line and column are 0).
 pz_variant_t *read_fault_binary(pz_read_error_t *error, fault f, size_t offset);
+
+// Adds to the reason in `error` (when not null) the name the fault is
+// about, quoted: `duplicate key "port"`. A name too long for the record is
+// cut at a character's start, and one `cut` before already, marked so with
+// "...".
+void name_in_reason(pz_read_error_t *error, const char *name, size_t len, bool cut = false);
 
 // Marks `error` (when not null) as read: PZ_READ_OK, reason "", offset,
 // line and column 0.

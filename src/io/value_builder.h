@@ -17,6 +17,7 @@ struct member {
     pz_string_t *key;
     pz_variant_t *value;
     uint32_t hash;
+    size_t at;  // where the key stands in the input
 };
 
 // A container open around the events: where its items start on the
@@ -43,6 +44,11 @@ public:
     // With `nil_slots`, a null inside an array is an empty slot (as
     // MessagePack's nil reads) rather than a value of the null kind.
     explicit value_builder(bool nil_slots = false) : nil_slots_(nil_slots) {}
+
+    // From now on a dictionary whose text holds a key twice is refused at
+    // the second, the key named in the reason, where by default the later
+    // member takes the first one's place.
+    void refuse_duplicate_keys() { unique_keys_ = true; }
     value_builder(const value_builder &) = delete;
     value_builder &operator=(const value_builder &) = delete;
     ~value_builder();
@@ -89,7 +95,7 @@ private:
             return true;
         }
         if (!in_dict_) return values_.push(v) || refuse(fault::out_of_memory, at);
-        const build::member m{pending_key_, v, pending_hash_};
+        const build::member m{pending_key_, v, pending_hash_, pending_at_};
         pending_key_ = nullptr;
         return members_.push(m) || refuse(fault::out_of_memory, at);
     }
@@ -100,8 +106,10 @@ private:
     read_stack<build::level, build::drop_level> levels_;
     pz_string_t *pending_key_ = nullptr;  // given, its value not yet
     uint32_t pending_hash_ = 0;
+    size_t pending_at_ = 0;
     bool in_dict_ = false;  // the innermost container open is a dictionary
     bool nil_slots_;
+    bool unique_keys_ = false;
     pz_variant_t *root_ = nullptr;
 };
 

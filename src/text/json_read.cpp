@@ -18,6 +18,7 @@ pz_variant_t *read_value(const char *text, size_t len, bool prefix, unsigned fla
     if (used != nullptr) *used = 0;
     if (text == nullptr) return read_fault(error, fault::no_text, nullptr, 0, 0);
     value_builder values;
+    if ((flags & PZ_JSON_READ_REFUSE_DUPLICATES) != 0) values.refuse_duplicate_keys();
     const size_t taken = json::read(text, len, prefix, values, flags);
     if (used != nullptr) *used = taken;
     values.report(error, text, len);
