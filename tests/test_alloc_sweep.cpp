@@ -249,6 +249,9 @@ pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
 // A configuration file's text that only the reading flags read.
 constexpr char kConfigText[] = "// settings\n{\"port\": 8080, /* default */ \"hosts\": [\"a\", \"b\",], \"limit\": NaN,}";
 
+// A dump of every kind the strict reader reads, an empty slot included.
+constexpr char kStrictDump[] = R"({"dict":{"a":{"array":[{"int8":-1},{},{"uint64":18446744073709551615},)"
+                               R"({"double":-0},{"bytes":"00ff"},{"string":"x\u0000y"}]},"b":{"null":null}}})";
 constexpr char kDuplicateText[] = R"({"a": [1, {"x": "y"}], "b": "text", "a": 3})";
 
 // Plain JSON whose strings need decoding and whose members share keys.
@@ -377,6 +380,7 @@ const std::vector<Case> cases = {
              return instead(v, got);
          }},
     Case{"pz_variant_from_dump", read_back<sample>},
+    MAKE(pz_variant_from_dump_strict(kStrictDump, sizeof kStrictDump - 1, nullptr)),
     Case{"pz_variant_from_dump of a long array", read_back<long_array>},
 };
 

@@ -861,7 +861,9 @@ PZ_API int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t ma
  * the wrong kind, an unknown name or unreadable hex gives null for that
  * value, and inside an array or dictionary it is left out. Duplicate keys:
  * the last wins. Null for a null text, one that is not JSON, or one that
- * describes no readable value. */
+ * describes no readable value. pz_variant_from_dump_strict
+ * (pz_dump_strict.h) refuses, with place and reason, what this leaves out
+ * or wraps. */
 PZ_API pz_variant_t *pz_variant_from_dump(const char *dump);
 
 /** What stopped a read, for a program to switch on; the reason text says
@@ -1228,6 +1230,7 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 
 #include "pz_patch.h"
 #include "pz_json_options.h"
+#include "pz_dump_strict.h"
 #include "pz_events.h"
 
 #endif /* PZ_VARIANT_H */

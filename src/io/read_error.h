@@ -63,6 +63,8 @@ namespace pz {
     X(kind_mismatch, PZ_READ_INVALID_KIND, "value does not match its kind")                    \
     X(pointer_not_read, PZ_READ_INVALID_KIND, "a pointer is not read back")                    \
     X(bytes_not_hex, PZ_READ_INVALID_KIND, "bytes not in hex digits")                          \
+    X(number_not_of_kind, PZ_READ_OUT_OF_RANGE, "number its kind cannot hold")                 \
+    X(typed_extra_member, PZ_READ_INVALID_KIND, "a typed object of more than one member")      \
     /* the machine and the caller */                                                           \
     X(out_of_memory, PZ_READ_OUT_OF_MEMORY, "out of memory")                                   \
     X(cannot_open, PZ_READ_CANNOT_OPEN, "cannot open file")                                    \

@@ -73,6 +73,7 @@ public:
             std::memcpy(name_, name, kept);
             name_len_ = kept;
             name_cut_ = kept < len;
+            named_ = true;
         }
         return refuse(f, at);
     }
@@ -86,6 +87,7 @@ public:
         std::memcpy(name_, other.name_, other.name_len_);
         name_len_ = other.name_len_;
         name_cut_ = other.name_cut_;
+        named_ = other.named_;
         return false;
     }
     // The caller asked to end the read, which is not a fault; false.
@@ -125,7 +127,7 @@ public:
         } else {
             read_fault_binary(error, why_, at_);
         }
-        if (name_len_ > 0 || name_cut_) name_in_reason(error, name_, name_len_, name_cut_);
+        if (named_) name_in_reason(error, name_, name_len_, name_cut_);
     }
 
 private:
@@ -136,6 +138,7 @@ private:
     char name_[64];  // what the fault is about, its first bytes
     size_t name_len_ = 0;
     bool name_cut_ = false;
+    bool named_ = false;
 };
 
 }  // namespace pz

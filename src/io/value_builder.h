@@ -66,6 +66,12 @@ public:
     void forget_key();
 
     bool scalar(const pz_variant_t &record, size_t at);
+    // An empty slot of the array open (the typed dump's {}); refused as no
+    // typed object anywhere else.
+    bool empty_slot(size_t at) {
+        if (!value_fits(at)) return false;
+        return depth() > 0 && !in_dict_ ? place(nullptr, at) : refuse(fault::not_typed_object, at);
+    }
     bool text(char vt, const char *bytes, size_t len, size_t at);
     // A value the reader made itself (taken over, null when it could not
     // be made).

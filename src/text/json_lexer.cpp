@@ -115,6 +115,25 @@ bool lexer::bad_literal(const char *word) {
     return fail(p_, fault::invalid_literal);
 }
 
+// Past the comment at `p_` ("//" or "/*" there): the end of its line, or
+// its closing "*/"; false (the fault recorded, the cursor at the end) when
+// the text ends before a block comment closes.
+bool lexer::skip_comment() {
+    if (p_[1] == '/') {
+        const auto *line_end = static_cast<const char *>(std::memchr(p_ + 2, '\n', static_cast<size_t>(end_ - p_ - 2)));
+        p_ = line_end != nullptr ? line_end : end_;
+        return true;
+    }
+    for (const char *close = p_ + 2; close + 1 < end_; ++close) {
+        if (close[0] == '*' && close[1] == '/') {
+            p_ = close + 2;
+            return true;
+        }
+    }
+    p_ = end_;
+    return fail(end_, fault::end_of_text);
+}
+
 // Comments between tokens, where they are allowed: from // to the end of
 // the line, and from /* to */. One cut by the end of the text is refused
 // as cut short; a '/' that starts no comment is left for the caller to
@@ -122,25 +141,12 @@ bool lexer::bad_literal(const char *word) {
 int lexer::peek_past_comments() {
     while (p_ < end_ && *p_ == '/') {
         if (end_ - p_ < 2) {
-            fail(end_, fault::end_of_text);
             p_ = end_;
+            fail(end_, fault::end_of_text);
             return -1;
         }
-        if (p_[1] == '/') {
-            const auto *line_end = static_cast<const char *>(std::memchr(p_ + 2, '\n', static_cast<size_t>(end_ - p_ - 2)));
-            p_ = line_end != nullptr ? line_end : end_;
-        } else if (p_[1] == '*') {
-            const char *close = p_ + 2;
-            while (close + 1 < end_ && !(close[0] == '*' && close[1] == '/')) ++close;
-            if (close + 1 >= end_) {
-                fail(end_, fault::end_of_text);
-                p_ = end_;
-                return -1;
-            }
-            p_ = close + 2;
-        } else {
-            break;
-        }
+        if (p_[1] != '/' && p_[1] != '*') break;
+        if (!skip_comment()) return -1;
         while (p_ < end_ && is_space(*p_)) ++p_;
     }
     return p_ < end_ ? static_cast<unsigned char>(*p_) : -1;
@@ -163,7 +169,6 @@ bool lexer::nonfinite_number(const char *start, number_token *out) {
 bool lexer::real_number(const char *start, number_token *out) {
     const bool negative = *start == '-';
     const char *p = start + negative;
-    if (nonfinite_ && p < end_ && (*p == 'N' || *p == 'I')) return nonfinite_number(start, out);
     auto digits = [&] {
         const char *first = p;
         while (p < end_ && is_digit(*p)) ++p;

@@ -150,6 +150,7 @@ private:
     bool nonfinite_number(const char *start, number_token *out);
     bool bad_literal(const char *word);
     int peek_past_comments();
+    bool skip_comment();
 
     const char *begin_;
     const char *p_;
@@ -213,6 +214,7 @@ inline bool lexer::number(number_token *out) {
     // Up to 19 digits fit 64 bits whatever they are; the rest, a fraction,
     // an exponent and every fault take the general path.
     const char *digits = p_ + (*p_ == '-');
+    if (nonfinite_ && digits < end_ && (*digits == 'N' || *digits == 'I')) return nonfinite_number(p_, out);
     const char *p = digits;
     uint64_t magnitude = 0;
     while (p < end_ && p - digits < 19 && static_cast<unsigned>(*p - '0') <= 9) {
