@@ -35,7 +35,7 @@ extern "C" {
  *   ("value does not match its kind"), bytes not in hex digits;
  * - a typed object of more than one member, a value that is no typed
  *   object, text after the value, a raw NUL byte anywhere
- *   (PZ_READ_NUL_BYTE; the dump writes \u0000), and whatever strict JSON
+ *   (PZ_READ_NUL_BYTE; the dump writes `\u0000`), and whatever strict JSON
  *   refuses (as pz_variant_from_json_n gives it, except that strings keep
  *   raw control bytes and bytes that are not UTF-8, as the dump's writer
  *   leaves them).

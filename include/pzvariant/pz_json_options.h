@@ -28,9 +28,9 @@ extern "C" {
  * - PZ_JSON_CANONICAL writes the canonical form of RFC 8785 (the JSON
  *   Canonicalization Scheme), for hashing and signing: no whitespace (any
  *   indent flag is ignored), members sorted by their keys' UTF-16 code
- *   units, strings escaped only where JSON must (\\b \\t \\n \\f \\r \\" \\\\
- *   and \\u00xx for the other control characters), every number as
- *   ECMAScript writes a double (1e+21, 1e-7, 0.000001, 333333333.3333333,
+ *   units, strings escaped only where JSON must (`\b` `\t` `\n` `\f`
+ *   `\r` `\"` `\\` and `\u00xx` for the other control characters), every
+ *   number as ECMAScript writes a double (1e+21, 1e-7, 0.000001, 333333333.3333333,
  *   -0 as 0). The scheme knows only doubles: an integer of any kind is
  *   written as the double nearest to it, so one past 2^53 may change
  *   (9007199254740993 is written 9007199254740992), as every reader of the

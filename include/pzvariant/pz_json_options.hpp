@@ -25,18 +25,8 @@ namespace pz {
  * std::bad_alloc when out of memory. */
 inline std::string to_json(const value &v, unsigned flags) {
     if (v.get() == nullptr) throw error("pzvariant: to_json through an empty handle");
-    char *text = pz_variant_to_json(v.get(), flags);
-    if (text == nullptr) {
-        // Measuring allocates nothing but the room to sort a dictionary's
-        // keys: a value it refuses is refused for what it holds.
-        if (pz_variant_to_json_buf(v.get(), nullptr, 0, flags) == 0) {
-            throw error("pzvariant: to_json of a value these flags cannot write");
-        }
-        throw std::bad_alloc();
-    }
-    std::string out(text);
-    HAL_Free(text);
-    return out;
+    detail::collector<std::string> text;
+    return text.take(pz_variant_to_json_callback_ex(v.get(), text.chunk, &text, flags), "to_json");
 }
 
 /** The value a plain JSON text holds, read with the reading `flags`

@@ -683,7 +683,9 @@ typedef enum pz_path_status_e {
                                 cannot replace itself) or an empty key on the way */
     PZ_PATH_BLOCKED,       /**< a step names a value that is not a container, or an array element
                                 that is not there */
-    PZ_PATH_OUT_OF_MEMORY  /**< out of memory */
+    PZ_PATH_OUT_OF_MEMORY, /**< out of memory */
+    PZ_PATH_MISSING        /**< a lookup found nothing: a missing key, an index past the end, an
+                                empty slot (pz_variant_path_find_ex only) */
 } pz_path_status;
 
 /** Stores `value` where `pointer` names inside `root`; the container takes
@@ -907,6 +909,7 @@ typedef struct pz_read_error_s {
     pz_read_code code; /**< the reason as a code; PZ_READ_OK when the input was read */
     size_t line;       /**< the line of `offset`, from 1; 0 for binary input and when read */
     size_t column;     /**< its column in characters (UTF-8 sequences), from 1; 0 as for line */
+    int sys_errno;     /**< the system's errno for PZ_READ_CANNOT_OPEN and PZ_READ_CANNOT_READ, else 0 */
 } pz_read_error_t;
 
 /** As pz_variant_from_dump, and when `error` is not null it receives why
@@ -982,8 +985,8 @@ PZ_API pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *err
  * ':'", "expected ',' or ']'", "expected ',' or '}'", "invalid literal",
  * "trailing comma" (at the comma), "malformed number", "leading zero",
  * "unterminated string" (at the raw line break that leaves it open),
- * "invalid escape" (such as \q), "malformed escape" (\u without four hex
- * digits), "lone surrogate", "control character in a string", "control
+ * "invalid escape" (such as `\q`), "malformed escape" (`\u` without four
+ * hex digits), "lone surrogate", "control character in a string", "control
  * character outside a string", "NUL byte in the text", "invalid UTF-8",
  * "an empty key", "a key holds a NUL byte", "nested too deep", "string too
  * long" and "out of memory". The reader keeps no state between calls and
@@ -1027,7 +1030,7 @@ PZ_API pz_variant_t *pz_variant_from_json_prefix(const char *text, size_t len, s
  * value holding a pointer kind fail instead of writing null for it.
  * A string (or key) that is not well-formed UTF-8 makes the value fail, so
  * that no text written is invalid JSON; PZ_JSON_ESCAPE_INVALID writes each
- * byte that starts no well-formed sequence as \u00XX of the byte instead.
+ * byte that starts no well-formed sequence as `\u00XX` of the byte instead.
  * That text is valid JSON, but it does not read back to the same bytes (it
  * reads as the characters U+0080 to U+00FF). More flags (indent width,
  * sorted keys, canonical JSON, NaN literals) are in pz_json_options.h. */
@@ -1228,6 +1231,11 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 }
 #endif
 
+/* Features in headers of their own. */
+#include "pz_status.h"
+#include "pz_hash.h"
+#include "pz_dump_n.h"
+#include "pz_buffers.h"
 #include "pz_patch.h"
 #include "pz_json_options.h"
 #include "pz_dump_strict.h"

@@ -1,8 +1,10 @@
 // MessagePack to and from files and streams, apart from the rest so that a
 // port without stdio can leave this file out (and define PZ_NO_STDIO).
+#include <cerrno>
 #include <cstdio>
 
 #include "binary/msgpack.h"
+#include "io/file_io.h"
 #include "io/read_error.h"
 #include "pzvariant/hal/pz_hal.h"
 
@@ -24,20 +26,29 @@ bool pz_variant_write_msgpack_stream(const pz_variant_t *v, FILE *stream, unsign
 }
 
 bool pz_variant_write_msgpack_file(const pz_variant_t *v, const char *path, unsigned flags) {
-    if (path == nullptr) return false;
+    return pz_variant_write_msgpack_file_ex(v, path, flags, nullptr) == PZ_STATUS_OK;
+}
+
+pz_status pz_variant_write_msgpack_file_ex(const pz_variant_t *v, const char *path, unsigned flags,
+                                           int *sys_errno) {
+    if (sys_errno != nullptr) *sys_errno = 0;
+    if (v == nullptr) return PZ_STATUS_NO_VALUE;
+    if (path == nullptr) return PZ_STATUS_INVALID_ARGUMENT;
     // The bytes first, so that a value that cannot be written leaves the
     // file as it was.
+    pz::out_sink out;
+    pz_status why = PZ_STATUS_OK;
+    if (!pz::msgpack::write(v, flags, out, &why)) return why;
     size_t len = 0;
-    uint8_t *bytes = pz_variant_to_msgpack(v, flags, &len);
-    if (bytes == nullptr) return false;
-    FILE *stream = std::fopen(path, "wb");
-    const bool written = stream != nullptr && std::fwrite(bytes, 1, len, stream) == len;
+    char *bytes = out.take(&len);
+    if (bytes == nullptr) return PZ_STATUS_OUT_OF_MEMORY;
+    const pz_status status = pz::write_whole_file(path, bytes, len, false, sys_errno);
     HAL_Free(bytes);
-    return stream != nullptr && std::fclose(stream) == 0 && written;
+    return status;
 }
 
 pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_t *error) {
-    if (stream == nullptr) return pz::read_fault_binary(error, pz::fault::cannot_read, 0);
+    if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_read, EINVAL);
     // The whole rest of the stream, gathered in the sink's growing block.
     pz::out_sink all;
     size_t got = 0;
@@ -45,7 +56,7 @@ pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_t *erro
         got = std::fread(all.room(pz::out_sink::kChunk), 1, pz::out_sink::kChunk, stream);
         all.commit(got);
     } while (got == pz::out_sink::kChunk);
-    if (std::ferror(stream)) return pz::read_fault_binary(error, pz::fault::cannot_read, 0);
+    if (std::ferror(stream)) return pz::read_fault_system(error, pz::fault::cannot_read, errno);
     size_t len = 0;
     char *bytes = all.take(&len);
     if (bytes == nullptr) return pz::read_fault_binary(error, pz::fault::out_of_memory, 0);
@@ -55,8 +66,8 @@ pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_t *erro
 }
 
 pz_variant_t *pz_variant_read_msgpack_file(const char *path, pz_read_error_t *error) {
-    FILE *stream = path != nullptr ? std::fopen(path, "rb") : nullptr;
-    if (stream == nullptr) return pz::read_fault_binary(error, pz::fault::cannot_open, 0);
+    FILE *stream = pz::open_file(path, "rb");
+    if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_open, errno);
     pz_variant_t *v = pz_variant_read_msgpack_stream(stream, error);
     std::fclose(stream);
     return v;

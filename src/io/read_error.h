@@ -91,6 +91,10 @@ pz_variant_t *read_fault(pz_read_error_t *error, fault f, const char *text, size
 // As read_fault, for input that is not text (line and column are 0).
 pz_variant_t *read_fault_binary(pz_read_error_t *error, fault f, size_t offset);
 
+// As read_fault_binary at offset 0, for a file that could not be opened or
+// read: `sys_errno` is the system's reason.
+pz_variant_t *read_fault_system(pz_read_error_t *error, fault f, int sys_errno);
+
 // Adds to the reason in `error` (when not null) the name the fault is
 // about, quoted: `duplicate key "port"`. A name too long for the record is
 // cut at a character's start, and one `cut` before already, marked so with

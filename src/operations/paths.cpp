@@ -8,6 +8,30 @@ using namespace pz;
 
 namespace {
 
+// Why a path to a pointer's tokens cannot be decoded.
+pz_path_status decode_status(const pointer_tokens &tokens) {
+    return tokens.status() == pointer_tokens::no_memory ? PZ_PATH_OUT_OF_MEMORY : PZ_PATH_INVALID;
+}
+
+// Down the path from `root` to the value found, or why there is none: at
+// which step, and the last value reached.
+pz_path_status find(const pz_variant_t *root, pointer_tokens &tokens, pz_variant_t **found, size_t *at) {
+    // The root itself (pointer "") comes back without const, as strchr's
+    // result does.
+    *found = const_cast<pz_variant_t *>(root);
+    for (const char *token = tokens.next(); token != nullptr; token = tokens.next()) {
+        *at = tokens.taken();
+        if (dict_of(*found) == nullptr && array_of(*found) == nullptr) return PZ_PATH_BLOCKED;
+        pz_variant_t *next = child_at_token(*found, token);
+        if (next == nullptr) return PZ_PATH_MISSING;
+        *found = next;
+    }
+    *at = 0;
+    return PZ_PATH_OK;
+}
+
+pz_path_status set(pz_variant_t *root, pointer_tokens &tokens, pz_variant_t *value);
+
 // ---------------------------------------------------------------------------
 // Storing
 // ---------------------------------------------------------------------------
@@ -59,28 +83,8 @@ pz_path_status make_chain(pointer_tokens &tokens, pz_variant_t *value, pz_varian
     return status;
 }
 
-}  // namespace
-
-extern "C" {
-
-pz_variant_t *pz_variant_path_find(const pz_variant_t *root, const char *pointer) {
-    pointer_tokens tokens(pointer);
-    if (root == nullptr || tokens.status() != pointer_tokens::ok) return nullptr;
-    // The root itself (pointer "") comes back without const, as strchr's
-    // result does.
-    pz_variant_t *v = const_cast<pz_variant_t *>(root);
-    for (const char *token = tokens.next(); token != nullptr && v != nullptr; token = tokens.next()) {
-        v = child_at_token(v, token);
-    }
-    return v;
-}
-
-pz_path_status pz_variant_path_set(pz_variant_t *root, const char *pointer, pz_variant_t *value) {
-    if (root == nullptr || value == nullptr) return PZ_PATH_INVALID;
-    pointer_tokens tokens(pointer);
-    if (tokens.status() != pointer_tokens::ok || tokens.count() == 0) {
-        return tokens.status() == pointer_tokens::no_memory ? PZ_PATH_OUT_OF_MEMORY : PZ_PATH_INVALID;
-    }
+// Stores `value` (the caller's reference kept) where the tokens name.
+pz_path_status set(pz_variant_t *root, pointer_tokens &tokens, pz_variant_t *value) {
     // Down the part of the path that exists, to the container that gets
     // the new entry: either the last token's, or the first missing key's.
     pz_variant_t *parent = root;
@@ -96,6 +100,40 @@ pz_path_status pz_variant_path_set(pz_variant_t *root, const char *pointer, pz_v
     pz_variant_t *chain;
     const pz_path_status made = make_chain(tokens, value, &chain);
     return made == PZ_PATH_OK ? store_moved(parent, token, chain) : made;
+}
+
+}  // namespace
+
+extern "C" {
+
+pz_variant_t *pz_variant_path_find(const pz_variant_t *root, const char *pointer) {
+    pz_variant_t *found = nullptr;
+    return pz_variant_path_find_ex(root, pointer, pz_strlen(pointer), &found, nullptr) == PZ_PATH_OK ? found : nullptr;
+}
+
+pz_path_status pz_variant_path_find_ex(const pz_variant_t *root, const char *pointer, size_t len,
+                                       pz_variant_t **found, size_t *step) {
+    size_t at = 0;
+    pointer_tokens tokens(pointer, len);
+    pz_variant_t *v = nullptr;
+    const pz_path_status status = tokens.status() != pointer_tokens::ok ? decode_status(tokens)
+                                  : root == nullptr                       ? PZ_PATH_MISSING
+                                                                          : find(root, tokens, &v, &at);
+    if (step != nullptr) *step = at;
+    const bool reached = status == PZ_PATH_OK || status == PZ_PATH_MISSING || status == PZ_PATH_BLOCKED;
+    if (reached && found != nullptr) *found = v;
+    return status;
+}
+
+pz_path_status pz_variant_path_set(pz_variant_t *root, const char *pointer, pz_variant_t *value) {
+    return pz_variant_path_set_ex(root, pointer, pz_strlen(pointer), value);
+}
+
+pz_path_status pz_variant_path_set_ex(pz_variant_t *root, const char *pointer, size_t len, pz_variant_t *value) {
+    if (root == nullptr || value == nullptr) return PZ_PATH_INVALID;
+    pointer_tokens tokens(pointer, len);
+    if (tokens.status() != pointer_tokens::ok) return decode_status(tokens);
+    return tokens.count() == 0 ? PZ_PATH_INVALID : set(root, tokens, value);
 }
 
 }  // extern "C"

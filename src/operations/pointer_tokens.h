@@ -20,12 +20,13 @@ class pointer_tokens {
 public:
     enum state { ok, malformed, no_memory };
 
-    explicit pointer_tokens(const char *pointer) {
-        if (pointer == nullptr || (pointer[0] != '\0' && pointer[0] != '/')) {
+    // The pointer of `len` bytes at `pointer`; a NUL byte among them is
+    // malformed (the decoded tokens are separated by NULs).
+    pointer_tokens(const char *pointer, size_t len) {
+        if (pointer == nullptr || (len != 0 && pointer[0] != '/') || std::memchr(pointer, '\0', len) != nullptr) {
             state_ = malformed;
             return;
         }
-        const size_t len = std::strlen(pointer);
         if (len > sizeof local_) text_ = static_cast<char *>(HAL_Malloc(len));
         if (text_ == nullptr) {
             state_ = no_memory;
@@ -33,6 +34,7 @@ public:
         }
         state_ = decode(pointer + (len != 0), len) ? ok : malformed;
     }
+    explicit pointer_tokens(const char *pointer) : pointer_tokens(pointer, pz_strlen(pointer)) {}
     ~pointer_tokens() {
         if (text_ != local_ && text_ != nullptr) HAL_Free(text_);
     }
@@ -52,6 +54,8 @@ public:
     }
     // Whether the token next() gave last is the pointer's last.
     bool at_last() const { return taken_ == count_; }
+    // The number of the token next() gave last, from 1.
+    size_t taken() const { return taken_; }
 
 private:
     // Decodes `text` (the pointer after its first "/", `len` - 1 bytes).
@@ -60,9 +64,10 @@ private:
         if (len == 0) return true;
         char *out = text_;
         count_ = 1;
-        for (const char *c = text; *c != '\0'; ++c) {
+        const char *end = text + len - 1;
+        for (const char *c = text; c != end; ++c) {
             if (*c == '~') {
-                if (c[1] != '0' && c[1] != '1') return false;
+                if (c + 1 == end || (c[1] != '0' && c[1] != '1')) return false;
                 *out++ = c[1] == '0' ? '~' : '/';
                 ++c;
             } else if (*c == '/') {

@@ -54,13 +54,14 @@ outcome dump_to_variant(const cJSON *jobj, reader &r);
 
 // cJSON's parser records its error position in one process-wide variable,
 // so two of our parses must not run at once. The walk runs outside the lock.
-// `end` receives where parsing stopped: past the value, or at the error.
-cJSON *parse(const char *text, const char **end) {
+// `end` receives where parsing stopped: past the value, or at the error. A
+// NUL-terminated text is parsed as cJSON parses one; any other by its length.
+cJSON *parse(const char *text, size_t len, bool terminated, const char **end) {
 #if !PZ_NO_THREADS
     static std::mutex parsing;
     const std::lock_guard<std::mutex> lock(parsing);
 #endif
-    return cJSON_ParseWithOpts(text, end, false);
+    return terminated ? cJSON_ParseWithOpts(text, end, false) : cJSON_ParseWithLengthOpts(text, len, end, false);
 }
 
 // The kinds whose names start with each letter, in table order, so that a
@@ -250,17 +251,17 @@ outcome dump_to_variant(const cJSON *jobj, reader &r) {
     return got;
 }
 
-// Where reading `text` as strict JSON stops and why, in `fault` (code
-// PZ_READ_OK when it reads whole): the first thing wrong with the text,
-// found by the same lexer as plain JSON. Only a refused read comes here.
-void json_fault(const char *text, pz_read_error_t *fault) {
-    pz_variant_unref(pz_variant_from_json_n(text, std::strlen(text), fault));
+// Where reading the `len` bytes of `text` as strict JSON stops and why, in
+// `fault` (code PZ_READ_OK when it reads whole): the first thing wrong with
+// the text, found by the same lexer as plain JSON. Only a refused read
+// comes here.
+void json_fault(const char *text, size_t len, pz_read_error_t *fault) {
+    pz_variant_unref(pz_variant_from_json_n(text, len, fault));
 }
 
 // Notes why and where when `error` is given; returns null.
-pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, fault why) {
+pz_variant_t *refuse(pz_read_error_t *error, const char *text, size_t len, const char *at, fault why) {
     if (error == nullptr) return nullptr;
-    const size_t len = text != nullptr ? std::strlen(text) : 0;
     const size_t offset = at != nullptr && text != nullptr ? static_cast<size_t>(at - text) : 0;
     return read_fault(error, why, text, len, offset);
 }
@@ -268,29 +269,32 @@ pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, f
 // Why cJSON refused `text`, stopping at `end`: the text's first fault as
 // strict JSON. A text that is strict JSON all the same is refused where
 // cJSON stopped.
-pz_variant_t *refuse_text(pz_read_error_t *error, const char *text, const char *end) {
+pz_variant_t *refuse_text(pz_read_error_t *error, const char *text, size_t len, const char *end) {
     if (error == nullptr) return nullptr;
-    json_fault(text, error);
-    return error->code != PZ_READ_OK ? nullptr : refuse(error, text, end, fault::not_json);
+    json_fault(text, len, error);
+    return error->code != PZ_READ_OK ? nullptr : refuse(error, text, len, end, fault::not_json);
 }
 
 // A read that the walk refused for `why`: a nesting too deep where the
 // lexer finds it, anything else at the value.
-pz_variant_t *refuse_value(pz_read_error_t *error, const char *text, fault why) {
+pz_variant_t *refuse_value(pz_read_error_t *error, const char *text, size_t len, fault why) {
     if (error == nullptr) return nullptr;
     if (why == fault::too_deep) {
-        json_fault(text, error);
+        json_fault(text, len, error);
         if (error->code == PZ_READ_TOO_DEEP) return nullptr;
     }
-    return refuse(error, text, text + std::strspn(text, " \t\r\n"), why);
+    size_t start = 0;
+    while (start < len && std::strchr(" \t\r\n", text[start]) != nullptr && text[start] != '\0') ++start;
+    return refuse(error, text, len, text + start, why);
 }
 
-// Reads `text` as the dump.
-pz_variant_t *read_text(const char *text, pz_read_error_t *error) {
-    if (text == nullptr) return refuse(error, text, nullptr, fault::no_text);
+// Reads the `len` bytes of `text` as the dump; `terminated` when a NUL
+// follows them.
+pz_variant_t *read_text(const char *text, size_t len, bool terminated, pz_read_error_t *error) {
+    if (text == nullptr) return refuse(error, text, 0, nullptr, fault::no_text);
     const char *end = nullptr;
-    cJSON *root = parse(text, &end);
-    if (root == nullptr) return refuse_text(error, text, end);
+    cJSON *root = parse(text, len, terminated, &end);
+    if (root == nullptr) return refuse_text(error, text, len, end);
     exact_values exact(text, static_cast<size_t>(end - text), root);
     value_builder values;
     reader r{exact, values};
@@ -309,15 +313,27 @@ pz_variant_t *read_text(const char *text, pz_read_error_t *error) {
         return v;
     }
     pz_variant_unref(v);
-    return refuse_value(error, text, why);
+    return refuse_value(error, text, len, why);
 }
 
 }  // namespace
 
 extern "C" {
 
-pz_variant_t *pz_variant_from_dump(const char *dump) { return read_text(dump, nullptr); }
+pz_variant_t *pz_variant_from_dump(const char *dump) { return read_text(dump, pz_strlen(dump), true, nullptr); }
 
-pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error) { return read_text(text, error); }
+pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *error) {
+    return read_text(text, pz_strlen(text), true, error);
+}
+
+pz_variant_t *pz_variant_from_dump_n(const char *text, size_t len, pz_read_error_t *error) {
+    // cJSON reads a text as far as its first NUL: one among the bytes would
+    // hide the rest.
+    const void *nul = text != nullptr ? std::memchr(text, '\0', len) : nullptr;
+    if (nul != nullptr) {
+        return refuse(error, text, len, static_cast<const char *>(nul), fault::nul_byte);
+    }
+    return read_text(text, len, false, error);
+}
 
 }  // extern "C"

@@ -1,16 +1,20 @@
 // Texts to and from files and streams, apart from the rest so that a port
 // without stdio can leave this file out (and define PZ_NO_STDIO).
+#include <cerrno>
 #include <cstdio>
 
+#include "text/dump.h"
 #include "text/json_writer.h"
+#include "io/file_io.h"
 #include "io/read_error.h"
 #include "pzvariant/hal/pz_hal.h"
 
 namespace {
 
 // The rest of `stream`, NUL-terminated in a HAL block, its length in `len`;
-// null with `why` set when it cannot be read or memory runs out.
-char *read_all(FILE *stream, size_t *len, pz::fault *why) {
+// null with `why` set when it cannot be read (and the system's errno in
+// `*sys_errno`) or memory runs out.
+char *read_all(FILE *stream, size_t *len, pz::fault *why, int *sys_errno) {
     char *text = nullptr;
     size_t size = 0;
     size_t capacity = 0;
@@ -36,6 +40,7 @@ char *read_all(FILE *stream, size_t *len, pz::fault *why) {
         if (got == 0) break;
     }
     if (std::ferror(stream)) {
+        *sys_errno = errno;
         HAL_Free(text);
         *why = pz::fault::cannot_read;
         return nullptr;
@@ -52,13 +57,18 @@ pz_variant_t *refused(pz_read_error_t *error, size_t offset, pz::fault why, cons
     return pz::read_fault(error, why, text, len, offset);
 }
 
-// The text of `v` in `format`; null when it cannot be made.
-char *text_of(const pz_variant_t *v, pz_text_format format, unsigned flags) {
-    switch (format) {
-        case PZ_TEXT_DUMP: return pz_variant_dump(v);
-        case PZ_TEXT_JSON: return pz_variant_to_json(v, flags);
+// The text of `v` in `format`, its length in `*len`; null, with the reason
+// in `*why`, when it cannot be made.
+char *text_of(const pz_variant_t *v, pz_text_format format, unsigned flags, size_t *len, pz_status *why) {
+    char *text = nullptr;
+    if (format == PZ_TEXT_DUMP) {
+        text = pz::print_text(v, why);
+    } else {
+        pz::out_sink out;
+        if (pz::write_json(v, out, flags, why)) text = out.take();
     }
-    return nullptr;
+    *len = text != nullptr ? std::strlen(text) : 0;
+    return text;
 }
 
 // Writes `text` and a newline to `stream`, and frees it.
@@ -77,12 +87,13 @@ bool to_stream(const char *bytes, size_t n, void *stream) {
 // The whole of `stream` read as `format`, plain JSON with the reading
 // `flags` of pz_json_options.h.
 pz_variant_t *read_from(FILE *stream, pz_text_format format, unsigned flags, pz_read_error_t *error) {
-    if (stream == nullptr) return refused(error, 0, pz::fault::cannot_read);
+    if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_read, EINVAL);
     if (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON) return refused(error, 0, pz::fault::unknown_format);
     pz::fault why = pz::fault::none;
     size_t len = 0;
-    char *text = read_all(stream, &len, &why);
-    if (text == nullptr) return refused(error, 0, why);
+    int sys_errno = 0;
+    char *text = read_all(stream, &len, &why, &sys_errno);
+    if (text == nullptr) return pz::read_fault_system(error, why, sys_errno);
     // Plain JSON is read from its length, which refuses a NUL byte where it
     // stands. The dump reader takes a NUL-terminated text, which a NUL
     // inside it would cut short.
@@ -96,8 +107,8 @@ pz_variant_t *read_from(FILE *stream, pz_text_format format, unsigned flags, pz_
 
 // The file at `path` read as read_from reads a stream.
 pz_variant_t *read_path(const char *path, pz_text_format format, unsigned flags, pz_read_error_t *error) {
-    FILE *stream = path != nullptr ? std::fopen(path, "rb") : nullptr;
-    if (stream == nullptr) return refused(error, 0, pz::fault::cannot_open);
+    FILE *stream = pz::open_file(path, "rb");
+    if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_open, errno);
     pz_variant_t *v = read_from(stream, format, flags, error);
     std::fclose(stream);
     return v;
@@ -111,16 +122,16 @@ pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_rea
     return read_from(stream, format, 0, error);
 }
 
+pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_read_error_t *error) {
+    return read_path(path, format, 0, error);
+}
+
 pz_variant_t *pz_variant_read_json_stream(FILE *stream, unsigned flags, pz_read_error_t *error) {
     return read_from(stream, PZ_TEXT_JSON, flags, error);
 }
 
 pz_variant_t *pz_variant_read_json_file(const char *path, unsigned flags, pz_read_error_t *error) {
     return read_path(path, PZ_TEXT_JSON, flags, error);
-}
-
-pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_read_error_t *error) {
-    return read_path(path, format, 0, error);
 }
 
 bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format format, unsigned flags) {
@@ -131,23 +142,29 @@ bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format
         const bool written = pz::write_json(v, out, flags) && out.flush();
         return written && std::fputc('\n', stream) != EOF;
     }
-    char *text = text_of(v, format, flags);
+    if (format != PZ_TEXT_DUMP) return false;
+    char *text = pz::print_text(v);
     return text != nullptr && write_text(text, stream);
 }
 
 bool pz_variant_write_file(const pz_variant_t *v, const char *path, pz_text_format format, unsigned flags) {
-    if (v == nullptr || path == nullptr) return false;
+    return pz_variant_write_file_ex(v, path, format, flags, nullptr) == PZ_STATUS_OK;
+}
+
+pz_status pz_variant_write_file_ex(const pz_variant_t *v, const char *path, pz_text_format format,
+                                   unsigned flags, int *sys_errno) {
+    if (sys_errno != nullptr) *sys_errno = 0;
+    if (v == nullptr) return PZ_STATUS_NO_VALUE;
+    if (path == nullptr || (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON)) return PZ_STATUS_INVALID_ARGUMENT;
     // The text first, so that a value that cannot be written leaves the
     // file as it was.
-    char *text = text_of(v, format, flags);
-    if (text == nullptr) return false;
-    FILE *stream = std::fopen(path, "wb");
-    if (stream == nullptr) {
-        HAL_Free(text);
-        return false;
-    }
-    const bool written = write_text(text, stream);
-    return std::fclose(stream) == 0 && written;
+    size_t len = 0;
+    pz_status why = PZ_STATUS_OUT_OF_MEMORY;
+    char *text = text_of(v, format, flags, &len, &why);
+    if (text == nullptr) return why;
+    const pz_status status = pz::write_whole_file(path, text, len, true, sys_errno);
+    HAL_Free(text);
+    return status;
 }
 
 }  // extern "C"

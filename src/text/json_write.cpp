@@ -73,7 +73,7 @@ public:
             case vtype_sharedptr:
                 return pointer();
             default:
-                return path_.refuse();  // not a kind: nothing to write it as
+                return path_.refuse(PZ_STATUS_WRONG_KIND);  // not a kind: nothing to write it as
         }
     }
 
@@ -106,7 +106,9 @@ private:
     // that reads back to the same bits.
     template <class F>
     bool real_text(F value) {
-        if (style_.canonical) return std::isfinite(value) ? ecmascript(static_cast<double>(value)) : path_.refuse();
+        if (style_.canonical) {
+            return std::isfinite(value) ? ecmascript(static_cast<double>(value)) : path_.refuse(PZ_STATUS_NOT_FINITE);
+        }
         if (style_.literals && std::isnan(value)) return keyword("NaN", 3);
         if (style_.literals && std::isinf(value)) return value > 0 ? keyword("Infinity", 8) : keyword("-Infinity", 9);
         char *room = out_.room(json::kNumberRoom);
@@ -121,7 +123,7 @@ private:
     }
 
     // Pointers have no JSON: null, or the whole text refused.
-    bool pointer() { return style_.refuse_pointers ? path_.refuse() : keyword("null", 4); }
+    bool pointer() { return style_.refuse_pointers ? path_.refuse(PZ_STATUS_POINTER) : keyword("null", 4); }
 
     // Lowercase hex, two digits a byte, written in place a chunk at a time.
     bool bytes(const unsigned char *p, size_t n) {
@@ -161,7 +163,7 @@ private:
             out_.write(run, static_cast<size_t>(p - run));
             if (p == end) break;
             if (json::kStringByte[*p] == json::kMultiByte && !style_.escape_invalid) {
-                return path_.refuse();
+                return path_.refuse(PZ_STATUS_INVALID_UTF8);
             }
             char *room = out_.room(6);
             out_.commit(static_cast<size_t>(json::write_escape(room, *p++) - room));
@@ -232,6 +234,12 @@ private:
 
     bool ok() const { return !path_.refused() && !out_.failed(); }
 
+public:
+    // Why the text could not be written: the sink's failure, else the walk's.
+    pz_status why() const { return out_.failed() ? out_.failure() : path_.why(); }
+
+private:
+
     bool array(const pz_variant_t *v) {
         if (!open(v, '[')) return false;
         const pz_array_t *a = array_of(v);
@@ -279,7 +287,7 @@ private:
         if (n == 0) return;
         auto *entries = static_cast<entry *>(HAL_Malloc(static_cast<unsigned long>(n * sizeof(entry))));
         if (entries == nullptr) {
-            path_.refuse();
+            path_.refuse(PZ_STATUS_OUT_OF_MEMORY);
             return;
         }
         uint32_t count = 0;
@@ -292,7 +300,7 @@ private:
             keys_valid &= utf8_valid(entries[i].key->cstr, static_cast<size_t>(entries[i].key->len));
         }
         if (!keys_valid) {
-            path_.refuse();
+            path_.refuse(PZ_STATUS_INVALID_UTF8);
         } else if (style_.canonical) {
             std::sort(entries, entries + count, [](const entry &a, const entry &b) { return key_before_utf16(a.key, b.key); });
         } else {
@@ -320,9 +328,11 @@ struct user_callback {
 
 }  // namespace
 
-bool pz::write_json(const pz_variant_t *v, out_sink &out, unsigned flags) {
+bool pz::write_json(const pz_variant_t *v, out_sink &out, unsigned flags, pz_status *why) {
     json_writer writer(out, flags);
-    return writer.value(v) && !out.failed();
+    const bool written = writer.value(v) && !out.failed();
+    if (why != nullptr) *why = written ? PZ_STATUS_OK : writer.why();
+    return written;
 }
 
 extern "C" {
@@ -349,10 +359,17 @@ size_t pz_variant_to_json_buf(const pz_variant_t *v, char *buf, size_t size, uns
 }
 
 bool pz_variant_to_json_callback(const pz_variant_t *v, pz_write_callback_t fn, void *data, unsigned flags) {
-    if (v == nullptr || fn == nullptr) return false;
+    return pz_variant_to_json_callback_ex(v, fn, data, flags) == PZ_STATUS_OK;
+}
+
+pz_status pz_variant_to_json_callback_ex(const pz_variant_t *v, pz_write_callback_t fn, void *data,
+                                         unsigned flags) {
+    if (v == nullptr || fn == nullptr) return PZ_STATUS_NO_VALUE;
     user_callback user{fn, data};
     out_sink out(user_callback::chunk, &user);
-    return write_json(v, out, flags) && out.flush();
+    pz_status why = PZ_STATUS_OK;
+    if (!write_json(v, out, flags, &why)) return why;
+    return out.flush() ? PZ_STATUS_OK : out.failure();
 }
 
 }  // extern "C"
