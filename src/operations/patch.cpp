@@ -159,7 +159,13 @@ private:
         return {PZ_PATCH_TEST_FAILED, "test failed"};
     }
 
-    // The working value at `pointer`, borrowed.
+    // The working value at `pointer`, borrowed. Each step reads what
+    // stands for the value now, so that a container the document holds in
+    // two places is seen changed through either. (A value compared by test
+    // or copied by copy is read as it stands: a container held twice deeper
+    // inside it, and changed by this patch through its other place, is seen
+    // as it was before the patch. Documents read from text hold nothing
+    // twice.)
     fault read(const char *pointer, pz_variant_t **found) {
         pointer_tokens tokens(pointer);
         fault f = decode(tokens);
