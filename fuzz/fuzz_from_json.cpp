@@ -1,9 +1,10 @@
 // Whatever the plain JSON reader accepts survives a round trip: the text
 // written from it, compact or indented, reads back to an equal value, kinds
-// included, and writing that value again gives the same text. What it
-// refuses it refuses with a reason and an offset within the text, a text
-// cut short at its very end. The reader from the front and the event reader
-// agree with it.
+// included, and writing that value again gives the same text (keys sorted
+// too); its canonical text, when it has one, reads back to the same canonical
+// text. What it refuses it refuses with a reason and an offset within the
+// text, a text cut short at its very end. The reader from the front and the
+// event reader agree with it.
 #include <cstdint>
 #include <initializer_list>
 
@@ -60,8 +61,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     // The caller's buffer is sized to the same text.
     if (pz_variant_to_json_buf(v, nullptr, 0, 0) != std::strlen(plain)) std::abort();
     HAL_Free(plain);
-    for (const unsigned flags : {0u, static_cast<unsigned>(PZ_JSON_INDENT)}) {
+    for (const unsigned flags : {0u, static_cast<unsigned>(PZ_JSON_INDENT), PZ_JSON_SORT_KEYS | PZ_JSON_INDENT_TABS}) {
         check_round_trip(v, read, [flags](const pz_variant_t *w) { return pz_variant_to_json(w, flags); });
+    }
+    // The canonical form, where it holds the value, is a fixed point: read
+    // and written again it is the same text.
+    char *canonical = pz_variant_to_json(v, PZ_JSON_CANONICAL);
+    if (canonical != nullptr) {
+        pz_variant_t *back = read(canonical);
+        char *again = back != nullptr ? pz_variant_to_json(back, PZ_JSON_CANONICAL) : nullptr;
+        if (again == nullptr || std::strcmp(again, canonical) != 0) std::abort();
+        HAL_Free(again);
+        pz_variant_unref(back);
+        HAL_Free(canonical);
     }
     pz_variant_unref(v);
     return 0;

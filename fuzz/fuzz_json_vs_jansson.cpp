@@ -6,6 +6,16 @@
 // PZ_VARIANT_MAX_DEPTH (jansson allows more), a raw NUL byte (jansson may
 // take it as the end of the text; we refuse it), a leading byte order mark
 // (we skip it). Aborts, for the fuzzer to report, on any other difference.
+//
+// The same bytes are also read with the reading flags of pz_json_options.h
+// (jansson reads strictly, here refusing duplicate keys as we then do):
+// comments, trailing commas and the NaN and Infinity literals only add
+// texts that we accept and jansson refuses, and refusing numbers past the
+// doubles refuses what jansson refuses too. So a text strict JSON accepts
+// reads to the same value with the flags, or is refused for a number past
+// the doubles or a duplicate key; and where the flags accept a text jansson
+// refuses, the strict read refuses it too (the flags made the difference)
+// or the difference is one of those above.
 #include <jansson.h>
 
 #include <cmath>
@@ -74,6 +84,29 @@ bool differs_by_design(const pz_read_error_t &ours, const json_error_t &theirs, 
            ours.code == PZ_READ_TOO_DEEP || ours.code == PZ_READ_NUL_BYTE || (size >= 3 && std::memcmp(data, "\xEF\xBB\xBF", 3) == 0);
 }
 
+// Every reading flag at once.
+constexpr unsigned kAllFlags = PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS | PZ_JSON_READ_NONFINITE |
+                                PZ_JSON_READ_REFUSE_OVERFLOW | PZ_JSON_READ_REFUSE_DUPLICATES;
+
+// The read with every flag beside the strict one (`ours`, null when
+// refused) and jansson's, refusing duplicate keys.
+void check_flags(const uint8_t *data, size_t size, const pz_variant_t *ours) {
+    pz_read_error_t error;
+    pz_variant_t *flagged = pz_variant_from_json_opts(reinterpret_cast<const char *>(data), size, kAllFlags, &error);
+    json_error_t their_error;
+    json_t *theirs = json_loadb(reinterpret_cast<const char *>(data), size,
+                                JSON_DECODE_ANY | JSON_ALLOW_NUL | JSON_REJECT_DUPLICATES, &their_error);
+    if (flagged == nullptr && (error.reason[0] == '\0' || error.offset > size)) std::abort();
+    const bool refused_by_flag = error.code == PZ_READ_OUT_OF_RANGE || error.code == PZ_READ_DUPLICATE_KEY;
+    if (ours != nullptr && (flagged != nullptr ? !pz_variant_equal(flagged, ours) : !refused_by_flag)) std::abort();
+    const bool by_flags = ours == nullptr && flagged != nullptr && theirs == nullptr;
+    if (!by_flags && ((flagged == nullptr) != (theirs == nullptr) || (flagged != nullptr && !same(flagged, theirs)))) {
+        if (!differs_by_design(error, their_error, data, size)) std::abort();
+    }
+    pz_variant_unref(flagged);
+    json_decref(theirs);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -87,6 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if ((ours == nullptr) != (theirs == nullptr) || (ours != nullptr && !same(ours, theirs))) {
         if (!differs_by_design(our_error, their_error, data, size)) std::abort();
     }
+    check_flags(data, size, ours);
     pz_variant_unref(ours);
     json_decref(theirs);
     return 0;

@@ -109,6 +109,26 @@ pz_variant_t *instead(pz_variant_t *old, pz_variant_t *v) {
     return v;
 }
 
+// JSON Patches for nested_sample() and int_value(): every operation, each
+// making copies, shadows or room somewhere.
+pz_variant_t *nested_ops() {
+    return pz_variant_from_json(R"([{"op": "add", "path": "/k/list/16/new", "value": {"a": [1, 2]}},
+        {"op": "remove", "path": "/k/A"}, {"op": "move", "from": "/k/B", "path": "/k/list/0"},
+        {"op": "copy", "from": "/k/list/17", "path": "/copied"}, {"op": "replace", "path": "/k/C", "value": "text"},
+        {"op": "test", "path": "/k/C", "value": "text"}])", nullptr);
+}
+pz_variant_t *root_ops() {
+    return pz_variant_from_json(R"([{"op": "replace", "path": "", "value": {"a": "text"}},
+        {"op": "add", "path": "/b", "value": [true]}])", nullptr);
+}
+// The patch from `t` (released) to `a`; null when it cannot be made.
+pz_variant_t *diff_from(pz_variant_t *t, pz_variant_t *a) {
+    pz_variant_t *patch = nullptr;
+    pz_variant_diff(t, a, &patch);
+    pz_variant_unref(t);
+    return patch;
+}
+
 // A pointer of two keys, longer than a path decodes on the stack.
 const char *long_pointer() {
     static const std::string pointer = "/new/" + std::string(300, 'k');
@@ -266,6 +286,14 @@ pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
     CALL(full_array, none, (varray_add_##name(t, far_from_zero<ctype>(&object)), t)), \
     CALL(sample, none, (vdict_set_##name(t, "new key", far_from_zero<ctype>(&object)), t)),
 
+// A configuration file's text that only the reading flags read.
+constexpr char kConfigText[] = "// settings\n{\"port\": 8080, /* default */ \"hosts\": [\"a\", \"b\",], \"limit\": NaN,}";
+
+// A dump of every kind the strict reader reads, an empty slot included.
+constexpr char kStrictDump[] = R"({"dict":{"a":{"array":[{"int8":-1},{},{"uint64":18446744073709551615},)"
+                               R"({"double":-0},{"bytes":"00ff"},{"string":"x\u0000y"}]},"b":{"null":null}}})";
+constexpr char kDuplicateText[] = R"({"a": [1, {"x": "y"}], "b": "text", "a": 3})";
+
 // Plain JSON whose strings need decoding and whose members share keys.
 constexpr char kEscapedRecords[] = R"([{"k":"\u00e9\n"},{"k":"a\"b"},{"k":[true,false,null,-1.5e3]}])";
 // Records put together while a key set is in use: the set's own block,
@@ -362,6 +390,11 @@ const std::vector<Case> cases = {
     CALL_KEEPING(sample, full_array, (pz_variant_path_set(t, "/list/16/new/deeper/key", a), t), sample),
     CALL_KEEPING(sample, int_value, (pz_variant_path_set(t, long_pointer(), a), t), sample),
     CALL_KEEPING(full_array, sample, (pz_variant_path_set(t, "/-", a), t), full_array),
+    // JSON Patch is all or nothing; its diff is made whole or not at all.
+    CALL_KEEPING(nested_sample, nested_ops, (pz_variant_patch(t, a, nullptr), t), nested_sample),
+    CALL_KEEPING(int_value, root_ops, (pz_variant_patch(t, a, nullptr), t), int_value),
+    CALL(nested_sample, nested_patch, diff_from(t, a)),
+    CALL(long_array, sample, diff_from(t, a)),
     // The reporting family: the same work, with its status.
     REPORTED(sample, full_array, pz_variant_dict_put_ex(t, "new key", 7, a), sample),
     REPORTED(sample, int_value, pz_variant_dict_put_scalar_ex(t, "new key", 7, a), sample),
@@ -400,6 +433,8 @@ const std::vector<Case> cases = {
     MAKE(pz_variant_from_dump_ex(R"({"dict":{"a":{"uint64":18446744073709551615},"b":{"string":"x\u0000y"}}})", nullptr)),
     MAKE(pz_variant_from_json(R"({"a":[1,18446744073709551615,"x\u0000y"],"b":{"c":1.5}})", nullptr)),
     WRITE(pz_variant_to_json(v, PZ_JSON_INDENT), json_read),
+    // Sorting a dictionary's members takes a block of its own.
+    WRITE(pz_variant_to_json(v, PZ_JSON_SORT_KEYS | PZ_JSON_INDENT_TABS), json_read),
     // Long enough that the text's block grows several times.
     Case{"pz_variant_to_json of a long array", [] {
              pz_variant_t *v = long_array();
@@ -441,6 +476,12 @@ const std::vector<Case> cases = {
              pz_variant_write_msgpack_file(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL);
              return instead(v, ARMED(pz_variant_read_msgpack_file(path.c_str(), nullptr)));
          }},
+    // Read with every reading flag: comments, trailing commas, NaN.
+    MAKE(pz_variant_from_json_opts(kConfigText, sizeof kConfigText - 1,
+                                   PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS | PZ_JSON_READ_NONFINITE |
+                                       PZ_JSON_READ_REFUSE_OVERFLOW | PZ_JSON_READ_REFUSE_DUPLICATES, nullptr)),
+    // Refused at a duplicate key, after the members before it were made.
+    MAKE(pz_variant_from_json_opts(kDuplicateText, sizeof kDuplicateText - 1, PZ_JSON_READ_REFUSE_DUPLICATES, nullptr)),
     // The plain reader's stacks and decoding block grow as they go.
     MAKE(pz_variant_from_json_n(kEscapedRecords, sizeof kEscapedRecords - 1, nullptr)),
     MAKE(pz_variant_from_json(many_names(), nullptr)),
@@ -476,6 +517,7 @@ const std::vector<Case> cases = {
              return end == PZ_EVENTS_READ ? pz_variant_bool_new(true) : nullptr;
          }},
     Case{"pz_variant_from_dump", read_back<sample>},
+    MAKE(pz_variant_from_dump_strict(kStrictDump, sizeof kStrictDump - 1, nullptr)),
     Case{"pz_variant_from_dump of a long array", read_back<long_array>},
 };
 

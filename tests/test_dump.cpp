@@ -9,6 +9,7 @@
 
 #include "pz_test.h"
 #include "core/kinds.h"
+#include "pzvariant/pz_variant.hpp"
 
 namespace {
 
@@ -43,6 +44,42 @@ TEST_F(Dump, CaseFilesComeBackAsListed) {
         });
         EXPECT_GT(cases, 20) << name;
     }
+}
+
+// The strict reader: what each text of its case file reads to, or where
+// and why it is refused; what it reads, the lenient reader reads the same
+// (but for the empty slots that one leaves out).
+TEST_F(Dump, StrictReaderRefusesWhatTheLenientOneSkipsOrWraps) {
+    int cases = 0;
+    for_each_case("strict_read_cases.txt", [&](const std::vector<std::string> &f) {
+        ASSERT_TRUE(f.size() == 2u || f.size() == 4u);
+        pz_read_error_t error;
+        std::memset(&error, '#', sizeof error);
+        pz_variant_t *v = pz_variant_from_dump_strict(f[0].data(), f[0].size(), &error);
+        EXPECT_EQ(dumped(v), f[1]) << f[0];
+        if (f.size() == 4u) {
+            EXPECT_EQ(error.reason, f[3]) << f[0];
+            EXPECT_EQ(error.offset, std::stoul(f[2])) << f[0];
+            EXPECT_EQ(error.line, 1u);
+        } else {
+            EXPECT_STREQ(error.reason, "") << f[0];
+        }
+        pz_variant_t *lenient = pz_variant_from_dump(f[0].c_str());
+        const bool slots = f[0].find("{}") != std::string::npos;
+        EXPECT_TRUE(v == nullptr || slots || pz_variant_equal(v, lenient)) << f[0];
+        for (pz_variant_t *w : {v, lenient}) pz_variant_unref(w);
+        ++cases;
+    });
+    EXPECT_GT(cases, 50);
+    EXPECT_THROW(pz::from_dump_strict(R"({"uint8":300})"), pz::parse_error);
+    try {
+        pz::from_dump_strict(std::string_view("{\"string\":\"a\0b\"}", 16));
+        ADD_FAILURE() << "a raw NUL read";
+    } catch (const pz::parse_error &e) {
+        EXPECT_EQ(e.code(), PZ_READ_NUL_BYTE);
+        EXPECT_EQ(e.offset(), 12u);
+    }
+    EXPECT_EQ(pz::from_dump_strict(R"({"uint8":255})"), pz::value(uint8_t{255}));
 }
 
 // An empty slot, NaN, a cleared value and the pointer kinds: the dump
@@ -261,6 +298,9 @@ TEST_F(Dump, RandomValuesReadBackEqualAndNumbersExactInTheShortestText) {
         const std::string text = expect_round_trip(v, pz_variant_from_dump, pz_variant_dump);
         // As plain JSON, read back by the rule of kinds: the same JSON again.
         SCOPED_TRACE(text);
+        pz_variant_t *strict = pz_variant_from_dump_strict(text.data(), text.size(), nullptr);
+        EXPECT_TRUE(pz_variant_equal(strict, v)) << "read strictly";
+        pz_variant_unref(strict);
         expect_round_trip(v, json_read, json_write, false);
         pz_variant_unref(v);
         for (int j = 0; j < 30; ++j) {

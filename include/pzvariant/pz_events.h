@@ -96,7 +96,10 @@ enum { PZ_EVENTS_PREFIX = 1 };
  * filled as the value readers fill it; "no text" for a null `text`, "no
  * callbacks" for a null `events`. Events delivered before a refusal
  * stand: a caller that must not act on a text that is refused later
- * gathers first. Keeps no state between calls and takes no lock. */
+ * gathers first. Keeps no state between calls and takes no lock.
+ * `flags` may also hold the reading flags of pz_json_options.h: comments,
+ * trailing commas, NaN and Infinity, numbers past the doubles refused (keys
+ * go on as read, duplicates too: they are the callbacks' to judge). */
 PZ_API pz_events_end pz_events_read_json(const char *text, size_t len, unsigned flags, const pz_events_t *events,
                                          void *context, size_t *used, pz_read_error_t *error);
 

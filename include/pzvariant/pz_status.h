@@ -36,7 +36,8 @@ typedef enum pz_status_e {
     PZ_STATUS_STOPPED,          /**< the caller's callback said stop */
     PZ_STATUS_CANNOT_OPEN,      /**< a file could not be opened (errno says why) */
     PZ_STATUS_CANNOT_WRITE,     /**< a file could not be written (errno says why) */
-    PZ_STATUS_INVALID_ARGUMENT  /**< an argument the function cannot use, such as an unknown format */
+    PZ_STATUS_INVALID_ARGUMENT, /**< an argument the function cannot use, such as an unknown format */
+    PZ_STATUS_NOT_FINITE        /**< a NaN or an infinity, which canonical JSON cannot hold */
 } pz_status;
 
 /** A short text for people: "" for PZ_STATUS_OK, "not a kind it takes",
@@ -170,9 +171,10 @@ PZ_API pz_status pz_variant_merge_patch_ex(pz_variant_t *target, pz_variant_t *p
 /** @{ */
 
 /** The plain JSON of `v` as pz_variant_to_json_callback writes it; also
- * PZ_STATUS_POINTER for a pointer kind with PZ_JSON_REFUSE_POINTERS and
+ * PZ_STATUS_POINTER for a pointer kind with PZ_JSON_REFUSE_POINTERS,
  * PZ_STATUS_INVALID_UTF8 for a string or key that is not UTF-8 (without
- * PZ_JSON_ESCAPE_INVALID). */
+ * PZ_JSON_ESCAPE_INVALID, or with PZ_JSON_CANONICAL) and
+ * PZ_STATUS_NOT_FINITE for a NaN or an infinity with PZ_JSON_CANONICAL. */
 PZ_API pz_status pz_variant_to_json_callback_ex(const pz_variant_t *v, pz_write_callback_t fn, void *data,
                                                 unsigned flags);
 

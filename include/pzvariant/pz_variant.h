@@ -863,7 +863,9 @@ PZ_API int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t ma
  * the wrong kind, an unknown name or unreadable hex gives null for that
  * value, and inside an array or dictionary it is left out. Duplicate keys:
  * the last wins. Null for a null text, one that is not JSON, or one that
- * describes no readable value. */
+ * describes no readable value. pz_variant_from_dump_strict
+ * (pz_dump_strict.h) refuses, with place and reason, what this leaves out
+ * or wraps. */
 PZ_API pz_variant_t *pz_variant_from_dump(const char *dump);
 
 /** What stopped a read, for a program to switch on; the reason text says
@@ -893,7 +895,10 @@ typedef enum pz_read_code_e {
     PZ_READ_CANNOT_OPEN,         /**< "cannot open file" */
     PZ_READ_CANNOT_READ,         /**< "cannot read file" */
     PZ_READ_NUL_BYTE,            /**< "NUL byte in the text" */
-    PZ_READ_INVALID_ARGUMENT     /**< an argument the reader cannot use, such as "unknown format" */
+    PZ_READ_INVALID_ARGUMENT,    /**< an argument the reader cannot use, such as "unknown format" */
+    PZ_READ_OUT_OF_RANGE,        /**< a number past what its kind holds: with PZ_JSON_READ_REFUSE_OVERFLOW
+                                      one past the doubles (pz_json_options.h) */
+    PZ_READ_DUPLICATE_KEY        /**< "duplicate key" and the key, with PZ_JSON_READ_REFUSE_DUPLICATES */
 } pz_read_code;
 
 /** Where and why an input could not be read. The first two members are
@@ -944,6 +949,9 @@ PZ_API pz_variant_t *pz_variant_from_dump_ex(const char *text, pz_read_error_t *
  * or missing continuation byte, a byte such as 0xFF): such a text is
  * refused with "invalid UTF-8" at the first byte at fault, so that every
  * string read is text that any other reader and writer of JSON accepts.
+ * The reading flags of pz_json_options.h loosen this for comments, trailing
+ * commas and NaN/Infinity, or refuse duplicate keys and numbers past the
+ * doubles.
  *
  * Where other readers of JSON may differ by design: an integer beyond int64
  * reads as uint64 (up to 18446744073709551615) or, beyond that or below
@@ -1024,7 +1032,8 @@ PZ_API pz_variant_t *pz_variant_from_json_prefix(const char *text, size_t len, s
  * that no text written is invalid JSON; PZ_JSON_ESCAPE_INVALID writes each
  * byte that starts no well-formed sequence as `\u00XX` of the byte instead.
  * That text is valid JSON, but it does not read back to the same bytes (it
- * reads as the characters U+0080 to U+00FF). */
+ * reads as the characters U+0080 to U+00FF). More flags (indent width,
+ * sorted keys, canonical JSON, NaN literals) are in pz_json_options.h. */
 enum { PZ_JSON_INDENT = 1, PZ_JSON_REFUSE_POINTERS = 2, PZ_JSON_ESCAPE_INVALID = 4 };
 
 /** The plain JSON text of `v` as a new HAL_Malloc block that the caller
@@ -1227,6 +1236,9 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 #include "pz_hash.h"
 #include "pz_dump_n.h"
 #include "pz_buffers.h"
+#include "pz_patch.h"
+#include "pz_json_options.h"
+#include "pz_dump_strict.h"
 #include "pz_events.h"
 #include "pz_build.h"
 

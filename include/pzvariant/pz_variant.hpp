@@ -43,6 +43,9 @@ namespace pz {
 /** @} */
 }  // namespace pz
 
+#include "pz_patch.hpp"
+#include "pz_json_options.hpp"
+#include "pz_dump_strict.hpp"
 #include "pz_events.hpp"
 
 #endif  // PZ_VARIANT_HPP

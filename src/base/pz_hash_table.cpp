@@ -195,6 +195,8 @@ pz_hash_table_t *pz_hash_table_move_out(pz_hash_table_t *table) {
     return own;
 }
 
+bool pz_hash_table_in_own_block(const pz_hash_table_t *table) { return table != nullptr && !table->borrowed; }
+
 void pz_hash_table_set_dtor(pz_hash_table_t *table, pz_dtor_pt key_dtor, pz_dtor_pt value_dtor) {
     if (table == nullptr) return;
     table->key_dtor = key_dtor;

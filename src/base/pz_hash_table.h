@@ -33,6 +33,10 @@ pz_hash_table_t *pz_hash_table_init_in(void *block, pz_equal_func_pt equal, pz_h
  * of memory. */
 pz_hash_table_t *pz_hash_table_move_out(pz_hash_table_t *table);
 
+/* Whether the table's struct lives in a block of its own (made by
+ * pz_hash_table_new or pz_hash_table_move_out) rather than in its caller's;
+ * false for a null table. */
+bool pz_hash_table_in_own_block(const pz_hash_table_t *table);
 /* Destructors called on each key and value that the table gives up (either
  * may be null). A null table is ignored. */
 void pz_hash_table_set_dtor(pz_hash_table_t *table, pz_dtor_pt key_dtor, pz_dtor_pt value_dtor);

@@ -23,6 +23,7 @@ const char *pz_status_text(pz_status status) {
         case PZ_STATUS_CANNOT_OPEN: return "cannot open file";
         case PZ_STATUS_CANNOT_WRITE: return "cannot write file";
         case PZ_STATUS_INVALID_ARGUMENT: return "invalid argument";
+        case PZ_STATUS_NOT_FINITE: return "a NaN or an infinity, which canonical JSON cannot hold";
     }
     return "unknown status";
 }

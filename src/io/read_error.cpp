@@ -82,3 +82,24 @@ pz_variant_t *pz::read_fault_system(pz_read_error_t *error, fault f, int sys_err
     }
     return nullptr;
 }
+
+void pz::name_in_reason(pz_read_error_t *error, const char *name, size_t len, bool cut) {
+    if (error == nullptr) return;
+    const size_t used = std::strlen(error->reason);
+    constexpr size_t kMore = sizeof " \"...\"";  // the quotes, a cut's mark and the terminator
+    if (used + kMore >= sizeof error->reason) return;
+    const size_t room = sizeof error->reason - used - kMore;
+    if (len > room) {
+        len = room;
+        while (len > 0 && (static_cast<unsigned char>(name[len]) & 0xC0) == 0x80) --len;  // inside a character
+        cut = true;
+    }
+    char *out = error->reason + used;
+    *out++ = ' ';
+    *out++ = '"';
+    std::memcpy(out, name, len);
+    out += len;
+    if (cut) out = static_cast<char *>(std::memcpy(out, "...", 3)) + 3;
+    *out++ = '"';
+    *out = '\0';
+}

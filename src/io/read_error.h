@@ -37,6 +37,7 @@ namespace pz {
     X(trailing_comma, PZ_READ_TRAILING_COMMA, "trailing comma")                                \
     X(malformed_number, PZ_READ_INVALID_NUMBER, "malformed number")                            \
     X(leading_zero, PZ_READ_INVALID_NUMBER, "leading zero")                                    \
+    X(number_overflow, PZ_READ_OUT_OF_RANGE, "number past the range of a double")             \
     X(unterminated_string, PZ_READ_UNTERMINATED_STRING, "unterminated string")                 \
     X(malformed_escape, PZ_READ_INVALID_ESCAPE, "malformed escape")                            \
     X(invalid_escape, PZ_READ_INVALID_ESCAPE, "invalid escape")                                \
@@ -51,6 +52,7 @@ namespace pz {
     X(empty_key, PZ_READ_INVALID_KEY, "an empty key")                                          \
     X(nul_in_key, PZ_READ_INVALID_KEY, "a key holds a NUL byte")                               \
     X(key_not_string, PZ_READ_INVALID_KEY, "a key that is not a string")                       \
+    X(duplicate_key, PZ_READ_DUPLICATE_KEY, "duplicate key")                                   \
     X(too_deep, PZ_READ_TOO_DEEP, "nested too deep")                                           \
     X(string_too_long, PZ_READ_TOO_LARGE, "string too long")                                   \
     X(bytes_too_long, PZ_READ_TOO_LARGE, "bytes too long")                                     \
@@ -61,6 +63,8 @@ namespace pz {
     X(kind_mismatch, PZ_READ_INVALID_KIND, "value does not match its kind")                    \
     X(pointer_not_read, PZ_READ_INVALID_KIND, "a pointer is not read back")                    \
     X(bytes_not_hex, PZ_READ_INVALID_KIND, "bytes not in hex digits")                          \
+    X(number_not_of_kind, PZ_READ_OUT_OF_RANGE, "number its kind cannot hold")                 \
+    X(typed_extra_member, PZ_READ_INVALID_KIND, "a typed object of more than one member")      \
     /* the machine and the caller */                                                           \
     X(out_of_memory, PZ_READ_OUT_OF_MEMORY, "out of memory")                                   \
     X(cannot_open, PZ_READ_CANNOT_OPEN, "cannot open file")                                    \
@@ -90,6 +94,12 @@ pz_variant_t *read_fault_binary(pz_read_error_t *error, fault f, size_t offset);
 // As read_fault_binary at offset 0, for a file that could not be opened or
 // read: `sys_errno` is the system's reason.
 pz_variant_t *read_fault_system(pz_read_error_t *error, fault f, int sys_errno);
+
+// Adds to the reason in `error` (when not null) the name the fault is
+// about, quoted: `duplicate key "port"`. A name too long for the record is
+// cut at a character's start, and one `cut` before already, marked so with
+// "...".
+void name_in_reason(pz_read_error_t *error, const char *name, size_t len, bool cut = false);
 
 // Marks `error` (when not null) as read: PZ_READ_OK, reason "", offset,
 // line and column 0.

@@ -68,6 +68,33 @@ public:
         }
         return false;
     }
+    // As refuse(f, at), naming what the fault is about (a key, a kind's
+    // name): `len` bytes at `name`, which the reason will quote.
+    bool refuse(fault f, size_t at, const char *name, size_t len) {
+        if (why_ == fault::none && !stopped_) {
+            // What fits, cut where a character starts.
+            size_t kept = len < sizeof name_ ? len : sizeof name_;
+            while (kept < len && kept > 0 && (static_cast<unsigned char>(name[kept]) & 0xC0) == 0x80) --kept;
+            std::memcpy(name_, name, kept);
+            name_len_ = kept;
+            name_cut_ = kept < len;
+            named_ = true;
+        }
+        return refuse(f, at);
+    }
+    // Takes over the fault that `other` recorded (its name too), or its
+    // stop, unless this record has one already; false.
+    bool refuse_as(const read_record &other) {
+        if (why_ != fault::none || stopped_) return false;
+        if (other.stopped_) return stop();
+        why_ = other.why_;
+        at_ = other.at_;
+        std::memcpy(name_, other.name_, other.name_len_);
+        name_len_ = other.name_len_;
+        name_cut_ = other.name_cut_;
+        named_ = other.named_;
+        return false;
+    }
     // The caller asked to end the read, which is not a fault; false.
     bool stop() {
         stopped_ = true;
@@ -98,11 +125,14 @@ public:
     void report(pz_read_error_t *error, const char *text, size_t len) const {
         if (why_ == fault::none) {
             read_ok(error);
-        } else if (text != nullptr) {
+            return;
+        }
+        if (text != nullptr) {
             read_fault(error, why_, text, len, at_);
         } else {
             read_fault_binary(error, why_, at_);
         }
+        if (named_) name_in_reason(error, name_, name_len_, name_cut_);
     }
 
 private:
@@ -110,6 +140,10 @@ private:
     size_t at_ = 0;
     int depth_ = 0;
     bool stopped_ = false;
+    char name_[64];  // what the fault is about, its first bytes
+    size_t name_len_ = 0;
+    bool name_cut_ = false;
+    bool named_ = false;
 };
 
 }  // namespace pz

@@ -64,14 +64,22 @@ bool value_builder::end_dict(size_t at) {
         return close(nullptr, at);
     }
     // The table takes both references of every member over, also when it
-    // cannot grow. A later duplicate takes the first one's place: a rule
-    // refusing duplicate keys would look each key up here first.
+    // cannot grow. A later duplicate takes the first one's place, unless
+    // duplicates are refused: the members from the duplicate on are then
+    // released here.
     bool stored = true;
-    for (const build::member &each : std::span(members_.from(base), count)) {
+    bool unique = true;
+    for (build::member &each : std::span(members_.from(base), count)) {
+        unique = unique && !(unique_keys_ && pz_hash_table_find_hashed(table, each.key, each.hash) != nullptr);
+        if (!unique) {
+            refuse(fault::duplicate_key, each.at, each.key->cstr, static_cast<size_t>(each.key->len));
+            build::drop_member(each);
+            continue;
+        }
         stored &= pz_hash_table_insert_hashed(table, each.key, each.value, each.hash);
     }
     members_.cut(base);
-    if (stored) return close(dict, at);
+    if (stored && unique) return close(dict, at);
     pz_variant_unref(dict);
     return close(nullptr, at);
 }

@@ -19,6 +19,7 @@ struct member {
     pz_string_t *key;
     pz_variant_t *value;
     uint32_t hash;
+    size_t at;  // where the key stands in the input
 };
 
 // A container open around the events: where its items start on the
@@ -50,6 +51,11 @@ public:
     // With `nil_slots`, a null inside an array is an empty slot (as
     // MessagePack's nil reads) rather than a value of the null kind.
     explicit value_builder(bool nil_slots = false) : nil_slots_(nil_slots) {}
+
+    // From now on a dictionary whose text holds a key twice is refused at
+    // the second, the key named in the reason, where by default the later
+    // member takes the first one's place.
+    void refuse_duplicate_keys() { unique_keys_ = true; }
     value_builder(const value_builder &) = delete;
     value_builder &operator=(const value_builder &) = delete;
     ~value_builder();
@@ -66,6 +72,7 @@ public:
     bool key(const char *name, size_t len, key_nul nul, size_t at) {
         const fault why = key_fault(name, len, nul);
         if (why != fault::none) return refuse(why, at);
+        pending_at_ = at;
         pending_key_ = keys_.key(name, len, &pending_hash_);
         return pending_key_ != nullptr || refuse(fault::out_of_memory, at);
     }
@@ -94,6 +101,12 @@ public:
         }
         if (v == nullptr) return refuse(fault::out_of_memory, at);
         return place(v, at);
+    }
+    // An empty slot of the array open (the typed dump's {}); refused as no
+    // typed object anywhere else.
+    bool empty_slot(size_t at) {
+        if (!value_fits(at)) return false;
+        return depth() > 0 && !in_dict_ ? place(nullptr, at) : refuse(fault::not_typed_object, at);
     }
     // A value the reader made itself (taken over, null when it could not
     // be made).
@@ -178,6 +191,7 @@ private:
         m->key = pending_key_;
         m->value = v;
         m->hash = pending_hash_;
+        m->at = pending_at_;
         pending_key_ = nullptr;
         return true;
     }
@@ -188,6 +202,7 @@ private:
     read_stack<build::level, build::drop_level> levels_;
     pz_string_t *pending_key_ = nullptr;  // given, its value not yet
     uint32_t pending_hash_ = 0;
+    size_t pending_at_ = 0;
     bool in_dict_ = false;  // the innermost container open is a dictionary
     // The size of the last dictionary closed in each place, a place being
     // its level and the key it goes under (keys are shared, so the same
@@ -206,6 +221,7 @@ private:
     }
     shape shapes_[kShapes] = {};
     bool nil_slots_;
+    bool unique_keys_ = false;
     pz_variant_t *root_ = nullptr;
 };
 

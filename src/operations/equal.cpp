@@ -4,7 +4,10 @@
 // same shape, so a nesting too deep or a loop in either shows there (a loop
 // in the second alone would need the first to be endless too). The walk
 // takes no reference and allocates nothing.
+#include <cmath>
+
 #include "core/container_storage.h"
+#include "operations/equal.h"
 #include "operations/walk.h"
 
 using namespace pz;
@@ -26,9 +29,43 @@ bool same_scalar(const pz_variant_t *a, const pz_variant_t *b) {
     }
 }
 
+bool is_integer(char vt) {
+    switch (vt) {
+        case vtype_int8: case vtype_uint8: case vtype_int16: case vtype_uint16:
+        case vtype_int32: case vtype_uint32: case vtype_int64: case vtype_uint64:
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool is_number(const pz_variant_t *v) {
+    return v != nullptr && (is_integer(v->vt) || v->vt == vtype_float || v->vt == vtype_double);
+}
+
+// Numbers of any kinds by their values: integers exactly over both 64-bit
+// ranges, and an integer equal to a floating kind only where that holds it
+// exactly. The checked reads convert only where nothing is lost, so a
+// conversion that fails means the values differ. NaN equals NaN here, as a
+// value equals itself.
+bool same_number(const pz_variant_t *a, const pz_variant_t *b) {
+    if (is_integer(a->vt) && is_integer(b->vt)) {
+        int64_t sa, sb;
+        if (pz_variant_get_int64(a, &sa) == PZ_GET_OK && pz_variant_get_int64(b, &sb) == PZ_GET_OK) return sa == sb;
+        uint64_t ua, ub;
+        return pz_variant_get_uint64(a, &ua) == PZ_GET_OK && pz_variant_get_uint64(b, &ub) == PZ_GET_OK && ua == ub;
+    }
+    double da, db;
+    if (pz_variant_get_double(a, &da) != PZ_GET_OK || pz_variant_get_double(b, &db) != PZ_GET_OK) return false;
+    return da == db || (std::isnan(da) && std::isnan(db));
+}
+
 class comparison {
 public:
+    explicit comparison(bool numbers_by_value = false) : numbers_by_value_(numbers_by_value) {}
+
     bool equal(const pz_variant_t *a, const pz_variant_t *b) {
+        if (numbers_by_value_ && is_number(a) && is_number(b)) return path_.fits(a) && same_number(a, b);
         if (a == nullptr || b == nullptr || a->vt != b->vt) return a == b && path_.fits(a);
         if (a->vt != vtype_array && a->vt != vtype_dict) return path_.fits(a) && same_scalar(a, b);
         if (!path_.enter(a)) return false;
@@ -86,11 +123,17 @@ private:
     }
 
     walk_path path_;
+    bool numbers_by_value_;
 };
 
 }  // namespace
 
 extern "C" bool pz_variant_equal(const pz_variant_t *a, const pz_variant_t *b) {
     comparison walk;
+    return walk.equal(a, b);
+}
+
+bool pz::equal_as_json(const pz_variant_t *a, const pz_variant_t *b) {
+    comparison walk(true);
     return walk.equal(a, b);
 }

@@ -84,11 +84,9 @@ bool to_stream(const char *bytes, size_t n, void *stream) {
     return std::fwrite(bytes, 1, n, static_cast<FILE *>(stream)) == n;
 }
 
-}  // namespace
-
-extern "C" {
-
-pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_read_error_t *error) {
+// The whole of `stream` read as `format`, plain JSON with the reading
+// `flags` of pz_json_options.h.
+pz_variant_t *read_from(FILE *stream, pz_text_format format, unsigned flags, pz_read_error_t *error) {
     if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_read, EINVAL);
     if (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON) return refused(error, 0, pz::fault::unknown_format);
     pz::fault why = pz::fault::none;
@@ -100,19 +98,40 @@ pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_rea
     // stands. The dump reader takes a NUL-terminated text, which a NUL
     // inside it would cut short.
     const size_t first_nul = std::strlen(text);
-    pz_variant_t *v = format == PZ_TEXT_JSON ? pz_variant_from_json_n(text, len, error)
+    pz_variant_t *v = format == PZ_TEXT_JSON ? pz_variant_from_json_opts(text, len, flags, error)
                       : first_nul < len      ? refused(error, first_nul, pz::fault::nul_byte, text, len)
                                              : pz_variant_from_dump_ex(text, error);
     HAL_Free(text);
     return v;
 }
 
-pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_read_error_t *error) {
+// The file at `path` read as read_from reads a stream.
+pz_variant_t *read_path(const char *path, pz_text_format format, unsigned flags, pz_read_error_t *error) {
     FILE *stream = pz::open_file(path, "rb");
     if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_open, errno);
-    pz_variant_t *v = pz_variant_read_stream(stream, format, error);
+    pz_variant_t *v = read_from(stream, format, flags, error);
     std::fclose(stream);
     return v;
+}
+
+}  // namespace
+
+extern "C" {
+
+pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_read_error_t *error) {
+    return read_from(stream, format, 0, error);
+}
+
+pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_read_error_t *error) {
+    return read_path(path, format, 0, error);
+}
+
+pz_variant_t *pz_variant_read_json_stream(FILE *stream, unsigned flags, pz_read_error_t *error) {
+    return read_from(stream, PZ_TEXT_JSON, flags, error);
+}
+
+pz_variant_t *pz_variant_read_json_file(const char *path, unsigned flags, pz_read_error_t *error) {
+    return read_path(path, PZ_TEXT_JSON, flags, error);
 }
 
 bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format format, unsigned flags) {

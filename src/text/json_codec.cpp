@@ -72,6 +72,61 @@ char *pz::json::write_real(char *out, double value, bool mark_integral) { return
 
 char *pz::json::write_real(char *out, float value, bool mark_integral) { return real_text(out, value, mark_integral); }
 
+char *pz::json::write_ecmascript(char *out, double value) {
+    if (value == 0) {
+        *out = '0';
+        return out + 1;
+    }
+    // The shortest digits come as d.ddde±x; ECMAScript lays the same digits
+    // out by where the decimal point falls.
+    char sci[kNumberRoom];
+    const char *end = std::to_chars(sci, sci + sizeof sci, value, std::chars_format::scientific).ptr;
+    const char *p = sci;
+    if (*p == '-') *out++ = *p++;
+    char digits[20];
+    int k = 0;
+    for (; *p != 'e'; ++p) {
+        if (*p != '.') digits[k++] = *p;
+    }
+    // The exponent by hand: std::from_chars of an int would add template
+    // instances to the library's exported symbols.
+    const bool below_one = p[1] == '-';
+    int exponent = 0;
+    for (const char *e = p + 2; e < end; ++e) exponent = exponent * 10 + (*e - '0');
+    if (below_one) exponent = -exponent;
+    const int n = exponent + 1;  // digits before the decimal point
+    auto put = [&out](const char *from, int count) {
+        std::memcpy(out, from, static_cast<size_t>(count));
+        out += count;
+    };
+    if (k <= n && n <= 21) {
+        put(digits, k);
+        std::memset(out, '0', static_cast<size_t>(n - k));
+        return out + (n - k);
+    }
+    if (0 < n && n <= 21) {
+        put(digits, n);
+        *out++ = '.';
+        put(digits + n, k - n);
+        return out;
+    }
+    if (-6 < n && n <= 0) {
+        put("0.", 2);
+        std::memset(out, '0', static_cast<size_t>(-n));
+        out += -n;
+        put(digits, k);
+        return out;
+    }
+    *out++ = digits[0];
+    if (k > 1) {
+        *out++ = '.';
+        put(digits + 1, k - 1);
+    }
+    *out++ = 'e';
+    *out++ = n - 1 < 0 ? '-' : '+';
+    return write_integer(out, false, static_cast<uint64_t>(n - 1 < 0 ? 1 - n : n - 1));
+}
+
 char *pz::json::write_escape(char *out, unsigned char c) {
     const unsigned char how = kStringByte[c];
     *out++ = '\\';

@@ -37,6 +37,14 @@ char *write_integer(char *out, T value) {
 char *write_real(char *out, double value, bool mark_integral);
 char *write_real(char *out, float value, bool mark_integral);
 
+// The text ECMAScript gives a finite double (Number.prototype.toString),
+// which canonical JSON (RFC 8785) writes: the shortest digits that read
+// back to the same bits, as plain digits for magnitudes from 1e-6 up to
+// below 1e21 ("0.000001", "123", "1e+21" past it), else with an exponent
+// ("1e-7", "1.5e+300"); both zeros are "0". Written at `out` (room for
+// kNumberRoom bytes); returns where it ends.
+char *write_ecmascript(char *out, double value);
+
 // How a byte of a string is written inside the quotes: kAsIs, a backslash
 // and the letter given (\" \\ \b \f \n \r \t), or kHexEscape, \u00XX. A
 // byte of 0x80 or more is kMultiByte: part of a UTF-8 sequence, written as

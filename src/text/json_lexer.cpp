@@ -6,6 +6,7 @@
 #include <charconv>
 #include <climits>
 #include <cmath>
+#include <limits>
 
 #include "pzvariant/hal/pz_hal.h"
 #include "text/utf8.h"
@@ -131,6 +132,56 @@ bool lexer::bad_literal(const char *word) {
     return fail(p_, fault::invalid_literal);
 }
 
+// Past the comment at `p_` ("//" or "/*" there): the end of its line, or
+// its closing "*/"; false (the fault recorded, the cursor at the end) when
+// the text ends before a block comment closes.
+bool lexer::skip_comment() {
+    if (p_[1] == '/') {
+        const auto *line_end = static_cast<const char *>(std::memchr(p_ + 2, '\n', static_cast<size_t>(end_ - p_ - 2)));
+        p_ = line_end != nullptr ? line_end : end_;
+        return true;
+    }
+    for (const char *close = p_ + 2; close + 1 < end_; ++close) {
+        if (close[0] == '*' && close[1] == '/') {
+            p_ = close + 2;
+            return true;
+        }
+    }
+    p_ = end_;
+    return fail(end_, fault::end_of_text);
+}
+
+// Comments between tokens, where they are allowed: from // to the end of
+// the line, and from /* to */. One cut by the end of the text is refused
+// as cut short; a '/' that starts no comment is left for the caller to
+// refuse as the token it is not.
+int lexer::peek_past_comments() {
+    while (p_ < end_ && *p_ == '/') {
+        if (end_ - p_ < 2) {
+            p_ = end_;
+            fail(end_, fault::end_of_text);
+            return -1;
+        }
+        if (p_[1] != '/' && p_[1] != '*') break;
+        if (!skip_comment()) return -1;
+        while (p_ < end_ && is_space(*p_)) ++p_;
+    }
+    return p_ < end_ ? static_cast<unsigned char>(*p_) : -1;
+}
+
+// NaN, Infinity or -Infinity, where they are allowed.
+bool lexer::nonfinite_number(const char *start, number_token *out) {
+    const bool negative = *start == '-';
+    const bool nan = start[negative] == 'N';
+    p_ = start + negative;
+    if (negative && nan) return fail(p_, fault::invalid_literal);
+    if (!(nan ? literal("NaN", 3) : literal("Infinity", 8))) return false;
+    if (out == nullptr) return true;  // passed over unread
+    const double value = nan ? std::numeric_limits<double>::quiet_NaN() : HUGE_VAL;
+    *out = {false, negative, 0, negative ? -value : value};
+    return true;
+}
+
 // -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)?, stopping at the first byte
 // that does not continue it.
 bool lexer::real_number(const char *start, number_token *out) {
@@ -157,6 +208,7 @@ bool lexer::real_number(const char *start, number_token *out) {
     out->negative = negative;
     out->integer = integer_end == p && magnitude_of(start + negative, p, &out->magnitude);
     out->value = out->integer ? 0 : double_of(start, p);
+    if (refuse_overflow_ && std::isinf(out->value)) return fail(start, fault::number_overflow);
     return true;
 }
 
@@ -213,6 +265,7 @@ bool lexer::fraction(const char *p, uint64_t mantissa, int digits, number_token 
         out->value = out->negative ? -value : value;
     } else {
         out->value = double_of(start, p);
+        if (refuse_overflow_ && std::isinf(out->value)) return fail(start, fault::number_overflow);
     }
     p_ = p;
     return true;

@@ -19,6 +19,7 @@
 #include <cstring>
 
 #include "io/read_error.h"
+#include "pzvariant/pz_json_options.h"
 
 namespace pz::json {
 
@@ -46,8 +47,15 @@ public:
     // With `lenient_strings`, strings take raw control bytes and bytes that
     // are not UTF-8 as they are, as cJSON does: the dump reader reads the
     // texts cJSON accepted with it. Escapes stay strict either way.
-    lexer(const char *text, size_t len, bool lenient_strings = false)
-        : begin_(text), p_(text), end_(text + len), lenient_(lenient_strings) {}
+    // `read_flags` are the reading flags of pz_json_options.h that the
+    // tokens heed: comments, trailing commas, the non-finite literals and
+    // numbers past the doubles.
+    lexer(const char *text, size_t len, bool lenient_strings = false, unsigned read_flags = 0)
+        : begin_(text), p_(text), end_(text + len), lenient_(lenient_strings),
+          comments_((read_flags & PZ_JSON_READ_COMMENTS) != 0),
+          trailing_commas_((read_flags & PZ_JSON_READ_TRAILING_COMMAS) != 0),
+          nonfinite_((read_flags & PZ_JSON_READ_NONFINITE) != 0),
+          refuse_overflow_((read_flags & PZ_JSON_READ_REFUSE_OVERFLOW) != 0) {}
     lexer(const lexer &) = delete;
     lexer &operator=(const lexer &) = delete;
     ~lexer();
@@ -55,10 +63,11 @@ public:
     // Passes a UTF-8 byte order mark at the start over.
     void skip_mark();
 
-    // Passes whitespace over; the byte where the next token starts, or -1
-    // at the end of the text.
+    // Passes whitespace over (and comments, when they are allowed); the
+    // byte where the next token starts, or -1 at the end of the text.
     int peek() {
         while (p_ < end_ && is_space(*p_)) ++p_;
+        if (comments_ && p_ < end_ && *p_ == '/') return peek_past_comments();
         return p_ < end_ ? static_cast<unsigned char>(*p_) : -1;
     }
     void advance() { ++p_; }
@@ -82,14 +91,35 @@ public:
         return decode_string(start, p, out);
     }
 
-    // The number that starts under the cursor ('-' or a digit); false (a
-    // fault recorded) when it is malformed.
+    // Whether a token starting with `c` is a number: '-' or a digit, and
+    // where they are allowed the N of NaN and the I of Infinity.
+    bool starts_number(int c) const {
+        return c == '-' || (c >= '0' && c <= '9') || (nonfinite_ && (c == 'N' || c == 'I'));
+    }
+
+    // The number that starts under the cursor (as starts_number says);
+    // false (a fault recorded) when it is malformed.
     bool number(number_token *out);
 
     // The number that starts under the cursor passed over unread, its text
     // from where the cursor stood to where it stands after; false (a fault
     // recorded) when it is malformed.
-    bool skip_number() { return real_number(p_, nullptr); }
+    bool skip_number() {
+        const char *digits = p_ + (*p_ == '-');
+        if (nonfinite_ && digits < end_ && (*digits == 'N' || *digits == 'I')) return nonfinite_number(p_, nullptr);
+        return real_number(p_, nullptr);
+    }
+
+    // After a comma of an array or object (at `comma`, passed over):
+    // whether another item follows. Its closing `close` there instead is a
+    // trailing comma: refused at the comma, or where trailing commas are
+    // allowed passed over, and false.
+    bool item_follows(const char *comma, char close) {
+        if (peek() != close) return true;
+        if (!trailing_commas_) return fail(comma, pz::fault::trailing_comma);
+        advance();
+        return false;
+    }
 
     // The literal `word` of `n` bytes under the cursor; false (a fault
     // recorded) when another word is there.
@@ -127,7 +157,10 @@ private:
     bool put(const char *bytes, size_t n);
     bool real_number(const char *start, number_token *out);
     bool fraction(const char *p, uint64_t mantissa, int digits, number_token *out);
+    bool nonfinite_number(const char *start, number_token *out);
     bool bad_literal(const char *word);
+    int peek_past_comments();
+    bool skip_comment();
 
     const char *begin_;
     const char *p_;
@@ -135,6 +168,7 @@ private:
     const char *fault_at_ = nullptr;
     pz::fault fault_ = pz::fault::none;
     bool lenient_;
+    bool comments_, trailing_commas_, nonfinite_, refuse_overflow_;
     bool high_ = false;
     char *scratch_ = nullptr;  // decoded strings: one HAL block, grown as needed
     size_t scratch_len_ = 0;
@@ -191,6 +225,7 @@ inline bool lexer::number(number_token *out) {
     // exponent goes on from them. More digits and every fault take the
     // general path.
     const char *digits = p_ + (*p_ == '-');
+    if (nonfinite_ && digits < end_ && (*digits == 'N' || *digits == 'I')) return nonfinite_number(p_, out);
     const char *p = digits;
     uint64_t magnitude = 0;
     while (p < end_ && p - digits < 19 && static_cast<unsigned>(*p - '0') <= 9) {

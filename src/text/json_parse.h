@@ -24,8 +24,10 @@ template <class Sink>
 class parser {
 public:
     // Over the `len` bytes at `text`; the parser holds its lexer, which
-    // every token reads, and refers to its sink.
-    parser(const char *text, size_t len, Sink &sink) : lx_(text, len), sink_(sink) {}
+    // every token reads (`lenient_strings` and `flags` as the lexer takes
+    // them), and refers to its sink.
+    parser(const char *text, size_t len, Sink &sink, bool lenient_strings = false, unsigned flags = 0)
+        : lx_(text, len, lenient_strings, flags), sink_(sink) {}
 
     lexer &lex() { return lx_; }
 
@@ -42,7 +44,7 @@ public:
             case 'n': return literal("null", 4, vtype_null, at);
             default: break;
         }
-        if (c == '-' || (c >= '0' && c <= '9')) return number(at);
+        if (lx_.starts_number(c)) return number(at);
         return lx_.unexpected(fault::expected_value);
     }
 
@@ -99,7 +101,7 @@ private:
         if (c != ',') return lx_.unexpected(expected);
         const char *comma = lx_.pos();
         lx_.advance();
-        return lx_.peek() != close || lx_.fail(comma, fault::trailing_comma);
+        return lx_.item_follows(comma, close);
     }
 
     // Whether the container whose items `more` went over closed, at the
@@ -168,9 +170,12 @@ inline bool pass_separators(lexer &lx) {
 // it, or when refused the separators before where the value starts;
 // reading whole, `len` when read, 0 when refused; either way, when the
 // sink stopped the read, those up to the end of the token it stopped at.
+// `flags` are the reading flags of pz_json_options.h that the lexer heeds;
+// with `lenient_strings`, strings take raw control bytes and bytes that are
+// not UTF-8 (the typed dump's strings).
 template <class Sink>
-size_t read(const char *text, size_t len, bool prefix, Sink &sink) {
-    parser<Sink> p(text, len, sink);
+size_t read(const char *text, size_t len, bool prefix, Sink &sink, unsigned flags = 0, bool lenient_strings = false) {
+    parser<Sink> p(text, len, sink, lenient_strings, flags);
     lexer &lx = p.lex();
     if (prefix) {
         pass_separators(lx);

@@ -4,6 +4,7 @@
 #include "io/callback_sink.h"
 #include "io/value_builder.h"
 #include "text/json_parse.h"
+#include "pzvariant/pz_json_options.h"
 
 using namespace pz;
 
@@ -11,11 +12,14 @@ namespace {
 
 // The value of `text` read whole or from its front (`used` the bytes taken,
 // when not null); null when refused, as `error` says.
-pz_variant_t *read_value(const char *text, size_t len, bool prefix, size_t *used, pz_read_error_t *error) {
+// `flags` are the reading flags of pz_json_options.h.
+pz_variant_t *read_value(const char *text, size_t len, bool prefix, unsigned flags, size_t *used,
+                         pz_read_error_t *error) {
     if (used != nullptr) *used = 0;
     if (text == nullptr) return read_fault(error, fault::no_text, nullptr, 0, 0);
     value_builder values;
-    const size_t taken = json::read(text, len, prefix, values);
+    if ((flags & PZ_JSON_READ_REFUSE_DUPLICATES) != 0) values.refuse_duplicate_keys();
+    const size_t taken = json::read(text, len, prefix, values, flags);
     if (used != nullptr) *used = taken;
     values.report(error, text, len);
     pz_variant_t *v = values.take();
@@ -29,7 +33,16 @@ pz_variant_t *read_value(const char *text, size_t len, bool prefix, size_t *used
 extern "C" {
 
 pz_variant_t *pz_variant_from_json_n(const char *text, size_t len, pz_read_error_t *error) {
-    return read_value(text, len, false, nullptr, error);
+    return read_value(text, len, false, 0, nullptr, error);
+}
+
+pz_variant_t *pz_variant_from_json_opts(const char *text, size_t len, unsigned flags, pz_read_error_t *error) {
+    return read_value(text, len, false, flags, nullptr, error);
+}
+
+pz_variant_t *pz_variant_from_json_prefix_opts(const char *text, size_t len, unsigned flags, size_t *used,
+                                               pz_read_error_t *error) {
+    return read_value(text, len, true, flags, used, error);
 }
 
 pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error) {
@@ -37,7 +50,7 @@ pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error) {
 }
 
 pz_variant_t *pz_variant_from_json_prefix(const char *text, size_t len, size_t *used, pz_read_error_t *error) {
-    return read_value(text, len, true, used, error);
+    return read_value(text, len, true, 0, used, error);
 }
 
 pz_events_end pz_events_read_json(const char *text, size_t len, unsigned flags, const pz_events_t *events,
@@ -48,7 +61,7 @@ pz_events_end pz_events_read_json(const char *text, size_t len, unsigned flags, 
         return PZ_EVENTS_REFUSED;
     }
     callback_sink sink(*events, context);
-    const size_t taken = json::read(text, len, (flags & PZ_EVENTS_PREFIX) != 0, sink);
+    const size_t taken = json::read(text, len, (flags & PZ_EVENTS_PREFIX) != 0, sink, flags);
     if (used != nullptr) *used = taken;
     sink.report(error, text, len);
     return sink.end();

@@ -3,11 +3,14 @@
 // (Plain JSON in is the reader's.)
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
+#include "pzvariant/pz_json_options.h"
 #include "text/json_codec.h"
 #include "text/json_writer.h"
+#include "text/key_order.h"
 #include "text/utf8.h"
 #include "core/container_storage.h"
 #include "core/kinds.h"
@@ -17,18 +20,35 @@ using namespace pz;
 
 namespace {
 
-// A line break and the indent of the deepest line: each level two spaces.
-constexpr size_t kMaxIndent = 2 * PZ_VARIANT_MAX_DEPTH;
-constexpr std::array<char, 1 + kMaxIndent> kNewLine = [] {
-    std::array<char, 1 + kMaxIndent> text{};
-    text[0] = '\n';
-    for (size_t i = 1; i < text.size(); ++i) text[i] = ' ';
+// What the flags ask of the text's layout and spellings.
+struct style {
+    explicit style(unsigned flags)
+        : canonical((flags & PZ_JSON_CANONICAL) != 0),
+          sorted(canonical || (flags & PZ_JSON_SORT_KEYS) != 0),
+          literals(!canonical && (flags & PZ_JSON_NONFINITE_LITERALS) != 0),
+          escape_invalid(!canonical && (flags & PZ_JSON_ESCAPE_INVALID) != 0),
+          refuse_pointers((flags & PZ_JSON_REFUSE_POINTERS) != 0),
+          indent(!canonical && (flags & PZ_JSON_INDENT) != 0),
+          pad((flags & PZ_JSON_INDENT_TABS & ~PZ_JSON_INDENT) != 0 ? '\t' : ' '),
+          width(pad == '\t' ? 1 : (flags >> 8 & 15) == 0 ? 2 : std::min((flags >> 8 & 15) - 1, 8u)) {}
+
+    bool canonical, sorted, literals, escape_invalid, refuse_pointers, indent;
+    char pad;        // of an indent
+    unsigned width;  // pads a level
+};
+
+// Indents are written from these, a piece at a time.
+constexpr std::array<char, 64> filled(char c) {
+    std::array<char, 64> text{};
+    for (char &each : text) each = c;
     return text;
-}();
+}
+constexpr auto kSpaces = filled(' ');
+constexpr auto kTabs = filled('\t');
 
 class json_writer {
 public:
-    json_writer(out_sink &out, unsigned flags) : out_(out), flags_(flags) {}
+    json_writer(out_sink &out, unsigned flags) : out_(out), style_(flags) {}
 
     // Writes `v` (null for an empty slot, written null); false once the
     // walk is refused or the sink has failed.
@@ -69,21 +89,41 @@ private:
             return value ? keyword("true", 4) : keyword("false", 5);
         } else if constexpr (std::is_pointer_v<T>) {
             return pointer();
+        } else if constexpr (std::is_floating_point_v<T>) {
+            return real_text(value);
         } else {
+            // Canonical JSON knows only doubles: an integer past 2^53 is
+            // written as the double nearest to it, as its readers read it.
+            if (style_.canonical) return ecmascript(static_cast<double>(value));
             char *room = out_.room(json::kNumberRoom);
-            if constexpr (std::is_floating_point_v<T>) {
-                out_.commit(static_cast<size_t>(json::write_real(room, value, true) - room));
-            } else {
-                out_.commit(static_cast<size_t>(json::write_integer(room, value) - room));
-            }
+            out_.commit(static_cast<size_t>(json::write_integer(room, value) - room));
             return true;
         }
     }
 
-    // Pointers have no JSON: null, or the whole text refused.
-    bool pointer() {
-        return (flags_ & PZ_JSON_REFUSE_POINTERS) != 0 ? path_.refuse(PZ_STATUS_POINTER) : keyword("null", 4);
+    // A float or double: in ECMAScript's form when canonical (which has no
+    // NaN or infinity), as a literal when asked, else in the shortest text
+    // that reads back to the same bits.
+    template <class F>
+    bool real_text(F value) {
+        if (style_.canonical) {
+            return std::isfinite(value) ? ecmascript(static_cast<double>(value)) : path_.refuse(PZ_STATUS_NOT_FINITE);
+        }
+        if (style_.literals && std::isnan(value)) return keyword("NaN", 3);
+        if (style_.literals && std::isinf(value)) return value > 0 ? keyword("Infinity", 8) : keyword("-Infinity", 9);
+        char *room = out_.room(json::kNumberRoom);
+        out_.commit(static_cast<size_t>(json::write_real(room, value, true) - room));
+        return true;
     }
+
+    bool ecmascript(double d) {
+        char *room = out_.room(json::kNumberRoom);
+        out_.commit(static_cast<size_t>(json::write_ecmascript(room, d) - room));
+        return true;
+    }
+
+    // Pointers have no JSON: null, or the whole text refused.
+    bool pointer() { return style_.refuse_pointers ? path_.refuse(PZ_STATUS_POINTER) : keyword("null", 4); }
 
     // Lowercase hex, two digits a byte, written in place a chunk at a time.
     bool bytes(const unsigned char *p, size_t n) {
@@ -122,7 +162,7 @@ private:
             }
             out_.write(run, static_cast<size_t>(p - run));
             if (p == end) break;
-            if (json::kStringByte[*p] == json::kMultiByte && (flags_ & PZ_JSON_ESCAPE_INVALID) == 0) {
+            if (json::kStringByte[*p] == json::kMultiByte && !style_.escape_invalid) {
                 return path_.refuse(PZ_STATUS_INVALID_UTF8);
             }
             char *room = out_.room(6);
@@ -160,10 +200,17 @@ private:
         return utf8_valid_prefix(reinterpret_cast<const char *>(p), window) >= len ? len : 0;
     }
 
-    // A line break before an element, a member or a closing bracket, at
-    // the depth of the containers open; nothing when compact.
+    // A line break before an element, a member or a closing bracket, and
+    // the indent of the containers open; nothing when compact.
     void new_line(int depth) {
-        if ((flags_ & PZ_JSON_INDENT) != 0) out_.write(kNewLine.data(), 1 + 2 * static_cast<size_t>(depth));
+        if (!style_.indent) return;
+        out_.put('\n');
+        const char *pad = style_.pad == '\t' ? kTabs.data() : kSpaces.data();
+        for (size_t n = style_.width * static_cast<size_t>(depth); n > 0;) {
+            const size_t piece = std::min(n, kSpaces.size());
+            out_.write(pad, piece);
+            n -= piece;
+        }
     }
 
     // Opens `v`; its elements follow, each after first_or_comma().
@@ -210,7 +257,7 @@ private:
         w->first_or_comma(w->members_++ == 0);
         if (!w->string(name->cstr, static_cast<size_t>(name->len))) return false;
         w->out_.put(':');
-        if ((w->flags_ & PZ_JSON_INDENT) != 0) w->out_.put(' ');
+        if (w->style_.indent) w->out_.put(' ');
         return w->value(static_cast<const pz_variant_t *>(value)) && !w->out_.failed();
     }
 
@@ -218,14 +265,53 @@ private:
         if (!open(v, '{')) return false;
         const size_t outer = members_;
         members_ = 0;
-        pz_hash_table_foreach(dict_of(v), member, this);
+        if (style_.sorted) {
+            sorted_members(dict_of(v));
+        } else {
+            pz_hash_table_foreach(dict_of(v), member, this);
+        }
         const bool empty = members_ == 0;
         members_ = outer;
         return ok() && close(empty, '}');
     }
 
+    // The members of `table` in the order of their keys. Canonical order
+    // needs well-formed keys to be an order at all; the others are refused
+    // when written in any case.
+    void sorted_members(const pz_hash_table_t *table) {
+        struct entry {
+            pz_string_t *key;
+            void *value;
+        };
+        const uint32_t n = pz_hash_table_size(table);
+        if (n == 0) return;
+        auto *entries = static_cast<entry *>(HAL_Malloc(static_cast<unsigned long>(n * sizeof(entry))));
+        if (entries == nullptr) {
+            path_.refuse(PZ_STATUS_OUT_OF_MEMORY);
+            return;
+        }
+        uint32_t count = 0;
+        void *key, *value;
+        for (uint32_t pos = 0; count < n && pz_hash_table_next(table, &pos, &key, &value, nullptr);) {
+            entries[count++] = {static_cast<pz_string_t *>(key), value};
+        }
+        bool keys_valid = true;
+        for (uint32_t i = 0; i < count && style_.canonical; ++i) {
+            keys_valid &= utf8_valid(entries[i].key->cstr, static_cast<size_t>(entries[i].key->len));
+        }
+        if (!keys_valid) {
+            path_.refuse(PZ_STATUS_INVALID_UTF8);
+        } else if (style_.canonical) {
+            std::sort(entries, entries + count, [](const entry &a, const entry &b) { return key_before_utf16(a.key, b.key); });
+        } else {
+            std::sort(entries, entries + count, [](const entry &a, const entry &b) { return key_before_bytes(a.key, b.key); });
+        }
+        for (uint32_t i = 0; i < count && keys_valid && member(entries[i].key, entries[i].value, this);) ++i;
+        HAL_Free(entries);
+    }
+
     out_sink &out_;
-    unsigned flags_;
+    style style_;
     walk_path path_;
     size_t members_ = 0;  // of the dictionary being written
 };
