@@ -1160,4 +1160,6 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 }
 #endif
 
+#include "pz_stream.h"
+
 #endif /* PZ_VARIANT_H */

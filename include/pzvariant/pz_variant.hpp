@@ -1042,4 +1042,6 @@ inline value dict(std::initializer_list<std::pair<std::string_view, value>> entr
 
 }  // namespace pz
 
+#include "pz_stream.hpp"
+
 #endif  // PZ_VARIANT_HPP

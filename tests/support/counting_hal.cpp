@@ -9,7 +9,7 @@
 
 namespace {
 
-std::atomic<long> live_blocks{0}, live_bytes{0}, malloc_calls{0}, failed_mallocs{0}, atomic_incs{0};
+std::atomic<long> live_blocks{0}, live_bytes{0}, peak_bytes{0}, malloc_calls{0}, failed_mallocs{0}, atomic_incs{0};
 std::atomic<unsigned long> last_size{0};
 
 // Allocations left before the failing one (0: no failure planned).
@@ -39,6 +39,8 @@ extern "C" {
 
 long hal_live_blocks(void) { return live_blocks; }
 long hal_live_bytes(void) { return live_bytes; }
+long hal_peak_bytes(void) { return peak_bytes; }
+void hal_reset_peak(void) { peak_bytes = live_bytes.load(); }
 long hal_malloc_calls(void) { return malloc_calls; }
 long hal_failed_mallocs(void) { return failed_mallocs; }
 unsigned long hal_last_size(void) { return last_size; }
@@ -58,7 +60,9 @@ void *HAL_Malloc(unsigned long size) {
     if (block == nullptr) return nullptr;
     std::memcpy(block, &size, sizeof size);
     ++live_blocks;
-    live_bytes += static_cast<long>(size);
+    const long live = live_bytes += static_cast<long>(size);
+    for (long peak = peak_bytes; live > peak && !peak_bytes.compare_exchange_weak(peak, live);) {
+    }
     return block + kPrefix;
 }
 
