@@ -14,7 +14,7 @@ PORTS_DIR  ?= build-ports
 # and a few thousand mutations of them.
 FUZZ_SECONDS ?= 600
 FUZZ_RUNS    ?= 2000
-FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format fuzz_from_msgpack fuzz_json_vs_jansson fuzz_api
+FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format fuzz_from_msgpack fuzz_json_vs_jansson fuzz_api fuzz_stream
 JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
 # The project's own checks treat warnings as errors; `make demo` and
@@ -153,7 +153,8 @@ bench: deps-bench
 
 # HTML API reference of the public headers in build-docs/html.
 docs: deps-docs
-	./tests/check_docs.sh include/pzvariant/pz_variant.h include/pzvariant/pz_variant.hpp include/pzvariant/pz_string.h include/pzvariant/hal/pz_hal.h
+	./tests/check_docs.sh include/pzvariant/pz_variant.h include/pzvariant/pz_variant.hpp include/pzvariant/pz_stream.h \
+	  include/pzvariant/pz_stream.hpp include/pzvariant/pz_string.h include/pzvariant/hal/pz_hal.h
 	doxygen Doxyfile
 	@for g in $$(grep -ho '@defgroup [a-z_]*' include/pzvariant/*.h include/pzvariant/*.hpp include/pzvariant/hal/*.h | cut -d' ' -f2); do \
 	  test -f build-docs/html/group__$$(echo $$g | sed 's/_/__/g').html || { echo "no page for the family $$g"; exit 1; }; \

@@ -14,11 +14,11 @@ void msgpack_scanner::start(size_t limit) {
     owed_ = 1;  // the value's first byte
     limit_ = limit;
     whole_ = false;
-    stopped_ = false;
+    lost_ = false;
 }
 
 msgpack_scanner::step msgpack_scanner::scan(const uint8_t *p, const uint8_t *end, const uint8_t **stop) {
-    while (p < end) {
+    while (p < end && !lost_) {
         if (skip_ != 0) {
             const uint64_t left = static_cast<uint64_t>(end - p);
             const uint64_t n = skip_ < left ? skip_ : left;
@@ -42,10 +42,10 @@ msgpack_scanner::step msgpack_scanner::scan(const uint8_t *p, const uint8_t *end
             if (--header_left_ == 0) fits = length(header_);
         }
         if (!fits) return step::too_large;
-        if (whole_ || stopped_) break;
+        if (whole_) break;
     }
     *stop = p;
-    return whole_ || stopped_ ? step::whole : step::open;
+    return whole_ ? step::whole : step::open;
 }
 
 // The first byte of an item; false when the value no longer fits.
@@ -58,21 +58,24 @@ bool msgpack_scanner::marker(uint8_t m) {
     if (m < fixstr) return begin_container(m & 0x0fu);
     if (m < nil) return payload(m & 0x1fu);
     if (m >= float32 && m <= int8 + 3) return payload(m == float32 ? 4 : m == float64 ? 8 : integer_width(m));
+    if (m >= fixext1 && m < str8) return payload(1 + (1u << (m - fixext1)));  // the type, then 1 to 16 bytes
     unsigned width = 0;
     switch (m) {
+        case never_used: return item_done();
+        case ext8:
         case bin8:
         case str8: width = 1; break;
+        case ext16:
         case bin16:
         case str16:
         case array16:
         case map16: width = 2; break;
+        case ext32:
         case bin32:
         case str32:
         case array32:
         case map32: width = 4; break;
-        default:  // ext values and the never-used byte: the reader refuses them
-            stopped_ = true;
-            return true;
+        default: break;
     }
     marker_ = m;
     header_ = 0;
@@ -88,6 +91,9 @@ bool msgpack_scanner::length(uint64_t n) {
         case array32: return begin_container(n);
         case map16:
         case map32: return begin_container(n * 2);
+        case ext8:
+        case ext16:
+        case ext32: return payload(n + 1);  // the type, then the bytes
         default: return payload(n);  // str and bin
     }
 }
@@ -95,7 +101,7 @@ bool msgpack_scanner::length(uint64_t n) {
 bool msgpack_scanner::begin_container(uint64_t items) {
     if (items == 0) return item_done();
     if (depth_ == kLevels) {
-        stopped_ = true;
+        lost_ = true;
         return true;
     }
     left_[depth_++] = items;

@@ -6,9 +6,10 @@
 // length), so that a header announcing more than the caller's limit is
 // refused as it arrives, before any of what it announces is held.
 //
-// It checks nothing else: at a byte it cannot follow (an ext value, the
-// never-used byte, nesting past any the reader takes) it stops, and the
-// reader, reading the value, refuses it there with its own reason.
+// It checks nothing else: it passes over what the reader refuses (an ext
+// value, the never-used byte), for the reader to refuse when it reads the
+// value, with its own reason. Past any depth the reader takes it follows
+// nothing more, and the value waits for the end of the stream or the limit.
 #ifndef PZ_MSGPACK_SCANNER_H
 #define PZ_MSGPACK_SCANNER_H
 
@@ -24,7 +25,7 @@ public:
     enum class step { open, whole, too_large };
 
     // Deeper than this the reader refuses a value; the margin keeps the
-    // scanner from stopping where the reader would still read.
+    // scanner from giving up where the reader would still read.
     static constexpr int kLevels = PZ_VARIANT_MAX_DEPTH + 8;
 
     // With room for kLevels counts at `levels`, which the owner keeps
@@ -35,9 +36,9 @@ public:
     void start(size_t limit);
 
     // Scans the bytes from `p` to `end`, which follow those scanned before:
-    // `whole` with `*stop` past the value's last byte (or past the byte it
-    // cannot follow), `too_large` once the value must take more than the
-    // limit, `open` when it goes on past `end`.
+    // `whole` with `*stop` past the value's last byte, `too_large` once the
+    // value must take more than the limit, `open` when it goes on past
+    // `end` (or nests too deep to follow).
     step scan(const uint8_t *p, const uint8_t *end, const uint8_t **stop);
 
 private:
@@ -58,7 +59,7 @@ private:
     uint64_t owed_ = 0;       // bytes still to come, at least
     uint64_t limit_ = 0;
     bool whole_ = false;
-    bool stopped_ = false;    // at a byte it cannot follow
+    bool lost_ = false;       // nested too deep to follow
 };
 
 }  // namespace pz::stream

@@ -161,6 +161,7 @@ pz_stream_status reader::settle(outcome o, size_t start) {
         scanning_ = false;
         return PZ_STREAM_VALUE;
     }
+    if (o == outcome::fault && msgpack_ && announces_too_much(prefix_fault_.offset)) o = outcome::too_large;
     if (o == outcome::too_large) {
         fault_at(start, PZ_READ_TOO_LARGE, kTooLarge);
     } else {
@@ -171,6 +172,17 @@ pz_stream_status reader::settle(outcome o, size_t start) {
         scanning_ = false;
     }
     return PZ_STREAM_ERROR;
+}
+
+// Whether a header up to the byte `at` (the place of a fault) announces more
+// than the limit: that refusal comes first, as it does when such a header
+// arrives before the fault's bytes.
+bool reader::announces_too_much(size_t at) {
+    const auto *bytes = reinterpret_cast<const uint8_t *>(held_.data());
+    const size_t end = at < held_.size() ? at + 1 : held_.size();
+    const uint8_t *stop = nullptr;
+    msgpack_scan_.start(limit_);
+    return msgpack_scan_.scan(bytes, bytes + end, &stop) == scan_step::too_large;
 }
 
 pz_stream_status reader::next_line(pz_variant_t **out) {

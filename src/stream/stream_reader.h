@@ -50,6 +50,7 @@ private:
     outcome attempt(size_t start, size_t len, pz_variant_t **out);
     bool word_may_go_on(const char *d, size_t used, size_t window, size_t len) const;
     pz_stream_status settle(outcome o, size_t start);
+    bool announces_too_much(size_t at);
     outcome read_line(size_t len, pz_variant_t **out);
     bool pass_rest_of_line();
     pz_stream_status waiting() const { return finished_ ? PZ_STREAM_END : PZ_STREAM_NEED_MORE; }
