@@ -153,10 +153,9 @@ bench: deps-bench
 
 # HTML API reference of the public headers in build-docs/html.
 docs: deps-docs
-	./tests/check_docs.sh include/pzvariant/pz_variant.h include/pzvariant/pz_variant.hpp include/pzvariant/pz_stream.h \
-	  include/pzvariant/pz_stream.hpp include/pzvariant/pz_string.h include/pzvariant/hal/pz_hal.h
+	./tests/check_docs.sh include/pzvariant/*.h include/pzvariant/*.hpp include/pzvariant/cpp/*.hpp include/pzvariant/hal/*.h
 	doxygen Doxyfile
-	@for g in $$(grep -ho '@defgroup [a-z_]*' include/pzvariant/*.h include/pzvariant/*.hpp include/pzvariant/hal/*.h | cut -d' ' -f2); do \
+	@for g in $$(grep -ho '@defgroup [a-z_]*' include/pzvariant/*.h include/pzvariant/*.hpp include/pzvariant/cpp/*.hpp include/pzvariant/hal/*.h | cut -d' ' -f2); do \
 	  test -f build-docs/html/group__$$(echo $$g | sed 's/_/__/g').html || { echo "no page for the family $$g"; exit 1; }; \
 	done
 	@echo "API reference: build-docs/html/index.html"

@@ -3,7 +3,6 @@
 #include <climits>
 
 #include "api_ops.h"
-#include "core/variant_internal.h"
 #include "va_entry.h"
 
 namespace harness {

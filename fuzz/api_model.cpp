@@ -10,7 +10,7 @@
 #include <unordered_map>
 
 #include "base/pz_memory.h"
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
 
 namespace model {
 

@@ -7,7 +7,7 @@
 #include "pzvariant/hal/pz_hal.h"
 #include "pz_test.h"
 #include "pzvariant/pz_variant.hpp"
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
 #include "core/kinds.h"
 #include "va_entry.h"
 

@@ -2,7 +2,8 @@
 // and what a copied container does with an element it cannot copy.
 
 #include "pz_test.h"
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 
 namespace {
 

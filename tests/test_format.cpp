@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "pz_test.h"
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
 #include "va_entry.h"
 
 namespace {

@@ -2,7 +2,8 @@
 // constructor, setter, copy, typed adder and getter, typed setter and
 // getter with its default, and the pack letter with unpack.
 #include "pz_test.h"
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 #include "core/kinds.h"
 
 namespace {

@@ -1,7 +1,6 @@
 // Typed array and dictionary accessors: raw reads and the hand-written
 // members (the generated ones are checked per kind with the scalars).
 #include "pz_test.h"
-#include "core/variant_internal.h"
 
 namespace {
 

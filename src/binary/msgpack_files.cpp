@@ -4,7 +4,7 @@
 
 #include "binary/msgpack.h"
 #include "io/read_error.h"
-#include "core/variant_internal.h"
+#include "pzvariant/hal/pz_hal.h"
 
 namespace {
 

@@ -5,7 +5,8 @@
 #include "io/key_cache.h"
 #include "binary/msgpack.h"
 #include "io/read_error.h"
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 
 using namespace pz;
 using namespace pz::msgpack;

@@ -6,7 +6,7 @@
 #include <type_traits>
 
 #include "binary/msgpack.h"
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
 #include "core/kinds.h"
 #include "operations/walk.h"
 

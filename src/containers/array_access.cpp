@@ -1,7 +1,7 @@
 // Typed array accessors: elements appended from plain values and read back
 // as plain values. Getters read the element's raw bits through the asked
 // type and never convert between kinds.
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
 #include "core/kinds.h"
 
 using namespace pz;

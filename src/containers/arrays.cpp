@@ -1,7 +1,7 @@
 // Array values: an ordered run of element pointers in a pz_array_t, one
 // reference held per non-null element. Every operation checks that it was
 // given an array with storage and that the index is in range.
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
 
 using namespace pz;
 

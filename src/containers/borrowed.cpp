@@ -2,7 +2,8 @@
 // entries of a dictionary, handed out borrowed from their container. They
 // let a walk over a large value (the C++ views among them) touch no
 // reference count at all.
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 
 using namespace pz;
 

@@ -6,7 +6,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 #include "core/kinds.h"
 
 using namespace pz;

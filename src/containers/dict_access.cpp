@@ -1,7 +1,7 @@
 // Typed dictionary accessors: a dictionary used as a record of plain
 // fields. Getters read the stored value's raw bits through the asked type,
 // never converting between kinds, and fall back to the caller's default.
-#include "core/variant_internal.h"
+#include "containers/dicts.h"
 #include "core/kinds.h"
 
 using namespace pz;

@@ -1,7 +1,7 @@
 // Dictionary values: a pz_hash_table_t from pz_string_t keys to values, one
 // reference held per entry. Lookups wrap the caller's key without copying
 // it, so a get allocates nothing.
-#include "core/variant_internal.h"
+#include "containers/dicts.h"
 
 using namespace pz;
 

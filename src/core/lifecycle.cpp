@@ -1,4 +1,6 @@
-// Value lifecycle: references, release, clearing and change of kind.
+// Value lifecycle: references, release and the release queue. Each kind's
+// release is with its kind (core/strings.h, core/pointers.h,
+// core/container_storage.h).
 //
 // Releasing a container releases what it holds, and that can nest to any
 // depth. Instead of recursing, a value whose last reference goes while a
@@ -6,7 +8,11 @@
 // by the outermost release, in the order the references went. The queue is
 // linked through the dead values' own count headers (a count that reached zero
 // is no longer needed), so releasing never allocates and never fails.
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
+#include "core/pointers.h"
+#include "core/record.h"
+#include "core/release.h"
+#include "core/strings.h"
 
 using namespace pz;
 
@@ -48,69 +54,28 @@ void enqueue(pz_variant_t *v) {
     queue.tail = v;
 }
 
-// Drops a reference from inside a release; a value whose last reference
-// this was is queued for the outermost release to free.
-void drop_queued(pz_variant_t *v) {
-    if (v != nullptr && pz_atomic_unref(pz_ref_count(v)) == 0) enqueue(v);
-}
-
 // Kinds whose release can drop further references or run caller code.
 bool releases_others(char vt) {
     return vt == vtype_array || vt == vtype_dict || vt == vtype_autoptr || vt == vtype_sharedptr;
 }
 
-// Releases what `v` holds and resets it to the empty null value. The record
-// is reset before anything is released, so that callbacks running meanwhile
-// see a consistent, empty value.
+// Releases what `v` holds and resets it to the empty null value.
 void release_contents(pz_variant_t *v) {
-    const char vt = v->vt;
-    void *const held = v->ptr_val;
-    if (vt == vtype_autoptr) {
-        auto *rec = reinterpret_cast<v_autoptr_s *>(v);
-        const pz_dtor_pt dtor = rec->dtor;
-        rec->dtor = nullptr;
-        reset_record(v);
-        if (dtor != nullptr) dtor(held);  // a null destructor owns nothing to call
-        return;
-    }
-    if (vt == vtype_sharedptr) {
-        auto *rec = reinterpret_cast<v_sharedptr_t *>(v);
-        const pz_unref_pt unref = rec->unref;
-        rec->ref = nullptr;
-        rec->unref = nullptr;
-        reset_record(v);
-        if (unref != nullptr) unref(held);
-        return;
-    }
-    reset_record(v);
-    switch (vt) {
-        case vtype_array: {
-            auto *a = static_cast<pz_array_t *>(held);
-            if (a == nullptr) break;
-            // The elements whose last reference goes are queued rather than
-            // freed here, so that the storage is freed before them: freed
-            // after a run of small blocks, a large one makes glibc merge them
-            // all and hand the heap back to the kernel, which the next
-            // program step then faults back in page by page.
-            for (size_t i = 0; i < a->len; ++i) drop_queued(array_slots(a)[i]);
-            pz_array_free(a);
+    switch (v->vt) {
+        case vtype_autoptr:
+        case vtype_sharedptr:
+            release_pointer(v);
             break;
-        }
+        case vtype_array:
         case vtype_dict:
-            pz_hash_table_free(static_cast<pz_hash_table_t *>(held));
+            release_container(v);
             break;
         case vtype_string:
-            // A text in the record's block goes with the block.
-            if (v->layout == layout_text) {
-                v->layout = layout_plain;
-                break;
-            }
-            HAL_Free(held);
-            break;
         case vtype_bytes:
-            HAL_Free(held);
+            release_text(v);
             break;
         default:
+            reset_record(v);
             break;
     }
 }
@@ -145,45 +110,8 @@ void pz::release_scope_leave(bool outermost) {
     queue.active = false;
 }
 
-/* ---------- moving contents ---------- */
-
-namespace {
-
-// Gives `v`'s contents blocks of their own where they live in `v`'s block;
-// false (nothing changed) when out of memory.
-bool own_contents(pz_variant_t *v) {
-    if (v->vt == vtype_string && v->layout == layout_text) {
-        void *text = pz_mem_dup(v->str_val, size_t{v->len} + 1);
-        if (text == nullptr) return false;
-        v->ptr_val = text;
-        v->layout = layout_plain;
-    } else if (v->vt == vtype_dict && v->ptr_val != nullptr) {
-        // The table's header may live in `v`'s block.
-        pz_hash_table_t *own = pz_hash_table_move_out(dict_of(v));
-        if (own == nullptr) return false;
-        pz_hash_table_free(dict_of(v));  // empty now: frees its header if it has one of its own
-        v->ptr_val = own;
-    } else if (pz_array_t *a = array_of(v); a != nullptr && a->borrowed) {
-        pz_array_t *own = pz_array_append_vals(pz_array_new(kElementSize, a->len), a->data, a->len);
-        if (own == nullptr || own->len != a->len) {
-            pz_array_free(own);
-            return false;
-        }
-        v->ptr_val = own;
-    }
-    return true;
-}
-
-}  // namespace
-
-bool pz::move_contents(pz_variant_t *to, pz_variant_t *from) {
-    if (!own_contents(from)) return false;
-    pz_variant_clear(to);
-    to->uint64_val = from->uint64_val;
-    to->vt = from->vt;
-    to->len = from->len;
-    reset_record(from);
-    return true;
+void pz::release_later(pz_variant_t *v) {
+    if (v != nullptr && pz_atomic_unref(pz_ref_count(v)) == 0) enqueue(v);
 }
 
 /* ---------- public lifecycle ---------- */
@@ -215,37 +143,6 @@ void pz_variant_clear(pz_variant_t *v) {
         in_release_scope([v] { release_contents(v); });
     } else {
         release_contents(v);
-    }
-}
-
-pz_variant_t *pz_variant_change_type(pz_variant_t *v, pz_variant_type vt) {
-    if (v == nullptr) return nullptr;
-    const char code = static_cast<char>(vt);
-    if (v->vt == code) return v;
-    pz_variant_clear(v);
-    switch (vt) {
-        case vtype_array:
-            v->vt = code;
-            v->ptr_val = pz_array_new(kElementSize, kArrayReserve);
-            return v;
-        case vtype_dict:
-            v->vt = code;
-            v->ptr_val = dict_table_new();
-            return v;
-        case vtype_autoptr:
-        case vtype_sharedptr: {
-            // A plain record has no room for the callbacks: the caller's
-            // reference moves to a new, empty record of the larger layout.
-            const bool owned = vt == vtype_autoptr;
-            pz_variant_t *replacement =
-                owned ? new_record(vtype_null, sizeof(v_autoptr_s), layout_autoptr)
-                      : new_record(vtype_null, sizeof(v_sharedptr_t), layout_sharedptr);
-            pz_variant_unref(v);
-            return replacement;
-        }
-        default:
-            v->vt = code;
-            return v;
     }
 }
 

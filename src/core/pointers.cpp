@@ -1,7 +1,7 @@
 // Owned pointers (one owner, a destructor) and shared pointers (reference
 // callbacks). Their callbacks live in the larger records, after the value
 // record; `layout` tells whether a block has that room.
-#include "core/variant_internal.h"
+#include "core/pointers.h"
 
 using namespace pz;
 

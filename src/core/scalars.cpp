@@ -1,6 +1,6 @@
 // Constructors and setters of the kinds that live inside the value union,
 // generated from the table of kinds.
-#include "core/variant_internal.h"
+#include "core/record.h"
 #include "core/kinds.h"
 
 namespace {

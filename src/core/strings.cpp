@@ -4,7 +4,7 @@
 // `len` bytes; both are null when empty.
 #include <climits>
 
-#include "core/variant_internal.h"
+#include "core/record.h"
 
 using namespace pz;
 

@@ -3,7 +3,10 @@
 // that cannot be made whole (nested too deep, containing itself, out of
 // memory) refuses the walk, so that no part of it is handed out. Concat into
 // a value checks the nesting first, since it changes that value as it goes.
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "core/pointers.h"
+#include "operations/copy.h"
+#include "operations/nesting.h"
 #include "operations/walk.h"
 
 using namespace pz;

@@ -4,7 +4,7 @@
 // same shape, so a nesting too deep or a loop in either shows there (a loop
 // in the second alone would need the first to be endless too). The walk
 // takes no reference and allocates nothing.
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
 #include "operations/walk.h"
 
 using namespace pz;

@@ -6,7 +6,7 @@
 // caller's list as it was on every ABI.
 #include <limits>
 
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
 #include "core/kinds.h"
 
 using namespace pz;

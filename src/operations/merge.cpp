@@ -11,7 +11,9 @@
 // deep or containing itself refuses the walk as a lack of memory does.
 #include <algorithm>
 
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
+#include "core/record.h"
+#include "operations/copy.h"
 #include "operations/walk.h"
 
 using namespace pz;
@@ -224,6 +226,48 @@ bool reserve_room(pz_array_t *growths) {
         }
         i = j;
     }
+    return true;
+}
+
+/* ---------- moving contents ---------- */
+
+// Gives `v`'s contents blocks of their own where they live in `v`'s block;
+// false (nothing changed) when out of memory.
+bool own_contents(pz_variant_t *v) {
+    if (v->vt == vtype_string && v->layout == layout_text) {
+        void *text = pz_mem_dup(v->str_val, size_t{v->len} + 1);
+        if (text == nullptr) return false;
+        v->ptr_val = text;
+        v->layout = layout_plain;
+    } else if (v->vt == vtype_dict && v->ptr_val != nullptr) {
+        // The table's header may live in `v`'s block.
+        pz_hash_table_t *own = pz_hash_table_move_out(dict_of(v));
+        if (own == nullptr) return false;
+        pz_hash_table_free(dict_of(v));  // empty now: frees its header if it has one of its own
+        v->ptr_val = own;
+    } else if (pz_array_t *a = array_of(v); a != nullptr && a->borrowed) {
+        pz_array_t *own = pz_array_append_vals(pz_array_new(kElementSize, a->len), a->data, a->len);
+        if (own == nullptr || own->len != a->len) {
+            pz_array_free(own);
+            return false;
+        }
+        v->ptr_val = own;
+    }
+    return true;
+}
+
+// Moves `from`'s contents into the record `to` (whose own contents are
+// released), leaving `from` the empty null value. What lives in `from`'s
+// block (a text after the record, a small array's slots) is first copied to
+// a block of its own, as that block goes with `from`; false, with neither
+// record changed, when that copy cannot be made.
+bool move_contents(pz_variant_t *to, pz_variant_t *from) {
+    if (!own_contents(from)) return false;
+    pz_variant_clear(to);
+    to->uint64_val = from->uint64_val;
+    to->vt = from->vt;
+    to->len = from->len;
+    reset_record(from);
     return true;
 }
 

@@ -1,7 +1,8 @@
 // The nesting check behind the operations that must know before they start
 // whether a value can be walked whole (concat, merge): the walk's own guard,
 // run over the value without doing anything else.
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
+#include "operations/nesting.h"
 #include "operations/walk.h"
 
 using namespace pz;

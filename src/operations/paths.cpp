@@ -1,6 +1,7 @@
 // JSON Pointer paths: finding the value a pointer names, and storing one
 // there with the dictionaries on the way made as needed.
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 
 using namespace pz;
 

@@ -15,7 +15,8 @@
 #include "io/key_cache.h"
 #include "io/read_error.h"
 #include "text/dump.h"
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 
 using namespace pz;
 using namespace pz::cjson64;

@@ -11,7 +11,7 @@
 #include "base/pz_hex.h"
 #include "text/json_codec.h"
 #include "text/dump.h"
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
 #include "operations/walk.h"
 
 using namespace pz;

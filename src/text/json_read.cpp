@@ -7,7 +7,8 @@
 #include "text/json_lexer.h"
 #include "io/key_cache.h"
 #include "io/read_error.h"
-#include "core/variant_internal.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 
 using namespace pz;
 using namespace pz::json;

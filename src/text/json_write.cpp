@@ -9,7 +9,7 @@
 #include "text/json_codec.h"
 #include "text/json_writer.h"
 #include "text/utf8.h"
-#include "core/variant_internal.h"
+#include "core/container_storage.h"
 #include "core/kinds.h"
 #include "operations/walk.h"
 

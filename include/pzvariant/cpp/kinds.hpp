@@ -1,0 +1,77 @@
+/** @file cpp/kinds.hpp
+ * The kinds of value and the exceptions of the C++ interface.
+ * Part of the C++ interface: include <pzvariant/pz_variant.hpp>. */
+#ifndef PZ_CPP_KINDS_HPP
+#define PZ_CPP_KINDS_HPP
+
+#include <stdexcept>
+#include <string>
+
+#include "../pz_variant.h"
+
+namespace pz {
+
+/** @addtogroup cpp
+ * @{ */
+
+/** The kinds of value, named; each enumerator's value is the C type code. */
+enum class kind : char {
+    null = vtype_null,            ///< no value (vtype_null)
+    boolean = vtype_bool,         ///< bool
+    int8 = vtype_int8,            ///< int8_t
+    uint8 = vtype_uint8,          ///< uint8_t
+    int16 = vtype_int16,          ///< int16_t
+    uint16 = vtype_uint16,        ///< uint16_t
+    int32 = vtype_int32,          ///< int32_t
+    uint32 = vtype_uint32,        ///< uint32_t
+    int64 = vtype_int64,          ///< int64_t
+    uint64 = vtype_uint64,        ///< uint64_t
+    float32 = vtype_float,        ///< float
+    float64 = vtype_double,       ///< double
+    string = vtype_string,        ///< text (read as std::string_view or std::string)
+    bytes = vtype_bytes,          ///< byte buffer
+    ptr = vtype_ptr,              ///< raw pointer, not owned
+    autoptr = vtype_autoptr,      ///< owned pointer with its destructor
+    sharedptr = vtype_sharedptr,  ///< shared pointer with its reference callbacks
+    array = vtype_array,          ///< array of values
+    dict = vtype_dict,            ///< dictionary from text keys to values
+};
+
+/** Bad input or misuse (an empty handle, a value of the wrong kind, a value
+ * that cannot be written, a text that cannot be read); what() says which.
+ * std::bad_alloc stays reserved for memory. */
+class error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/** A text that could not be read: what() says why, code() the same for a
+ * program, offset(), line() and column() where. */
+class parse_error : public error {
+public:
+    /** An error for `reason`, found at byte `offset` of the text. */
+    parse_error(const std::string &reason, size_t offset) : error(reason), offset_(offset) {}
+    /** An error as a C reader reported it. */
+    explicit parse_error(const pz_read_error_t &e)
+        : error(e.reason), offset_(e.offset), code_(e.code), line_(e.line), column_(e.column) {}
+    /** The byte offset in the text at which reading stopped. */
+    size_t offset() const noexcept { return offset_; }
+    /** The reason as a code (PZ_READ_INVALID_SYNTAX when made from a reason alone). */
+    pz_read_code code() const noexcept { return code_; }
+    /** The line of offset(), from 1; 0 when not known. */
+    size_t line() const noexcept { return line_; }
+    /** Its column in characters, from 1; 0 when not known. */
+    size_t column() const noexcept { return column_; }
+
+private:
+    size_t offset_;
+    pz_read_code code_ = PZ_READ_INVALID_SYNTAX;
+    size_t line_ = 0;
+    size_t column_ = 0;
+};
+
+/** @} */
+
+}  // namespace pz
+
+#endif  // PZ_CPP_KINDS_HPP

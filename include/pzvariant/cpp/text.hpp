@@ -1,0 +1,94 @@
+/** @file cpp/text.hpp
+ * Texts and bytes: reading JSON, the typed dump and MessagePack into values,
+ * and writing values as JSON.
+ * Part of the C++ interface: include <pzvariant/pz_variant.hpp>. */
+#ifndef PZ_CPP_TEXT_HPP
+#define PZ_CPP_TEXT_HPP
+
+#include <cstddef>
+#include <new>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "value.hpp"
+
+namespace pz {
+
+/** @addtogroup cpp
+ * @{ */
+
+/// @cond detail
+namespace detail {
+
+// Takes `v` over; throws what `error` reports when it is null.
+inline value read_result(pz_variant_t *v, const pz_read_error_t &error) {
+    if (v != nullptr) return value::adopt(v);
+    if (error.code == PZ_READ_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw parse_error(error);
+}
+
+// The value `read` makes of `text`; throws pz::parse_error with the reason
+// and offset when it cannot, std::bad_alloc when memory ran out.
+inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *, pz_read_error_t *)) {
+    // The C readers end a text at its first NUL, which would hide the rest.
+    const size_t nul = text.find('\0');
+    if (nul != std::string_view::npos) throw parse_error("NUL byte in the text", nul);
+    const std::string terminated(text);
+    pz_read_error_t error;
+    return read_result(read(terminated.c_str(), &error), error);
+}
+
+}  // namespace detail
+/// @endcond
+
+/** The value a dump text describes. Throws pz::parse_error when the text
+ * describes no readable value (what() the reason, offset() where). */
+inline value from_dump(std::string_view text) { return detail::read_text(text, pz_variant_from_dump_ex); }
+
+/** The value a plain JSON text holds, its kinds by the rule in pz_variant.h,
+ * read from the view's length (a NUL byte in it is refused where it is).
+ * Throws pz::parse_error when the text is not one JSON value (what(), code(),
+ * offset(), line() and column() say why and where). */
+inline value from_json(std::string_view text) {
+    pz_read_error_t error;
+    return detail::read_result(pz_variant_from_json_n(text.data(), text.size(), &error), error);
+}
+
+/** The value of the MessagePack in the `len` bytes at `data`, its kinds by
+ * the rule in pz_variant.h. Throws pz::parse_error when the bytes are not
+ * one readable value (what() the reason, offset() where), std::bad_alloc
+ * when out of memory. */
+inline value from_msgpack(const void *data, size_t len) {
+    pz_read_error_t error;
+    pz_variant_t *v = pz_variant_from_msgpack(data, len, &error);
+    if (v != nullptr) return value::adopt(v);
+    if (error.code == PZ_READ_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw parse_error(error.reason, error.offset);
+}
+
+/** As from_msgpack(data, len), of the bytes that value::to_msgpack gives. */
+inline value from_msgpack(const std::vector<std::byte> &bytes) { return from_msgpack(bytes.data(), bytes.size()); }
+
+inline std::string value::to_json(bool indent) const {
+    require_value("to_json");
+    return written(pz_variant_to_json(v_, indent ? PZ_JSON_INDENT : 0), "to_json");
+}
+
+/** Writes the indented plain JSON of `v`; an empty handle or a value that
+ * cannot be written sets failbit and writes nothing. */
+inline std::ostream &operator<<(std::ostream &out, const value &v) {
+    try {
+        return out << v.to_json(true);
+    } catch (const error &) {
+        out.setstate(std::ios::failbit);
+        return out;
+    }
+}
+
+/** @} */
+
+}  // namespace pz
+
+#endif  // PZ_CPP_TEXT_HPP
