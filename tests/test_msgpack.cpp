@@ -59,12 +59,11 @@ TEST_F(MsgPack, EachFormatReadsAsPinnedOrIsRefusedWithReasonAndOffset) {
         const long calls = hal_malloc_calls();
         pz_variant_t *v = read_hex(f[0], &error);
         // A header that announces more than the input holds costs nothing.
-        const bool truncated_at_once = error.code == PZ_READ_UNEXPECTED_END && error.offset == 0;
-        EXPECT_TRUE(!truncated_at_once || hal_malloc_calls() == calls);
+        EXPECT_TRUE(f.size() < 5 || hal_malloc_calls() == calls);
         EXPECT_EQ(dumped(v), f[1]);
         EXPECT_EQ(error.line, 0u);
         if (v == nullptr) {
-            ASSERT_EQ(f.size(), 4u);
+            ASSERT_GE(f.size(), 4u);
             EXPECT_EQ(std::to_string(error.offset) + " " + error.reason, f[2] + " " + f[3]);
             EXPECT_NE(error.code, PZ_READ_OK);
             return;
@@ -171,7 +170,8 @@ TEST_F(MsgPack, TheCppInterface) {
         ADD_FAILURE() << "no exception";
     } catch (const pz::parse_error &e) {
         EXPECT_STREQ(e.what(), "unexpected end of input");
-        EXPECT_EQ(e.offset(), 0u);
+        EXPECT_EQ(e.code(), PZ_READ_UNEXPECTED_END);
+        EXPECT_EQ(e.offset(), 2u);
     }
     int object = 0;
     EXPECT_THROW(pz::value(&object).to_msgpack(), pz::error);

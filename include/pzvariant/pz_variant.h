@@ -871,7 +871,8 @@ typedef enum pz_read_code_e {
     PZ_READ_NO_TEXT,             /**< "no text": a null pointer */
     PZ_READ_NO_VALUE,            /**< "no value": nothing but whitespace */
     PZ_READ_INVALID_SYNTAX,      /**< "not valid JSON" and other characters out of place */
-    PZ_READ_UNEXPECTED_END,      /**< "unexpected end of text" (or of the input) */
+    PZ_READ_UNEXPECTED_END,      /**< "unexpected end of text" (or "of input"): the input ends inside
+                                      the value, and the offset is its length */
     PZ_READ_TEXT_AFTER_VALUE,    /**< "text after the value" */
     PZ_READ_TRAILING_COMMA,      /**< "trailing comma" */
     PZ_READ_INVALID_NUMBER,      /**< "malformed number", "leading zero" */
@@ -883,7 +884,9 @@ typedef enum pz_read_code_e {
     PZ_READ_TOO_DEEP,            /**< "nested too deep" */
     PZ_READ_INVALID_KIND,        /**< a kind that cannot be read: "unknown kind", "not a typed object",
                                       "value does not match its kind", "a pointer is not read back", ... */
-    PZ_READ_TOO_LARGE,           /**< a string, buffer or container longer than a value can hold */
+    PZ_READ_TOO_LARGE,           /**< a string, buffer or container longer than a value can hold:
+                                      "string too long", "bytes too long", "more elements than
+                                      memory can hold" */
     PZ_READ_OUT_OF_MEMORY,       /**< "out of memory" */
     PZ_READ_CANNOT_OPEN,         /**< "cannot open file" */
     PZ_READ_CANNOT_READ,         /**< "cannot read file" */
@@ -965,18 +968,51 @@ PZ_API pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *err
  * (when not null) filled at the byte where reading stopped: the code, the
  * reason, the offset, the line and the column ("", 0 and PZ_READ_OK when
  * the text was read). The reasons: "no text" (a null `text`), "no value",
- * "unexpected end of text", "text after the value", "expected a value",
- * "expected a key", "expected ':'", "expected ',' or ']'", "expected ','
- * or '}'", "invalid literal", "trailing comma" (at the comma), "malformed
- * number", "leading zero", "unterminated string" (at the raw line break or
- * the end that leaves it open), "invalid escape" (such as \q), "malformed
- * escape" (\u without four hex digits), "lone surrogate", "control
- * character in a string", "control character outside a string", "NUL byte
- * in the text", "invalid UTF-8", "an empty key", "a key holds a NUL byte",
- * "nested too deep", "string too long" and "out of memory". The reader
- * keeps no state between calls and takes no lock: any number of threads
- * may read at once. */
+ * "unexpected end of text" (at the end, whatever it cut short: a
+ * container, a string, an escape, a UTF-8 character, a number, a literal),
+ * "text after the value", "expected a value", "expected a key", "expected
+ * ':'", "expected ',' or ']'", "expected ',' or '}'", "invalid literal",
+ * "trailing comma" (at the comma), "malformed number", "leading zero",
+ * "unterminated string" (at the raw line break that leaves it open),
+ * "invalid escape" (such as \q), "malformed escape" (\u without four hex
+ * digits), "lone surrogate", "control character in a string", "control
+ * character outside a string", "NUL byte in the text", "invalid UTF-8",
+ * "an empty key", "a key holds a NUL byte", "nested too deep", "string too
+ * long" and "out of memory". The reader keeps no state between calls and
+ * takes no lock: any number of threads may read at once. */
 PZ_API pz_variant_t *pz_variant_from_json_n(const char *text, size_t len, pz_read_error_t *error);
+
+/** A new value (count 1) read from the front of the `len` bytes of plain
+ * JSON at `text`, by the rule above, for texts that hold values one after
+ * the other: concatenated JSON (`{"a":1}{"a":2}`, `1 2`), NDJSON and JSON
+ * Lines (a value a line), and JSON text sequences (RFC 7464: a record
+ * separator byte, 0x1E, before each value).
+ *
+ * Before the value a UTF-8 byte order mark, whitespace (space, tab, CR,
+ * LF) and record separators are passed over; after it, whitespace only.
+ * `*used` (when `used` is not null) receives the bytes taken: those
+ * separators, the value and the whitespace after it, so that the next value
+ * or record separator starts at `text + *used`, and `*used == len` when
+ * nothing else follows. Values whose last byte closes them need nothing
+ * between them (`[1][2]`, `"a""b"`); a number needs whitespace or another
+ * value's opening byte after it (`1 2`; `12` is one number).
+ *
+ * Null when no value can be read from the front, with `error` filled as
+ * pz_variant_from_json_n fills it (offset, line and column counted from
+ * `text`) and `*used` the separators before where the value starts (all
+ * `len` bytes when there is nothing else). Two refusals matter to a caller
+ * reading a stream:
+ * - PZ_READ_NO_VALUE: nothing but separators, or nothing at all;
+ * - PZ_READ_UNEXPECTED_END, always with offset == len: the text ends inside
+ *   the value (a container, a string, an escape, a UTF-8 character, a
+ *   literal such as "tr", a number such as "1e"), so that more bytes may
+ *   complete it.
+ * A number that runs to the very end is read as it stands: in a stream,
+ * "12" at the end of what has come so far may be the start of "123", which
+ * only the caller can know (whitespace after it, or the end of the stream,
+ * says it is whole). Any other fault is where it stands, as for a whole
+ * text. Keeps no state between calls, as pz_variant_from_json_n. */
+PZ_API pz_variant_t *pz_variant_from_json_prefix(const char *text, size_t len, size_t *used, pz_read_error_t *error);
 
 /** Flags of the plain JSON writers: PZ_JSON_INDENT lays the text out over
  * lines, two spaces a level, for people; PZ_JSON_REFUSE_POINTERS makes a
@@ -1086,11 +1122,34 @@ PZ_API size_t pz_variant_to_msgpack_buf(const pz_variant_t *v, unsigned flags, u
  * `len` bytes at `data`, by the rule above; null when it cannot be read,
  * with the code, reason and offset in `error` when that is not null (the
  * offset of the first byte of the value refused; line and column are 0).
- * Reasons: "no input", "no value", "unexpected end of input", "bytes after
- * the value", "the never-used byte 0xc1", "an ext value is not read", "a
- * key that is not a string", "an empty key", "a key holds a NUL byte",
- * "nested too deep", "string too long" (a str of 4 GiB) and "out of memory". */
+ * Reasons: "no input", "no value", "unexpected end of input" (at offset
+ * `len`, also when a header announces more than is left), "bytes after the
+ * value", "the never-used byte 0xc1", "an ext value is not read", "a key
+ * that is not a string", "an empty key", "a key holds a NUL byte", "nested
+ * too deep", "string too long" (a str of 4 GiB), "bytes too long" and "more
+ * elements than memory can hold" (a header announcing more than the address
+ * space holds, on 32-bit targets), and "out of memory". */
 PZ_API pz_variant_t *pz_variant_from_msgpack(const void *data, size_t len, pz_read_error_t *error);
+
+/** A new value (count 1) read from the MessagePack value at the front of
+ * the `len` bytes at `data`, by the rule above, for inputs that hold values
+ * back to back (a stream of messages). `*used` (when `used` is not null)
+ * receives the bytes of that one value, so that the next starts at
+ * `data + *used`; nothing stands between two values. Null when the front
+ * holds no readable value, with `error` filled as pz_variant_from_msgpack
+ * fills it and `*used` 0. Three refusals matter to a caller reading a
+ * stream:
+ * - PZ_READ_NO_VALUE: `len` is 0;
+ * - PZ_READ_UNEXPECTED_END, always with offset == len: the input ends inside
+ *   the value, so that more bytes may complete it (a header that announces
+ *   more elements or bytes than are left says so at once, before anything
+ *   is allocated for them);
+ * - PZ_READ_TOO_LARGE: a header announces what no value can hold, however
+ *   many bytes follow ("string too long" for a str of 4 GiB - 1 bytes, or
+ *   more than the address space holds).
+ * Keeps no state between calls and takes no lock. */
+PZ_API pz_variant_t *pz_variant_from_msgpack_prefix(const void *data, size_t len, size_t *used,
+                                                    pz_read_error_t *error);
 
 /** @} */
 

@@ -37,7 +37,7 @@ bool pz_variant_write_msgpack_file(const pz_variant_t *v, const char *path, unsi
 }
 
 pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_t *error) {
-    if (stream == nullptr) return pz::read_fault_binary(error, PZ_READ_CANNOT_READ, "cannot read file", 0);
+    if (stream == nullptr) return pz::read_fault_binary(error, pz::fault::cannot_read, 0);
     // The whole rest of the stream, gathered in the sink's growing block.
     pz::out_sink all;
     size_t got = 0;
@@ -45,10 +45,10 @@ pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_t *erro
         got = std::fread(all.room(pz::out_sink::kChunk), 1, pz::out_sink::kChunk, stream);
         all.commit(got);
     } while (got == pz::out_sink::kChunk);
-    if (std::ferror(stream)) return pz::read_fault_binary(error, PZ_READ_CANNOT_READ, "cannot read file", 0);
+    if (std::ferror(stream)) return pz::read_fault_binary(error, pz::fault::cannot_read, 0);
     size_t len = 0;
     char *bytes = all.take(&len);
-    if (bytes == nullptr) return pz::read_fault_binary(error, PZ_READ_OUT_OF_MEMORY, "out of memory", 0);
+    if (bytes == nullptr) return pz::read_fault_binary(error, pz::fault::out_of_memory, 0);
     pz_variant_t *v = pz_variant_from_msgpack(bytes, len, error);
     HAL_Free(bytes);
     return v;
@@ -56,7 +56,7 @@ pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_t *erro
 
 pz_variant_t *pz_variant_read_msgpack_file(const char *path, pz_read_error_t *error) {
     FILE *stream = path != nullptr ? std::fopen(path, "rb") : nullptr;
-    if (stream == nullptr) return pz::read_fault_binary(error, PZ_READ_CANNOT_OPEN, "cannot open file", 0);
+    if (stream == nullptr) return pz::read_fault_binary(error, pz::fault::cannot_open, 0);
     pz_variant_t *v = pz_variant_read_msgpack_stream(stream, error);
     std::fclose(stream);
     return v;

@@ -30,16 +30,16 @@ struct reader {
     key_cache &keys;
     int depth = 0;       // of the container being read, the top value being 1
     bool stopped = false;
-    const char *reason = nullptr;
+    pz::fault why = pz::fault::none;
 
     // Null, noting why. The dump leaves such an element or member out; a
     // nesting too deep fails the whole read.
-    pz_variant_t *fail(const char *why, bool whole = false) {
-        reason = why;
+    pz_variant_t *fail(pz::fault f, bool whole = false) {
+        why = f;
         stopped |= whole;
         return nullptr;
     }
-    pz_variant_t *made(pz_variant_t *v) { return v != nullptr ? v : fail("out of memory"); }
+    pz_variant_t *made(pz_variant_t *v) { return v != nullptr ? v : fail(fault::out_of_memory); }
 
     // The dump hands every number it meets to the exact values, in text
     // order: those in what it leaves unread pass here. The walk recurses as
@@ -115,14 +115,11 @@ float nearest_float(double d) {
     return static_cast<float>(d);
 }
 
-constexpr const char *kMismatch = "value does not match its kind";
-constexpr const char *kTooDeep = "nested too deep";
-
 // The value of `item` in the kind that `make` constructs.
 template <class T>
 pz_variant_t *scalar_value(pz_variant_t *(*make)(T), const cJSON *item, reader &r) {
     if constexpr (std::is_pointer_v<T>) {
-        return r.fail("a pointer is not read back");  // it would point at nothing
+        return r.fail(fault::pointer_not_read);  // it would point at nothing
     } else {
         T value;
         if constexpr (std::is_same_v<T, bool>) {
@@ -131,10 +128,10 @@ pz_variant_t *scalar_value(pz_variant_t *(*make)(T), const cJSON *item, reader &
             } else if (is_kind(item, cJSON_Number)) {
                 value = cJSON_GetInt64Value(item, &r.exact) != 0;
             } else {
-                return r.fail(kMismatch);
+                return r.fail(fault::kind_mismatch);
             }
         } else if (!is_kind(item, cJSON_Number)) {
-            return r.fail(kMismatch);
+            return r.fail(fault::kind_mismatch);
         } else if constexpr (std::is_same_v<T, float>) {
             value = nearest_float(item->valuedouble);
         } else if constexpr (std::is_same_v<T, double>) {
@@ -150,16 +147,16 @@ pz_variant_t *scalar_value(pz_variant_t *(*make)(T), const cJSON *item, reader &
 
 // The string with every byte, a NUL (written \u0000) included.
 pz_variant_t *string_value(const cJSON *item, size_t len, reader &r) {
-    if (len > UINT32_MAX - 1) return r.fail("string too long");
+    if (len > UINT32_MAX - 1) return r.fail(fault::string_too_long);
     return r.made(vstr_sized_new(item->valuestring, static_cast<uint32_t>(len)));
 }
 
 pz_variant_t *bytes_value(const cJSON *item, reader &r) {
     const char *text = item->valuestring;
     const size_t n = std::strlen(text);
-    if (n > INT_MAX) return r.fail("bytes too long");
+    if (n > INT_MAX) return r.fail(fault::bytes_too_long);
     uint8_t *buf = pz_hex2bytes(text, static_cast<int>(n));
-    if (buf == nullptr) return r.fail("bytes not in hex digits");
+    if (buf == nullptr) return r.fail(fault::bytes_not_hex);
     const auto len = static_cast<uint32_t>(n / 2);
     pz_variant_t *v = vstr_buf_new_owned(buf, len);
     if (v == nullptr || len == 0) HAL_Free(buf);  // not taken over
@@ -175,7 +172,7 @@ size_t child_count(const cJSON *item) {
 
 // An element or member value, in the reader's format.
 pz_variant_t *element_value(const cJSON *item, reader &r) {
-    if (r.depth >= PZ_VARIANT_MAX_DEPTH) return r.fail(kTooDeep, true);
+    if (r.depth >= PZ_VARIANT_MAX_DEPTH) return r.fail(fault::too_deep, true);
     return dump_to_variant(item, r);
 }
 
@@ -190,13 +187,13 @@ pz_variant_t *array_value(const cJSON *item, reader &r) {
     if (array_of(va) == nullptr) {  // the record or its storage is missing
         pz_variant_unref(va);
         r.pass_over(item);
-        return r.fail("out of memory");
+        return r.fail(fault::out_of_memory);
     }
     const level in(r);
     // Along `next` rather than by index, which would rescan the list.
     for (const cJSON *element = item->child; element != nullptr && !r.stopped; element = element->next) {
         pz_variant_t *value = element_value(element, r);
-        if (value != nullptr && !array_append_moved(va, value)) r.fail("out of memory");
+        if (value != nullptr && !array_append_moved(va, value)) r.fail(fault::out_of_memory);
     }
     if (!r.stopped) return va;
     pz_variant_unref(va);
@@ -208,7 +205,7 @@ pz_variant_t *dict_value(const cJSON *item, reader &r) {
     if (dict_of(dict) == nullptr) {
         pz_variant_unref(dict);
         r.pass_over(item);
-        return r.fail("out of memory");
+        return r.fail(fault::out_of_memory);
     }
     const level in(r);
     for (const cJSON *member = item->child; member != nullptr && !r.stopped; member = member->next) {
@@ -218,7 +215,7 @@ pz_variant_t *dict_value(const cJSON *item, reader &r) {
         // Neither can an empty name; the dump leaves such members out.
         if (cut || *name == '\0') {
             r.pass_over(member);
-            r.fail(cut ? "a key holds a NUL byte" : "an empty key");
+            r.fail(cut ? fault::nul_in_key : fault::empty_key);
             continue;
         }
         pz_variant_t *value = element_value(member, r);
@@ -228,12 +225,12 @@ pz_variant_t *dict_value(const cJSON *item, reader &r) {
         pz_string_t *key = r.keys.key(name, len, hash);
         if (key == nullptr) {
             pz_variant_unref(value);
-            r.fail("out of memory");
+            r.fail(fault::out_of_memory);
             continue;
         }
         // Takes both references over, also when it fails. A later duplicate
         // wins.
-        if (!pz_hash_table_insert_hashed(dict_of(dict), key, value, hash)) r.fail("out of memory");
+        if (!pz_hash_table_insert_hashed(dict_of(dict), key, value, hash)) r.fail(fault::out_of_memory);
     }
     if (!r.stopped) return dict;
     pz_variant_unref(dict);
@@ -249,8 +246,8 @@ pz_variant_t *typed_value(const cJSON *item, reader &r) {
     const bool descends = kind != nullptr && ((vt == vtype_array && is_kind(item, cJSON_Array)) ||
                                               (vt == vtype_dict && is_kind(item, cJSON_Object)));
     if (!descends) r.pass_over(item);  // a number, or a container left unread
-    if (is_kind(item, cJSON_NULL) && name[0] != 'n') return r.fail(kMismatch);
-    if (kind == nullptr) return r.fail("unknown kind");
+    if (is_kind(item, cJSON_NULL) && name[0] != 'n') return r.fail(fault::kind_mismatch);
+    if (kind == nullptr) return r.fail(fault::unknown_kind);
     switch (vt) {
 #define PZ_READ_SCALAR(name, ctype, code, va_type) \
     case code:                                     \
@@ -260,22 +257,23 @@ pz_variant_t *typed_value(const cJSON *item, reader &r) {
         case vtype_null:
             return r.made(new_record(vtype_null));
         case vtype_string:
-            return is_kind(item, cJSON_String) ? string_value(item, r.exact.string_length(item), r) : r.fail(kMismatch);
+            return is_kind(item, cJSON_String) ? string_value(item, r.exact.string_length(item), r)
+                                               : r.fail(fault::kind_mismatch);
         case vtype_bytes:
-            return is_kind(item, cJSON_String) ? bytes_value(item, r) : r.fail(kMismatch);
+            return is_kind(item, cJSON_String) ? bytes_value(item, r) : r.fail(fault::kind_mismatch);
         case vtype_array:
-            return descends ? array_value(item, r) : r.fail(kMismatch);
+            return descends ? array_value(item, r) : r.fail(fault::kind_mismatch);
         case vtype_dict:
-            return descends ? dict_value(item, r) : r.fail(kMismatch);
+            return descends ? dict_value(item, r) : r.fail(fault::kind_mismatch);
         default:  // the pointer kinds
-            return r.fail("a pointer is not read back");
+            return r.fail(fault::pointer_not_read);
     }
 }
 
 pz_variant_t *dump_to_variant(const cJSON *jobj, reader &r) {
     if (!is_kind(jobj, cJSON_Object) || jobj->child == nullptr || jobj->child->string == nullptr) {
         r.pass_over(jobj);
-        return r.fail("not a typed object");
+        return r.fail(fault::not_typed_object);
     }
     // Only the first member counts; later ones are ignored.
     pz_variant_t *v = typed_value(jobj->child, r);
@@ -291,11 +289,11 @@ void json_fault(const char *text, pz_read_error_t *fault) {
 }
 
 // Notes why and where when `error` is given; returns null.
-pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, const char *reason) {
+pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, fault why) {
     if (error == nullptr) return nullptr;
     const size_t len = text != nullptr ? std::strlen(text) : 0;
     const size_t offset = at != nullptr && text != nullptr ? static_cast<size_t>(at - text) : 0;
-    return read_fault(error, read_code_of(reason), reason, text, len, offset);
+    return read_fault(error, why, text, len, offset);
 }
 
 // Why cJSON refused `text`, stopping at `end`: the text's first fault as
@@ -304,23 +302,23 @@ pz_variant_t *refuse(pz_read_error_t *error, const char *text, const char *at, c
 pz_variant_t *refuse_text(pz_read_error_t *error, const char *text, const char *end) {
     if (error == nullptr) return nullptr;
     json_fault(text, error);
-    return error->code != PZ_READ_OK ? nullptr : refuse(error, text, end, "not valid JSON");
+    return error->code != PZ_READ_OK ? nullptr : refuse(error, text, end, fault::not_json);
 }
 
-// A read that the walk refused for `reason`: a nesting too deep where the
+// A read that the walk refused for `why`: a nesting too deep where the
 // lexer finds it, anything else at the value.
-pz_variant_t *refuse_value(pz_read_error_t *error, const char *text, const char *reason) {
+pz_variant_t *refuse_value(pz_read_error_t *error, const char *text, fault why) {
     if (error == nullptr) return nullptr;
-    if (reason == kTooDeep) {
+    if (why == fault::too_deep) {
         json_fault(text, error);
         if (error->code == PZ_READ_TOO_DEEP) return nullptr;
     }
-    return refuse(error, text, text + std::strspn(text, " \t\r\n"), reason);
+    return refuse(error, text, text + std::strspn(text, " \t\r\n"), why);
 }
 
 // Reads `text` as the dump.
 pz_variant_t *read_text(const char *text, pz_read_error_t *error) {
-    if (text == nullptr) return refuse(error, text, nullptr, "no text");
+    if (text == nullptr) return refuse(error, text, nullptr, fault::no_text);
     const char *end = nullptr;
     cJSON *root = parse(text, &end);
     if (root == nullptr) return refuse_text(error, text, end);
@@ -332,15 +330,15 @@ pz_variant_t *read_text(const char *text, pz_read_error_t *error) {
     cJSON_Delete(root);
     // What went wrong first, if anything: the walk, or memory for the exact
     // values.
-    const char *reason = v == nullptr && r.reason != nullptr ? r.reason
-                         : v == nullptr || exact.failed()   ? "out of memory"
-                                                            : nullptr;
-    if (reason == nullptr) {
+    const fault why = v == nullptr && r.why != fault::none ? r.why
+                      : v == nullptr || exact.failed()     ? fault::out_of_memory
+                                                           : fault::none;
+    if (why == fault::none) {
         read_ok(error);
         return v;
     }
     pz_variant_unref(v);
-    return refuse_value(error, text, reason);
+    return refuse_value(error, text, why);
 }
 
 }  // namespace

@@ -9,8 +9,8 @@
 namespace {
 
 // The rest of `stream`, NUL-terminated in a HAL block, its length in `len`;
-// null with `reason` set when it cannot be read or memory runs out.
-char *read_all(FILE *stream, size_t *len, const char **reason) {
+// null with `why` set when it cannot be read or memory runs out.
+char *read_all(FILE *stream, size_t *len, pz::fault *why) {
     char *text = nullptr;
     size_t size = 0;
     size_t capacity = 0;
@@ -23,7 +23,7 @@ char *read_all(FILE *stream, size_t *len, const char **reason) {
                               : nullptr;
             if (grown == nullptr) {
                 HAL_Free(text);
-                *reason = "out of memory";
+                *why = pz::fault::out_of_memory;
                 return nullptr;
             }
             if (size != 0) std::memcpy(grown, text, size);
@@ -37,7 +37,7 @@ char *read_all(FILE *stream, size_t *len, const char **reason) {
     }
     if (std::ferror(stream)) {
         HAL_Free(text);
-        *reason = "cannot read file";
+        *why = pz::fault::cannot_read;
         return nullptr;
     }
     text[size] = '\0';
@@ -47,9 +47,9 @@ char *read_all(FILE *stream, size_t *len, const char **reason) {
 
 // A refusal before any text is read (line and column 0), or of the text
 // `text` of `len` bytes at `offset`.
-pz_variant_t *refused(pz_read_error_t *error, size_t offset, const char *reason, const char *text = nullptr,
+pz_variant_t *refused(pz_read_error_t *error, size_t offset, pz::fault why, const char *text = nullptr,
                       size_t len = 0) {
-    return pz::read_fault(error, pz::read_code_of(reason), reason, text, len, offset);
+    return pz::read_fault(error, why, text, len, offset);
 }
 
 // The text of `v` in `format`; null when it cannot be made.
@@ -79,18 +79,18 @@ bool to_stream(const char *bytes, size_t n, void *stream) {
 extern "C" {
 
 pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_read_error_t *error) {
-    if (stream == nullptr) return refused(error, 0, "cannot read file");
-    if (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON) return refused(error, 0, "unknown format");
-    const char *reason = nullptr;
+    if (stream == nullptr) return refused(error, 0, pz::fault::cannot_read);
+    if (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON) return refused(error, 0, pz::fault::unknown_format);
+    pz::fault why = pz::fault::none;
     size_t len = 0;
-    char *text = read_all(stream, &len, &reason);
-    if (text == nullptr) return refused(error, 0, reason);
+    char *text = read_all(stream, &len, &why);
+    if (text == nullptr) return refused(error, 0, why);
     // Plain JSON is read from its length, which refuses a NUL byte where it
     // stands. The dump reader takes a NUL-terminated text, which a NUL
     // inside it would cut short.
     const size_t first_nul = std::strlen(text);
     pz_variant_t *v = format == PZ_TEXT_JSON ? pz_variant_from_json_n(text, len, error)
-                      : first_nul < len      ? refused(error, first_nul, "NUL byte in the text", text, len)
+                      : first_nul < len      ? refused(error, first_nul, pz::fault::nul_byte, text, len)
                                              : pz_variant_from_dump_ex(text, error);
     HAL_Free(text);
     return v;
@@ -98,7 +98,7 @@ pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_rea
 
 pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_read_error_t *error) {
     FILE *stream = path != nullptr ? std::fopen(path, "rb") : nullptr;
-    if (stream == nullptr) return refused(error, 0, "cannot open file");
+    if (stream == nullptr) return refused(error, 0, pz::fault::cannot_open);
     pz_variant_t *v = pz_variant_read_stream(stream, format, error);
     std::fclose(stream);
     return v;

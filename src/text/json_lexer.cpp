@@ -91,19 +91,27 @@ void lexer::skip_mark() {
     if (end_ - p_ >= 3 && std::memcmp(p_, "\xEF\xBB\xBF", 3) == 0) p_ += 3;
 }
 
-bool lexer::fail(const char *at, const char *reason) {
+bool lexer::fail(const char *at, pz::fault f) {
     if (fault_at_ == nullptr) {
         fault_at_ = at;
-        fault_ = reason;
+        fault_ = f;
     }
     return false;
 }
 
-bool lexer::unexpected(const char *expected) {
-    if (p_ == end_) return fail(p_, kUnexpectedEnd);
-    if (*p_ == '\0') return fail(p_, "NUL byte in the text");
-    if (static_cast<unsigned char>(*p_) < 0x20) return fail(p_, "control character outside a string");
+bool lexer::unexpected(pz::fault expected) {
+    if (p_ == end_) return fail(p_, fault::end_of_text);
+    if (*p_ == '\0') return fail(p_, fault::nul_byte);
+    if (static_cast<unsigned char>(*p_) < 0x20) return fail(p_, fault::control_outside_string);
     return fail(p_, expected);
+}
+
+// A word under the cursor that is not `word`: cut short by the end of the
+// text when what there is starts it.
+bool lexer::bad_literal(const char *word) {
+    const auto left = static_cast<size_t>(end_ - p_);
+    if (left < std::strlen(word) && std::memcmp(p_, word, left) == 0) return fail(end_, fault::end_of_text);
+    return fail(p_, fault::invalid_literal);
 }
 
 // -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)?, stopping at the first byte
@@ -116,14 +124,16 @@ bool lexer::real_number(const char *start, number_token *out) {
         while (p < end_ && is_digit(*p)) ++p;
         return p > first;
     };
-    if (p < end_ && *p == '0' && p + 1 < end_ && is_digit(p[1])) return fail(p, "leading zero");
-    if (!digits()) return fail(p, "malformed number");
+    // Digits missing at the end of the text may be yet to come.
+    auto malformed = [&] { return fail(p, p == end_ ? fault::end_of_text : fault::malformed_number); };
+    if (p < end_ && *p == '0' && p + 1 < end_ && is_digit(p[1])) return fail(p, fault::leading_zero);
+    if (!digits()) return malformed();
     const char *integer_end = p;
-    if (p < end_ && *p == '.' && (++p, !digits())) return fail(p, "malformed number");
+    if (p < end_ && *p == '.' && (++p, !digits())) return malformed();
     if (p < end_ && (*p | 0x20) == 'e') {
         ++p;
         if (p < end_ && (*p == '+' || *p == '-')) ++p;
-        if (!digits()) return fail(p, "malformed number");
+        if (!digits()) return malformed();
     }
     out->negative = negative;
     out->integer = integer_end == p && magnitude_of(start + negative, p, &out->magnitude);
@@ -141,7 +151,7 @@ bool lexer::put(const char *bytes, size_t n) {
         while (cap - scratch_len_ < n && cap <= SIZE_MAX / 2) cap *= 2;
         auto *grown = cap - scratch_len_ >= n ? static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(cap)))
                                               : nullptr;
-        if (grown == nullptr) return fail(p_, kOutOfMemory);
+        if (grown == nullptr) return fail(p_, fault::out_of_memory);
         if (scratch_len_ != 0) std::memcpy(grown, scratch_, scratch_len_);
         HAL_Free(scratch_);
         scratch_ = grown;
@@ -153,31 +163,49 @@ bool lexer::put(const char *bytes, size_t n) {
 }
 
 // The raw bytes from `from` to `to`, which plain_run passed: checked as
-// UTF-8 when one had its top bit set, unless strings are lenient.
+// UTF-8 when one had its top bit set, unless strings are lenient. A
+// character cut by the end of the text may have the rest to come.
 bool lexer::raw_run(const char *from, const char *to) {
     if (!high_ || lenient_) return true;
     const size_t valid = utf8_valid_prefix(from, static_cast<size_t>(to - from));
-    return valid == static_cast<size_t>(to - from) || fail(from + valid, "invalid UTF-8");
+    if (valid == static_cast<size_t>(to - from)) return true;
+    const char *bad = from + valid;
+    if (to == end_ && utf8_cut_short(bad, static_cast<size_t>(end_ - bad))) return fail(end_, fault::end_of_text);
+    return fail(bad, fault::invalid_utf8);
 }
 
 // Why a string stopped at `p`, which is neither its quote nor an escape.
 // A raw line break most likely means the closing quote is missing.
 bool lexer::string_stop(const char *p) {
-    if (p == end_ || *p == '\n' || *p == '\r') return fail(p, "unterminated string");
-    if (*p == '\0') return fail(p, "NUL byte in the text");
-    return fail(p, "control character in a string");
+    if (p == end_) return fail(p, fault::end_of_text);
+    if (*p == '\n' || *p == '\r') return fail(p, fault::unterminated_string);
+    if (*p == '\0') return fail(p, fault::nul_byte);
+    return fail(p, fault::control_in_string);
+}
+
+// Whether the text from `p` to its end is the start of a \u escape: what
+// the end of a text cut inside one leaves.
+static bool escape_cut_short(const char *p, const char *end) {
+    if (end - p >= 6) return false;
+    if (p < end && *p != '\\') return false;
+    if (end - p >= 2 && p[1] != 'u') return false;
+    for (const char *d = p + 2; d < end; ++d) {
+        if (hex_digit(*d) < 0) return false;
+    }
+    return true;
 }
 
 bool lexer::unicode_escape(const char **at) {
     const char *p = *at;
     long unit = hex4(p + 2, end_);
-    if (unit < 0) return fail(p, "malformed escape");
+    if (unit < 0) return escape_cut_short(p, end_) ? fail(end_, fault::end_of_text) : fail(p, fault::malformed_escape);
     const char *next = p + 6;
-    if (unit >= 0xDC00 && unit <= 0xDFFF) return fail(p, "lone surrogate");
+    if (unit >= 0xDC00 && unit <= 0xDFFF) return fail(p, fault::lone_surrogate);
     if (unit >= 0xD800 && unit <= 0xDBFF) {
         // A high surrogate counts only with the low one right after it.
+        if (escape_cut_short(next, end_)) return fail(end_, fault::end_of_text);
         const long low = end_ - next >= 2 && next[0] == '\\' && next[1] == 'u' ? hex4(next + 2, end_) : -1;
-        if (low < 0xDC00 || low > 0xDFFF) return fail(p, "lone surrogate");
+        if (low < 0xDC00 || low > 0xDFFF) return fail(p, fault::lone_surrogate);
         unit = 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
         next += 6;
     }
@@ -190,7 +218,7 @@ bool lexer::unicode_escape(const char **at) {
 // `*at` moves past it.
 bool lexer::escape(const char **at) {
     const char *p = *at;
-    if (end_ - p < 2) return fail(end_, "unterminated string");
+    if (end_ - p < 2) return fail(end_, fault::end_of_text);
     char byte;
     switch (p[1]) {
         case '"': byte = '"'; break;
@@ -202,7 +230,7 @@ bool lexer::escape(const char **at) {
         case 'r': byte = '\r'; break;
         case 't': byte = '\t'; break;
         case 'u': return unicode_escape(at);
-        default: return fail(p, "invalid escape");
+        default: return fail(p, fault::invalid_escape);
     }
     *at = p + 2;
     return put(&byte, 1);

@@ -4,9 +4,12 @@
 // values from its tokens, and the dump reader recovers from it what cJSON
 // cannot hold and why cJSON refused a text.
 //
-// The lexer stops at the first fault and records a short reason and the
-// byte where it happened; nothing is allocated but one scratch block for
-// strings that hold escapes, reused for every such string of the text.
+// The lexer stops at the first fault and records which one (from the table
+// of faults) and the byte where it happened. A text that ends where a token
+// could still go on is refused as "unexpected end of text" at its end, so
+// that a caller reading a stream can tell "more to come" from a fault.
+// Nothing is allocated but one scratch block for strings that hold
+// escapes, reused for every such string of the text.
 #ifndef PZ_JSON_LEXER_H
 #define PZ_JSON_LEXER_H
 
@@ -14,6 +17,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+
+#include "io/read_error.h"
 
 namespace pz::json {
 
@@ -35,12 +40,6 @@ struct number_token {
     uint64_t magnitude;  // the integer's magnitude
     double value;        // the nearest double, when not `integer`
 };
-
-// The reasons the lexer and the readers on it give, so that a reader and
-// a test spell them one way.
-inline constexpr const char *kUnexpectedEnd = "unexpected end of text";
-inline constexpr const char *kOutOfMemory = "out of memory";
-inline constexpr const char *kTooDeep = "nested too deep";
 
 class lexer {
 public:
@@ -94,19 +93,19 @@ public:
             p_ += n;
             return true;
         }
-        return fail(p_, "invalid literal");
+        return bad_literal(word);
     }
 
-    // Records a fault at `at` unless one is recorded already; false.
-    bool fail(const char *at, const char *reason);
+    // Records fault `f` at `at` unless one is recorded already; false.
+    bool fail(const char *at, pz::fault f);
 
     // A fault where a token was due and `expected` stands elsewhere: the
     // end of the text, a NUL or control byte say so instead.
-    bool unexpected(const char *expected);
+    bool unexpected(pz::fault expected);
 
     bool failed() const { return fault_at_ != nullptr; }
     const char *fault_at() const { return fault_at_; }
-    const char *fault() const { return fault_; }
+    pz::fault fault() const { return fault_; }
 
 private:
     static bool is_space(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
@@ -122,12 +121,13 @@ private:
     bool string_stop(const char *p);
     bool put(const char *bytes, size_t n);
     bool real_number(const char *start, number_token *out);
+    bool bad_literal(const char *word);
 
     const char *begin_;
     const char *p_;
     const char *end_;
     const char *fault_at_ = nullptr;
-    const char *fault_ = nullptr;
+    pz::fault fault_ = pz::fault::none;
     bool lenient_;
     bool high_ = false;
     char *scratch_ = nullptr;  // decoded strings: one HAL block, grown as needed

@@ -61,6 +61,9 @@ private:
     size_t capacity_ = 0;
 };
 
+// The byte that starts each text of a JSON text sequence (RFC 7464).
+constexpr int kRecordSeparator = 0x1E;
+
 struct member {
     pz_string_t *key;
     pz_variant_t *value;
@@ -77,27 +80,66 @@ class plain_reader {
 public:
     plain_reader(const char *text, size_t len) : lx_(text, len) {}
 
-    pz_variant_t *read(pz_read_error_t *error) {
+    // The one value of the whole text.
+    pz_variant_t *whole(pz_read_error_t *error) {
         lx_.skip_mark();
         pz_variant_t *v = nullptr;
         if (lx_.peek() < 0) {
-            lx_.fail(lx_.pos(), "no value");
+            lx_.fail(lx_.pos(), fault::no_value);
         } else if ((v = value()) != nullptr && lx_.peek() >= 0) {
-            lx_.unexpected("text after the value");
+            lx_.unexpected(fault::text_after_value);
         }
+        return finish(v, error);
+    }
+
+    // The value at the front of the text, after separators; `*used` (when
+    // not null) the bytes taken, the whitespace after the value included, or
+    // when refused the separators before where it starts.
+    pz_variant_t *prefix(size_t *used, pz_read_error_t *error) {
+        const char *start = separators();
+        pz_variant_t *v = nullptr;
+        if (lx_.failed()) {
+            // cut inside the mark
+        } else if (lx_.peek() < 0) {
+            start = lx_.pos();  // nothing but separators, all passed over
+            lx_.fail(start, fault::no_value);
+        } else if ((v = value()) != nullptr) {
+            lx_.peek();  // the whitespace after it
+            start = lx_.pos();
+        }
+        if (used != nullptr) *used = static_cast<size_t>(start - lx_.begin());
+        return finish(v, error);
+    }
+
+private:
+    pz_variant_t *finish(pz_variant_t *v, pz_read_error_t *error) {
         if (!lx_.failed()) {
             read_ok(error);
             return v;
         }
         pz_variant_unref(v);
-        const char *reason = lx_.fault();
-        return read_fault(error, read_code_of(reason), reason, lx_.begin(), lx_.length(),
+        return read_fault(error, lx_.fault(), lx_.begin(), lx_.length(),
                           static_cast<size_t>(lx_.fault_at() - lx_.begin()));
     }
 
-private:
+    // Passes over what may stand before a value read from the front: a byte
+    // order mark, then whitespace and the record separators of JSON text
+    // sequences. Returns where they end; a text cut inside the mark is
+    // refused as cut short.
+    const char *separators() {
+        constexpr char kMark[] = "\xEF\xBB\xBF";
+        const size_t len = lx_.length();
+        if (len < 3 && len > 0 && std::memcmp(lx_.begin(), kMark, len) == 0) {
+            lx_.fail(lx_.begin() + len, fault::end_of_text);
+            return lx_.begin();
+        }
+        lx_.skip_mark();
+        while (lx_.peek() == kRecordSeparator) lx_.advance();
+        return lx_.pos();
+    }
+
     pz_variant_t *made(pz_variant_t *v) {
-        if (v == nullptr) lx_.fail(lx_.pos(), kOutOfMemory);
+        if (v == nullptr) lx_.fail(lx_.pos(), fault::out_of_memory);
         return v;
     }
 
@@ -107,7 +149,7 @@ private:
     pz_variant_t *value() {
         const int c = lx_.peek();
         if (depth_ >= PZ_VARIANT_MAX_DEPTH) {
-            lx_.fail(lx_.pos(), kTooDeep);
+            lx_.fail(lx_.pos(), fault::too_deep);
             return nullptr;
         }
         switch (c) {
@@ -120,7 +162,7 @@ private:
             default: break;
         }
         if (c == '-' || (c >= '0' && c <= '9')) return number();
-        lx_.unexpected("expected a value");
+        lx_.unexpected(fault::expected_value);
         return nullptr;
     }
 
@@ -136,7 +178,7 @@ private:
         text_token t;
         if (!lx_.string(&t)) return nullptr;
         if (t.len > UINT32_MAX - 1) {
-            lx_.fail(lx_.pos(), "string too long");
+            lx_.fail(lx_.pos(), fault::string_too_long);
             return nullptr;
         }
         return made(vstr_sized_new(t.data, static_cast<uint32_t>(t.len)));
@@ -158,7 +200,7 @@ private:
 
     // After an element or member: true at a comma (passed) that another one
     // follows, false at the closing `close` (passed) or a fault.
-    bool more(char close, const char *expected) {
+    bool more(char close, fault expected) {
         const int c = lx_.peek();
         if (c == close) {
             lx_.advance();
@@ -167,7 +209,7 @@ private:
         if (c != ',') return lx_.unexpected(expected);
         const char *comma = lx_.pos();
         lx_.advance();
-        return lx_.peek() != close || lx_.fail(comma, "trailing comma");
+        return lx_.peek() != close || lx_.fail(comma, fault::trailing_comma);
     }
 
     pz_variant_t *array() {
@@ -178,7 +220,7 @@ private:
         while (open) {
             pz_variant_t *v = value();
             if (v == nullptr || !values_.push(v)) return made(nullptr);
-            open = more(']', "expected ',' or ']'");
+            open = more(']', fault::expected_array_next);
         }
         if (lx_.failed()) return nullptr;
         const size_t count = values_.size() - base;
@@ -198,26 +240,26 @@ private:
     // it is not a string a dictionary can keep.
     bool key(member *m) {
         const char *at = lx_.pos();
-        if (lx_.peek() != '"') return lx_.unexpected("expected a key");
+        if (lx_.peek() != '"') return lx_.unexpected(fault::expected_key);
         text_token t;
         if (!lx_.string(&t)) return false;
-        if (t.len == 0) return lx_.fail(at, "an empty key");
-        if (t.has_nul) return lx_.fail(at, "a key holds a NUL byte");
+        if (t.len == 0) return lx_.fail(at, fault::empty_key);
+        if (t.has_nul) return lx_.fail(at, fault::nul_in_key);
         m->hash = pz_hash_bytes(t.data, t.len);
         m->key = keys_.key(t.data, t.len, m->hash);
-        return m->key != nullptr || lx_.fail(at, kOutOfMemory);
+        return m->key != nullptr || lx_.fail(at, fault::out_of_memory);
     }
 
     bool member_at(member *m) {
         if (!key(m)) return false;
         if (lx_.peek() != ':') {
             pz_string_unref(m->key);
-            return lx_.unexpected("expected ':'");
+            return lx_.unexpected(fault::expected_colon);
         }
         lx_.advance();
         m->value = value();
         if (m->value == nullptr) pz_string_unref(m->key);
-        return m->value != nullptr && (members_.push(*m) || lx_.fail(lx_.pos(), kOutOfMemory));
+        return m->value != nullptr && (members_.push(*m) || lx_.fail(lx_.pos(), fault::out_of_memory));
     }
 
     pz_variant_t *object() {
@@ -226,7 +268,7 @@ private:
         bool open = lx_.peek() != '}';
         if (!open) lx_.advance();
         member m{};
-        while (open && member_at(&m)) open = more('}', "expected ',' or '}'");
+        while (open && member_at(&m)) open = more('}', fault::expected_object_next);
         if (lx_.failed()) return nullptr;
         const size_t count = members_.size() - base;
         pz_variant_t *dict = dict_new_for(count);
@@ -259,8 +301,14 @@ private:
 extern "C" {
 
 pz_variant_t *pz_variant_from_json_n(const char *text, size_t len, pz_read_error_t *error) {
-    if (text == nullptr) return read_fault(error, PZ_READ_NO_TEXT, "no text", nullptr, 0, 0);
-    return plain_reader(text, len).read(error);
+    if (text == nullptr) return read_fault(error, fault::no_text, nullptr, 0, 0);
+    return plain_reader(text, len).whole(error);
+}
+
+pz_variant_t *pz_variant_from_json_prefix(const char *text, size_t len, size_t *used, pz_read_error_t *error) {
+    if (used != nullptr) *used = 0;
+    if (text == nullptr) return read_fault(error, fault::no_text, nullptr, 0, 0);
+    return plain_reader(text, len).prefix(used, error);
 }
 
 pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *error) {

@@ -60,6 +60,17 @@ size_t pz::utf8_valid_prefix(const char *p, size_t n) {
     return n;
 }
 
+bool pz::utf8_cut_short(const char *p, size_t n) {
+    if (n == 0 || n >= 4) return false;
+    // The bytes there, completed by continuation bytes that the first byte
+    // allows after it.
+    const auto *s = reinterpret_cast<const unsigned char *>(p);
+    const unsigned char second = s[0] == 0xE0 ? 0xA0 : s[0] == 0xF0 ? 0x90 : 0x80;
+    unsigned char full[4] = {s[0], second, 0x80, 0x80};
+    std::memcpy(full, s, n);
+    return sequence(full, sizeof full) > n;
+}
+
 size_t pz::utf8_encode(uint32_t cp, char *out) {
     auto *o = reinterpret_cast<unsigned char *>(out);
     if (cp < 0x80) {

@@ -15,6 +15,10 @@ size_t utf8_valid_prefix(const char *p, size_t n);
 
 inline bool utf8_valid(const char *p, size_t n) { return utf8_valid_prefix(p, n) == n; }
 
+// Whether the `n` bytes at `p` start a well-formed sequence that needs more
+// bytes than `n`: what an input cut inside a character ends with.
+bool utf8_cut_short(const char *p, size_t n);
+
 // Writes the code point `cp` (at most U+10FFFF, not a surrogate) as UTF-8
 // into `out`, which has room for 4 bytes; returns how many it wrote.
 size_t utf8_encode(uint32_t cp, char *out);

@@ -49,8 +49,10 @@ public:
  * program, offset(), line() and column() where. */
 class parse_error : public error {
 public:
-    /** An error for `reason`, found at byte `offset` of the text. */
-    parse_error(const std::string &reason, size_t offset) : error(reason), offset_(offset) {}
+    /** An error for `reason`, found at byte `offset` of the text, with
+     * `code` (PZ_READ_INVALID_SYNTAX when not given). */
+    parse_error(const std::string &reason, size_t offset, pz_read_code code = PZ_READ_INVALID_SYNTAX)
+        : error(reason), offset_(offset), code_(code) {}
     /** An error as a C reader reported it. */
     explicit parse_error(const pz_read_error_t &e)
         : error(e.reason), offset_(e.offset), code_(e.code), line_(e.line), column_(e.column) {}

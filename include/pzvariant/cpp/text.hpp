@@ -34,7 +34,7 @@ inline value read_result(pz_variant_t *v, const pz_read_error_t &error) {
 inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *, pz_read_error_t *)) {
     // The C readers end a text at its first NUL, which would hide the rest.
     const size_t nul = text.find('\0');
-    if (nul != std::string_view::npos) throw parse_error("NUL byte in the text", nul);
+    if (nul != std::string_view::npos) throw parse_error("NUL byte in the text", nul, PZ_READ_NUL_BYTE);
     const std::string terminated(text);
     pz_read_error_t error;
     return read_result(read(terminated.c_str(), &error), error);
@@ -58,14 +58,11 @@ inline value from_json(std::string_view text) {
 
 /** The value of the MessagePack in the `len` bytes at `data`, its kinds by
  * the rule in pz_variant.h. Throws pz::parse_error when the bytes are not
- * one readable value (what() the reason, offset() where), std::bad_alloc
- * when out of memory. */
+ * one readable value (what() the reason, code() the same for a program,
+ * offset() where), std::bad_alloc when out of memory. */
 inline value from_msgpack(const void *data, size_t len) {
     pz_read_error_t error;
-    pz_variant_t *v = pz_variant_from_msgpack(data, len, &error);
-    if (v != nullptr) return value::adopt(v);
-    if (error.code == PZ_READ_OUT_OF_MEMORY) throw std::bad_alloc();
-    throw parse_error(error.reason, error.offset);
+    return detail::read_result(pz_variant_from_msgpack(data, len, &error), error);
 }
 
 /** As from_msgpack(data, len), of the bytes that value::to_msgpack gives. */
