@@ -70,6 +70,19 @@ int main() {
     std::printf("  by JSON Pointer: /server/tls/port = %d, /log/file/level = %d\n",
                 cfg.at_path("/server/tls/port").get_as<uint16_t>().value_or(443),
                 cfg.at_path("/log/file/level").get_as<int>().value_or(0));
+    std::printf("  NDJSON, one record a line, a bad line reported and passed:\n");
+    pz::stream_writer log(PZ_STREAM_NDJSON);
+    log.write(pz::dict({{"level", 3}, {"msg", "disk full"}})).write(pz::dict({{"level", 1}, {"msg", "ok"}}));
+    pz::value_stream records(log.take() + "{\"level\": \n", PZ_STREAM_NDJSON);
+    for (bool more = true; more;) {
+        try {
+            for (pz::value r : records) std::printf("    level %d: %s\n", r["level"].get_as<int>().value_or(0),
+                                                    r["msg"].value_or("").c_str());
+            more = false;
+        } catch (const pz::parse_error &e) {
+            std::printf("    line %zu refused: %s\n", e.line(), e.what());
+        }
+    }
     std::printf("Done: every reference goes when its handle does.\n");
     return 0;
 }

@@ -1,8 +1,10 @@
 // The stream reader fed random pieces must read exactly as when fed the
 // whole input at once: the same values (compared by their MessagePack,
 // exact for every kind) and the same faults at the same offsets, lines and
-// columns. The first byte picks the form and the limit on one value; the
-// pieces' sizes come from a generator seeded by the input.
+// columns. Without a limit, the values read whole are those the prefix
+// readers give one after the other over the whole input. The first byte
+// picks the form and the limit on one value; the pieces' sizes come from a
+// generator seeded by the input.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -13,7 +15,30 @@
 
 namespace {
 
-// Each value packed, each fault as its code and place, in order.
+void pack(std::string &seen, const pz_variant_t *v) {
+    size_t len = 0;
+    uint8_t *bytes = pz_variant_to_msgpack(v, 0, &len);
+    if (bytes == nullptr) std::abort();  // whatever a reader makes can be written
+    seen.append(reinterpret_cast<const char *>(bytes), len);
+    HAL_Free(bytes);
+}
+
+// The values the prefix reader gives one after the other, until it gives none.
+std::string one_after_another(pz_stream_format format, const uint8_t *data, size_t size) {
+    std::string seen;
+    for (size_t at = 0, used = 0;; at += used) {
+        pz_variant_t *v = format == PZ_STREAM_MSGPACK
+                              ? pz_variant_from_msgpack_prefix(data + at, size - at, &used, nullptr)
+                              : pz_variant_from_json_prefix(reinterpret_cast<const char *>(data) + at, size - at, &used,
+                                                            nullptr);
+        if (v == nullptr) return seen;
+        pack(seen, v);
+        pz_variant_unref(v);
+    }
+}
+
+// Each value packed, each fault as its code and place after the byte no
+// value is written with, in order.
 std::string drain(pz_stream_reader_t *r, pz_stream_format format, bool *stopped) {
     std::string seen;
     for (;;) {
@@ -21,17 +46,13 @@ std::string drain(pz_stream_reader_t *r, pz_stream_format format, bool *stopped)
         pz_read_error_t e;
         const pz_stream_status status = pz_stream_reader_next(r, &v, &e);
         if (status == PZ_STREAM_VALUE) {
-            size_t len = 0;
-            uint8_t *bytes = pz_variant_to_msgpack(v, 0, &len);
-            if (bytes == nullptr) std::abort();  // whatever a reader makes can be written
-            seen.append(reinterpret_cast<const char *>(bytes), len);
-            HAL_Free(bytes);
+            pack(seen, v);
             pz_variant_unref(v);
             continue;
         }
         if (status == PZ_STREAM_ERROR) {
             if (e.code == PZ_READ_OK || e.reason[0] == '\0') std::abort();
-            seen += "!" + std::to_string(e.code) + "@" + std::to_string(e.offset) + ":" + std::to_string(e.line) +
+            seen += "\xc1" + std::to_string(e.code) + "@" + std::to_string(e.offset) + ":" + std::to_string(e.line) +
                     ":" + std::to_string(e.column);
             if (format == PZ_STREAM_NDJSON) continue;
             *stopped = true;
@@ -77,6 +98,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     uint32_t seed = 2166136261u;
     for (size_t i = 0; i < size; ++i) seed = (seed ^ data[i]) * 16777619u;
     const std::string whole = read_in_pieces(format, limit, data, size, 0);
+    if (limit == 0 && format != PZ_STREAM_NDJSON) {
+        const std::string values = one_after_another(format, data, size);
+        if (whole.compare(0, values.size(), values) != 0 || (whole.size() > values.size() && whole[values.size()] != '\xc1')) {
+            std::abort();
+        }
+    }
     if (read_in_pieces(format, limit, data, size, seed | 2) != whole) std::abort();
     if (size <= 256 && read_in_pieces(format, limit, data, size, 1) != whole) std::abort();
     return 0;

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "io/read_error.h"
+#include "stream/files.h"
 #include "stream/stream_reader.h"
 #include "stream/stream_writer.h"
 
@@ -43,10 +44,10 @@ pz_stream_status read_through(pz_stream_reader_t *reader, long (*read)(void *, c
         const pz_stream_status status = pz_stream_reader_next(reader, value, error);
         if (status != PZ_STREAM_NEED_MORE || reader == nullptr) return status;
         char *room = reader->room(kPiece);
-        if (room == nullptr) return reader->source_fault(PZ_READ_OUT_OF_MEMORY, "out of memory", error);
+        if (room == nullptr) return reader->source_fault(pz::fault::out_of_memory, error);
         const long got = read(source, room, kPiece);
         if (got == -2) return PZ_STREAM_NEED_MORE;
-        if (got < 0) return reader->source_fault(PZ_READ_CANNOT_READ, "cannot read file", error);
+        if (got < 0) return reader->source_fault(pz::fault::cannot_read, error);
         reader->commit(static_cast<size_t>(got));
         if (got == 0) reader->finish();
     }
@@ -78,13 +79,35 @@ int write_fd(const char *bytes, size_t n, void *target) {
 
 }  // namespace
 
+bool pz::stream::read_rest(FILE *stream, held_bytes &into, pz::fault *why) {
+    for (;;) {
+        char *room = into.room(kPiece + 1);  // (+1: the NUL after the last piece)
+        if (room == nullptr) {
+            *why = pz::fault::out_of_memory;
+            return false;
+        }
+        const size_t got = std::fread(room, 1, kPiece, stream);
+        into.commit(got);
+        if (got < kPiece) {
+            room[got] = '\0';
+            break;
+        }
+    }
+    *why = pz::fault::cannot_read;
+    return std::ferror(stream) == 0;
+}
+
+bool pz::stream::to_file(const char *bytes, size_t n, void *stream) {
+    return std::fwrite(bytes, 1, n, static_cast<FILE *>(stream)) == n;
+}
+
 extern "C" {
 
 pz_stream_status pz_stream_reader_read_file(pz_stream_reader_t *reader, FILE *stream, pz_variant_t **value,
                                             pz_read_error_t *error) {
     if (stream == nullptr) {
         if (value != nullptr) *value = nullptr;
-        pz::read_fault_binary(error, PZ_READ_CANNOT_READ, "cannot read file", 0);
+        pz::read_fault_binary(error, pz::fault::cannot_read, 0);
         return PZ_STREAM_ERROR;
     }
     return read_through(reader, read_file, stream, value, error);

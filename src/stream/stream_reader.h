@@ -5,10 +5,12 @@
 // when the bytes end inside it, a scanner follows the rest of it as it
 // arrives, scanning each byte once, and the prefix reader reads it again
 // only once the scanner says it is whole. So every byte is scanned at most
-// once and read at most twice, however the stream is cut.
+// once and read at most twice, however the stream is cut, and a stream
+// read in pieces gives the values and the faults it gives read whole.
 #ifndef PZ_STREAM_READER_H
 #define PZ_STREAM_READER_H
 
+#include "io/read_error.h"
 #include "pzvariant/pz_stream.h"
 #include "stream/held_bytes.h"
 #include "stream/json_scanner.h"
@@ -36,20 +38,22 @@ public:
 
     // A fault of the source the bytes come from (reading a file failed),
     // at the end of what was fed; the reader stays as it was.
-    pz_stream_status source_fault(pz_read_code code, const char *reason, pz_read_error_t *error);
+    pz_stream_status source_fault(pz::fault f, pz_read_error_t *error);
 
 private:
-    enum class outcome { value, incomplete, too_large, fault };
+    enum class outcome { value, incomplete, nothing, too_large, fault };
     using scan_step = msgpack_scanner::step;  // JSON's scanner ends open or whole
 
-    bool pass_mark();
     pz_stream_status next_value(pz_variant_t **out);
     pz_stream_status next_line(pz_variant_t **out);
-    bool pass_space();
+    void pass_trailing_space();
+    void pass_separators(size_t n);
+    void begin_scan();
     void scan();
-    outcome attempt(size_t start, size_t len, pz_variant_t **out);
-    bool word_may_go_on(const char *d, size_t used, size_t window, size_t len) const;
-    pz_stream_status settle(outcome o, size_t start);
+    outcome attempt(size_t len, pz_variant_t **out);
+    bool word_may_go_on(size_t used, size_t window, size_t len) const;
+    bool mark_may_follow() const;
+    pz_stream_status settle(outcome o);
     bool announces_too_much(size_t at);
     outcome read_line(size_t len, pz_variant_t **out);
     bool pass_rest_of_line();
@@ -57,7 +61,9 @@ private:
 
     void consume(size_t n);
     void consume_line(size_t n);
-    void fault_at(size_t at, pz_read_code code, const char *reason);
+    void place(size_t at, pz_read_error_t *error) const;
+    void refuse(size_t at, pz::fault f);
+    void refuse_as_read(size_t at, const pz_read_error_t &read);
 
     const pz_stream_format format_;
     const bool msgpack_;
@@ -68,14 +74,16 @@ private:
     size_t column_ = 1;
     bool finished_ = false;
     bool stopped_ = false;     // at a fault that ends the stream
-    bool mark_passed_ = false; // a byte order mark at the start, if any
     bool scanning_ = false;    // the value at the front is open: the scanner follows it
     bool skipping_ = false;    // NDJSON: the rest of a refused line is passed over
+    // JSON: where the front stands, as the prefix reader would see it read
+    // whole: a byte order mark is passed over at the start of a read only.
+    enum class front { stream_start, after_value, inside } front_ = front::stream_start;
     size_t scanned_ = 0;       // bytes from the front that the scanner (or the search for a line break) has seen
     scan_step scan_ = scan_step::open;
     size_t used_ = 0;          // by the value the latest attempt read
     pz_read_error_t fault_;    // the latest fault
-    pz_read_error_t prefix_fault_;
+    pz_read_error_t read_;     // what the prefix reader said
     json_scanner json_;
     msgpack_scanner msgpack_scan_;
 };
