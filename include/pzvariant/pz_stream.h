@@ -5,10 +5,12 @@
  * are there. A stream writer appends values one at a time to a descriptor,
  * a FILE *, a callback or a block of memory. Three forms:
  *
- *   PZ_STREAM_JSON     JSON values one after another, separated by any JSON
- *                      whitespace or by nothing where the values' own
- *                      brackets and quotes separate them ({"a":1}[2] is two
- *                      values, 1 2 is two, 12 is one). A value may span lines.
+ *   PZ_STREAM_JSON     JSON values one after another, as
+ *                      pz_variant_from_json_prefix reads them: separated by
+ *                      whitespace, record separators (0x1E: JSON text
+ *                      sequences) or nothing where the values' own brackets
+ *                      and quotes separate them ({"a":1}[2] is two values,
+ *                      1 2 is two, 12 is one). A value may span lines.
  *   PZ_STREAM_NDJSON   one JSON value per line (NDJSON, JSON Lines): each
  *                      line holds one value and whitespace, blank lines are
  *                      passed over, a last line needs no line break. A bad

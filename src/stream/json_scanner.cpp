@@ -30,26 +30,20 @@ const char *json_scanner::in_string(const char *p, const char *end) {
     return p;
 }
 
-const char *json_scanner::scan(const char *p, const char *end) {
-    if (!begun_ && p < end) {
-        begun_ = true;
-        const char c = *p;
-        if (c == '"' || c == '[' || c == '{') {
-            ++p;
-            string_ = c == '"';
-            depth_ = c == '"' ? 0 : 1;
-        } else {
-            word_ = true;
-        }
-    }
-    if (word_) {
-        while (p < end && word_byte(*p)) ++p;
-        return p < end ? p : nullptr;
-    }
-    while (p < end) {
+// The value's first byte: a string, a container, or a number or literal.
+void json_scanner::begin(char c) {
+    begun_ = true;
+    string_ = c == '"';
+    depth_ = c == '[' || c == '{' ? 1 : 0;
+    word_ = !string_ && depth_ == 0;
+}
+
+// Inside a container: past its strings and nested brackets to the byte
+// after its closing bracket, or to `end`.
+const char *json_scanner::in_container(const char *p, const char *end) {
+    while (p < end && depth_ != 0) {
         if (string_) {
             p = in_string(p, end);
-            if (!string_ && depth_ == 0) return p;
             continue;
         }
         switch (*p++) {
@@ -57,11 +51,26 @@ const char *json_scanner::scan(const char *p, const char *end) {
             case '[':
             case '{': ++depth_; break;
             case ']':
-            case '}':
-                if (--depth_ == 0) return p;
-                break;
+            case '}': --depth_; break;
             default: break;
         }
     }
-    return nullptr;
+    return p;
+}
+
+const char *json_scanner::scan(const char *p, const char *end) {
+    if (!begun_ && p < end) {
+        begin(*p);
+        if (!word_) ++p;
+    }
+    if (word_) {
+        while (p < end && word_byte(*p)) ++p;
+        return p < end ? p : nullptr;
+    }
+    if (string_ && depth_ == 0) {  // a string at the top
+        p = in_string(p, end);
+        return string_ ? nullptr : p;
+    }
+    p = in_container(p, end);
+    return depth_ == 0 ? p : nullptr;
 }

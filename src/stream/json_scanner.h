@@ -27,7 +27,9 @@ public:
     static bool word_byte(char c);
 
 private:
+    void begin(char c);
     const char *in_string(const char *p, const char *end);
+    const char *in_container(const char *p, const char *end);
 
     long depth_ = 0;       // brackets open
     bool begun_ = false;   // the first byte was scanned

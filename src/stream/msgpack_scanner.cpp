@@ -74,12 +74,20 @@ bool msgpack_scanner::item(uint8_t m) {
         key_ = (left & kMap) != 0 && (left & 1) == 0;
         --left;
     }
-    if (key_) {
-        if ((m & 0xe0u) == fixstr) return (m & 0x1fu) != 0 ? payload(m & 0x1fu) : refuse(pz::fault::empty_key, item_at_);
-        if (m < str8 || m > str32) return refuse(pz::fault::key_not_string, item_at_);
-    } else if (depth_ >= kLevels) {
-        return refuse(pz::fault::too_deep, item_at_);
-    }
+    if (key_) return key(m);
+    if (depth_ >= kLevels) return refuse(pz::fault::too_deep, item_at_);
+    return value(m);
+}
+
+// A map's key: a text, not empty (a NUL in it is found as it is passed).
+bool msgpack_scanner::key(uint8_t m) {
+    if ((m & 0xe0u) == fixstr) return (m & 0x1fu) != 0 ? payload(m & 0x1fu) : refuse(pz::fault::empty_key, item_at_);
+    if (m < str8 || m > str32) return refuse(pz::fault::key_not_string, item_at_);
+    return header(m, 1u << (m - str8));
+}
+
+// A value's first byte.
+bool msgpack_scanner::value(uint8_t m) {
     if (m <= positive_fixint_max || m >= negative_fixint_min || m == nil || m == false_ || m == true_) {
         item_done();
         return true;
@@ -103,6 +111,11 @@ bool msgpack_scanner::item(uint8_t m) {
         case never_used: return refuse(pz::fault::never_used_byte, item_at_);
         default: return refuse(pz::fault::ext_value, item_at_);  // ext 8/16/32, fixext 1 to 16
     }
+    return header(m, width);
+}
+
+// A header of marker `m` whose length takes the `width` bytes that follow.
+bool msgpack_scanner::header(uint8_t m, unsigned width) {
     marker_ = m;
     header_ = 0;
     header_left_ = width;

@@ -49,6 +49,9 @@ public:
 
 private:
     bool item(uint8_t m);
+    bool key(uint8_t m);
+    bool value(uint8_t m);
+    bool header(uint8_t m, unsigned width);
     bool length(uint64_t n);
     bool begin_container(uint64_t items, bool map);
     bool payload(uint64_t n);
