@@ -254,6 +254,46 @@ pz_variant_t *holds_itself() {
          }}
 #define REFUSED_DUMP(make) REFUSED(make, pz_variant_from_dump(taken(ARMED(pz_variant_dump(v))).c_str()))
 
+// A reporting call says it did its work, or that memory ran out when an
+// allocation failed in it (one that it could do without, such as a reserve,
+// may fail unseen).
+void reported(pz_status status) {
+    EXPECT_TRUE(status == PZ_STATUS_OK || (fired && status == PZ_STATUS_OUT_OF_MEMORY)) << status;
+}
+void reported(pz_path_status status) {
+    EXPECT_TRUE(status == PZ_PATH_OK || (fired && status == PZ_PATH_OUT_OF_MEMORY)) << status;
+}
+// As CALL_KEEPING, for a call that reports a status.
+#define REPORTED(start, arg, expr, kept)                              \
+    Case{#expr, [] {                                                  \
+             [[maybe_unused]] pz_variant_t *t = start(), *a = arg(); \
+             reported(ARMED(expr));                                   \
+             pz_variant_unref(a);                                     \
+             return t;                                                \
+         }, kept}
+int collect(const char *bytes, size_t n, void *text) {
+    static_cast<std::string *>(text)->append(bytes, n);
+    return 0;
+}
+// `sample()` written by a reporting writer into a string with the failure
+// armed, and read back by `read` when it was written. (The JSON and
+// MessagePack writers allocate nothing to hand their chunks on.)
+#define WRITE_REPORTED(expr, read)                                      \
+    Case{#expr, [] {                                                    \
+             pz_variant_t *v = sample();                                \
+             std::string text;                                          \
+             const pz_status status = ARMED(expr);                      \
+             reported(status);                                          \
+             return instead(v, status == PZ_STATUS_OK ? read(text) : nullptr); \
+         }}
+pz_variant_t *dump_read(const std::string &text) { return pz_variant_from_dump_n(text.data(), text.size(), nullptr); }
+// The copy that pz_variant_dup_ex makes of `t`, which it releases.
+pz_variant_t *reported_copy(pz_variant_t *t) {
+    pz_variant_t *copy = nullptr;
+    reported(ARMED(pz_variant_dup_ex(t, &copy)));
+    return instead(t, copy);
+}
+
 // A child container lent by `array`, if made: its last element, which holds
 // the child's only reference.
 pz_variant_t *lent(pz_variant_t *array, pz_variant_t *child) {
@@ -335,6 +375,35 @@ const std::vector<Case> cases = {
     CALL_KEEPING(sample, full_array, (pz_variant_path_set(t, "/list/16/new/deeper/key", a), t), sample),
     CALL_KEEPING(sample, int_value, (pz_variant_path_set(t, long_pointer(), a), t), sample),
     CALL_KEEPING(full_array, sample, (pz_variant_path_set(t, "/-", a), t), full_array),
+    // The reporting family: the same work, with its status.
+    REPORTED(sample, full_array, pz_variant_dict_put_ex(t, "new key", 7, a), sample),
+    REPORTED(sample, int_value, pz_variant_dict_put_scalar_ex(t, "new key", 7, a), sample),
+    REPORTED(full_array, sample, pz_variant_array_append_ex(t, a), full_array),
+    REPORTED(sample, none, vdict_child_ex(t, "child", 5, nullptr), sample),
+    REPORTED(sample, full_array, pz_variant_path_set_ex(t, "/new/deeper/key", 15, a), sample),
+    REPORTED(nested_sample, nested_patch, pz_variant_merge_patch_ex(t, a), nested_sample),
+    CALL(sample, none, reported_copy(t)),
+    Case{"pz_variant_concat_ex", [] {
+             pz_variant_t *t = sample(), *a = sample_plus();
+             reported(ARMED(pz_variant_concat_ex(&t, a)));
+             return instead(a, t);
+         }},
+    WRITE_REPORTED(pz_variant_dump_callback(v, collect, &text), dump_read),
+    Case{"pz_variant_write_file_ex", [] {
+             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_file_ex";
+             pz_variant_t *v = sample();
+             std::remove(path.c_str());
+             reported(ARMED(pz_variant_write_file_ex(v, path.c_str(), PZ_TEXT_JSON, 0, nullptr)));
+             return instead(v, pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr));
+         }},
+    Case{"pz_variant_write_msgpack_file_ex", [] {
+             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_msgpack_ex";
+             pz_variant_t *v = sample();
+             std::remove(path.c_str());
+             reported(ARMED(pz_variant_write_msgpack_file_ex(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL, nullptr)));
+             return instead(v, pz_variant_read_msgpack_file(path.c_str(), nullptr));
+         }},
+    MAKE(pz_variant_from_dump_n(R"({"dict":{"a":{"uint64":18446744073709551615}}} and more)", 46, nullptr)),
     // Refused also when an allocation fails on the way: never cut short.
     REFUSED(too_deep, ARMED(pz_variant_dup(v))),
     REFUSED(holds_itself, ARMED(pz_variant_dup(v))),

@@ -67,8 +67,8 @@ TEST_F(Views, AViewReadsAsTheHandleDoesWithoutTouchingACount) {
     EXPECT_EQ(hal_atomic_incs(), incs) << "a walk through views takes no reference";
     EXPECT_EQ(refcount(rec.get()), 1);
 
-    EXPECT_THROW((void)v[std::string_view("na\0me", 5)], pz::error);
-    EXPECT_THROW((void)v.contains(std::string_view("na\0me", 5)), pz::error);
+    EXPECT_FALSE(v[std::string_view("na\0me", 5)].has_value()) << "no key holds a NUL byte";
+    EXPECT_FALSE(v.contains(std::string_view("na\0me", 5)));
     EXPECT_THROW(v.elements(), pz::error);
     EXPECT_THROW(v["tags"].entries(), pz::error);
     EXPECT_TRUE(pz::view().elements().begin() == pz::view().elements().end());

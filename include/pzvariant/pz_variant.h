@@ -683,7 +683,9 @@ typedef enum pz_path_status_e {
                                 cannot replace itself) or an empty key on the way */
     PZ_PATH_BLOCKED,       /**< a step names a value that is not a container, or an array element
                                 that is not there */
-    PZ_PATH_OUT_OF_MEMORY  /**< out of memory */
+    PZ_PATH_OUT_OF_MEMORY, /**< out of memory */
+    PZ_PATH_MISSING        /**< a lookup found nothing: a missing key, an index past the end, an
+                                empty slot (pz_variant_path_find_ex only) */
 } pz_path_status;
 
 /** Stores `value` where `pointer` names inside `root`; the container takes
@@ -902,6 +904,7 @@ typedef struct pz_read_error_s {
     pz_read_code code; /**< the reason as a code; PZ_READ_OK when the input was read */
     size_t line;       /**< the line of `offset`, from 1; 0 for binary input and when read */
     size_t column;     /**< its column in characters (UTF-8 sequences), from 1; 0 as for line */
+    int sys_errno;     /**< the system's errno for PZ_READ_CANNOT_OPEN and PZ_READ_CANNOT_READ, else 0 */
 } pz_read_error_t;
 
 /** As pz_variant_from_dump, and when `error` is not null it receives why
@@ -1219,6 +1222,11 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 }
 #endif
 
+/* Features in headers of their own. */
+#include "pz_status.h"
+#include "pz_hash.h"
+#include "pz_dump_n.h"
+#include "pz_events.h"
 #include "pz_stream.h"
 
 #endif /* PZ_VARIANT_H */

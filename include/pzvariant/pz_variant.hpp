@@ -6,12 +6,15 @@
  *     std::optional<int32_t> first = cfg["readings"][0].get<int32_t>();
  *     cfg.child("server").set("port", 9443);   // nested write, made on demand
  *
- * Every member is one call of the C API or a few. Misuse and bad input (a
- * write through an empty handle or to a value of the wrong kind, a key with
- * a NUL byte, a value that cannot be dumped) throw pz::error; allocation
- * failure throws std::bad_alloc and nothing else does; no destructor throws.
- * Reading with get<T>() never converts between kinds; get_as<T>() converts
- * between integer kinds when the value fits. */
+ * Every member is one call of the C API or a few, and every failure it
+ * reports is the C library's status, mapped: misuse and bad input (a write
+ * through an empty handle or to a value of the wrong kind, a key with a NUL
+ * byte, a value that cannot be dumped) throw pz::error; allocation failure
+ * throws std::bad_alloc and nothing else does; a file that cannot be used
+ * throws std::system_error; no destructor throws. Reading with get<T>()
+ * never converts between kinds; get_as<T>(), as<T>(), value_or() and the
+ * comparisons with C++ numbers convert as the C checked reads do, exactly
+ * or not at all. */
 #ifndef PZ_VARIANT_HPP
 #define PZ_VARIANT_HPP
 
@@ -24,7 +27,10 @@
 #include "cpp/value.hpp"
 #include "cpp/iteration.hpp"
 #include "cpp/build.hpp"
+#include "cpp/convert.hpp"
+#include "cpp/hash.hpp"
 #include "cpp/text.hpp"
+#include "cpp/files.hpp"
 
 /** The C++ interface: pz::value and the functions that make values. */
 namespace pz {
@@ -36,6 +42,7 @@ namespace pz {
 /** @} */
 }  // namespace pz
 
+#include "pz_events.hpp"
 #include "pz_stream.hpp"
 
 #endif  // PZ_VARIANT_HPP

@@ -46,9 +46,10 @@ enum marker : uint8_t {
 constexpr unsigned integer_width(uint8_t marker) { return 1u << (marker & 3u); }
 
 // Writes the MessagePack of `v` to `out`; false when the value is refused
-// (nested too deep, containing itself, a pointer without the flag) or the
-// sink failed.
-bool write(const pz_variant_t *v, unsigned flags, out_sink &out);
+// (nested too deep, containing itself, a pointer without the flag, a
+// container or text past 32 bits) or the sink failed, with the reason in
+// `*why` when that is not null.
+bool write(const pz_variant_t *v, unsigned flags, out_sink &out, pz_status *why = nullptr);
 
 }  // namespace pz::msgpack
 

@@ -4,6 +4,7 @@
 #include <bit>
 #include <climits>
 #include <type_traits>
+#include <utility>
 
 #include "binary/msgpack.h"
 #include "core/container_storage.h"
@@ -72,10 +73,12 @@ public:
             case vtype_autoptr:
             case vtype_sharedptr: return pointer();
         }
-        return walk_.refuse();  // a record of no kind
+        return walk_.refuse(PZ_STATUS_WRONG_KIND);  // a record of no kind
     }
 
     bool done() const { return !walk_.refused() && !out_.failed(); }
+    // Why the bytes could not be written: the sink's failure, else the walk's.
+    pz_status why() const { return out_.failed() ? out_.failure() : walk_.why(); }
 
 private:
     bool put(uint8_t byte) {
@@ -154,7 +157,7 @@ private:
         return true;
     }
 
-    bool pointer() { return pointers_as_nil_ ? put(nil) : walk_.refuse(); }
+    bool pointer() { return pointers_as_nil_ ? put(nil) : walk_.refuse(PZ_STATUS_POINTER); }
 
     bool array(const pz_variant_t *v) {
         if (!walk_.enter(v)) return false;
@@ -162,7 +165,7 @@ private:
         const size_t n = a != nullptr ? a->len : 0;
         // Past 32 bits only where size_t is wider: shifted in two steps, so
         // that a 32-bit size_t is neither over-shifted nor compared in vain.
-        if ((n >> 16 >> 16) != 0) return walk_.refuse();
+        if ((n >> 16 >> 16) != 0) return walk_.refuse(PZ_STATUS_TOO_LARGE);
         header(kArray, static_cast<uint32_t>(n));
         for (size_t i = 0; i < n; ++i) {
             if (!value(array_slots(a)[i])) return false;
@@ -195,12 +198,24 @@ private:
     const bool smallest_;
 };
 
+// The sink's callback for a user callback: 0 from it goes on.
+using user_callback = std::pair<pz_write_callback_t, void *>;
+bool user_chunk(const char *bytes, size_t n, void *user) {
+    const auto *callback = static_cast<const user_callback *>(user);
+    return callback->first(bytes, n, callback->second) == 0;
+}
+
 }  // namespace
 
-bool pz::msgpack::write(const pz_variant_t *v, unsigned flags, out_sink &out) {
-    if (v == nullptr) return false;
+bool pz::msgpack::write(const pz_variant_t *v, unsigned flags, out_sink &out, pz_status *why) {
+    if (v == nullptr) {
+        if (why != nullptr) *why = PZ_STATUS_NO_VALUE;
+        return false;
+    }
     writer w(flags, out);
-    return w.value(v) && w.done();
+    const bool written = w.value(v) && w.done();
+    if (why != nullptr) *why = written ? PZ_STATUS_OK : w.why();
+    return written;
 }
 
 extern "C" {
@@ -214,6 +229,16 @@ uint8_t *pz_variant_to_msgpack(const pz_variant_t *v, unsigned flags, size_t *le
 size_t pz_variant_to_msgpack_buf(const pz_variant_t *v, unsigned flags, uint8_t *buf, size_t capacity) {
     out_sink out(reinterpret_cast<char *>(buf), buf != nullptr ? capacity : 0);
     return msgpack::write(v, flags, out) ? out.size() : 0;
+}
+
+pz_status pz_variant_to_msgpack_callback(const pz_variant_t *v, unsigned flags, pz_write_callback_t fn,
+                                         void *data) {
+    if (v == nullptr || fn == nullptr) return PZ_STATUS_NO_VALUE;
+    user_callback user{fn, data};
+    out_sink out(user_chunk, &user);
+    pz_status why = PZ_STATUS_OK;
+    if (!msgpack::write(v, flags, out, &why)) return why;
+    return out.flush() ? PZ_STATUS_OK : out.failure();
 }
 
 }  // extern "C"

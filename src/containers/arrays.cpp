@@ -116,4 +116,12 @@ pz_variant_t *pz_variant_array_clear(pz_variant_t *va) {
     return va;
 }
 
+pz_status pz_variant_array_append_ex(pz_variant_t *va, pz_variant_t *value) {
+    if (va == nullptr) return PZ_STATUS_NO_VALUE;
+    if (array_of(va) == nullptr) return PZ_STATUS_WRONG_KIND;
+    if (!insert_slot(va, SIZE_MAX, value)) return PZ_STATUS_OUT_OF_MEMORY;
+    pz_variant_ref(value);
+    return PZ_STATUS_OK;
+}
+
 }  // extern "C"

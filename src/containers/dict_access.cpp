@@ -2,6 +2,7 @@
 // fields. Getters read the stored value's raw bits through the asked type,
 // never converting between kinds, and fall back to the caller's default.
 #include "containers/dicts.h"
+#include "containers/keyed.h"
 #include "core/kinds.h"
 
 using namespace pz;
@@ -16,12 +17,12 @@ T entry_value(const pz_variant_t *dict, const char *key, T def) {
     return found != nullptr ? load<T>(found) : def;
 }
 
-// The scalar stored under `key` when this dictionary is its only holder:
-// a typed setter may then write the new value into that record in place, an
-// exchange nobody can tell from a replacement, without allocating. Null when
-// the entry is absent, of a kind that holds something to release, or shared.
-pz_variant_t *sole_scalar(const pz_variant_t *dict, const char *key) {
-    pz_variant_t *found = dict_find(dict, key);
+// `found`, a dictionary's entry, when the dictionary is its only holder and
+// it is a scalar: a typed setter may then write the new value into that
+// record in place, an exchange nobody can tell from a replacement, without
+// allocating. Null when the entry is absent, of a kind that holds something
+// to release, or shared.
+pz_variant_t *sole_scalar_of(pz_variant_t *found) {
 #if defined(__GNUC__)
     // Another thread may drop its own reference meanwhile: the count is read
     // as the last release reads it.
@@ -39,6 +40,9 @@ pz_variant_t *sole_scalar(const pz_variant_t *dict, const char *key) {
             return nullptr;
     }
 }
+
+// The scalar stored under `key` when this dictionary is its only holder.
+pz_variant_t *sole_scalar(const pz_variant_t *dict, const char *key) { return sole_scalar_of(dict_find(dict, key)); }
 
 // The bytes of the union that a kind living in it occupies; 0 for the other
 // kinds.
@@ -59,19 +63,26 @@ size_t scalar_width(char vt) {
 extern "C" {
 
 bool pz_variant_dict_put_scalar(pz_variant_t *dict, const char *key, const pz_variant_t *scalar) {
-    const size_t width = scalar != nullptr ? scalar_width(scalar->vt) : 0;
-    if (width == 0 || !dict_test(dict, key)) return false;
-    pz_variant_t *target = sole_scalar(dict, key);
+    return pz_variant_dict_put_scalar_ex(dict, key, pz_strlen(key), scalar) == PZ_STATUS_OK;
+}
+
+pz_status pz_variant_dict_put_scalar_ex(pz_variant_t *dict, const char *key, size_t len, const pz_variant_t *scalar) {
+    const pz_status usable = keyed_status(dict, key, len);
+    if (usable != PZ_STATUS_OK) return usable;
+    if (scalar == nullptr) return PZ_STATUS_NO_VALUE;
+    const size_t width = scalar_width(scalar->vt);
+    if (width == 0) return PZ_STATUS_WRONG_KIND;
+    pz_variant_t *target = sole_scalar_of(dict_find_usable(dict, key, len));
     const bool in_place = target != nullptr;
     if (!in_place) target = new_record(scalar->vt);
-    if (target == nullptr) return false;
+    if (target == nullptr) return PZ_STATUS_OUT_OF_MEMORY;
     // Only the kind's own bytes are taken: the rest of the union stays zero
     // whatever the caller's record holds there.
     target->uint64_val = 0;
     std::memcpy(target, scalar, width);
     target->vt = scalar->vt;
     target->len = scalar->vt == vtype_ptr ? scalar->len : 0;
-    return in_place || dict_put_moved(dict, key, target);
+    return in_place || dict_put_moved_len(dict, key, len, target) ? PZ_STATUS_OK : PZ_STATUS_OUT_OF_MEMORY;
 }
 
 // A setter's new value goes into the dictionary with the maker's reference,

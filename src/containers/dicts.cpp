@@ -2,6 +2,7 @@
 // reference held per entry. Lookups wrap the caller's key without copying
 // it, so a get allocates nothing.
 #include "containers/dicts.h"
+#include "containers/keyed.h"
 
 using namespace pz;
 
@@ -25,13 +26,21 @@ pz_variant_t *pz::dict_new_for(size_t count) {
 }
 
 bool pz::dict_put_moved(pz_variant_t *dict, const char *key, pz_variant_t *value) {
-    const bool usable = dict_test(dict, key) && value != nullptr;
-    const pz_string_t lookup = pz_string_borrow(key, usable ? std::strlen(key) : 0);
-    const uint32_t hash = usable ? pz_string_hash(&lookup) : 0;
+    if (!dict_test(dict, key)) {
+        pz_variant_unref(value);
+        return false;
+    }
+    return dict_put_moved_len(dict, key, std::strlen(key), value);
+}
+
+bool pz::dict_put_moved_len(pz_variant_t *dict, const char *key, size_t len, pz_variant_t *value) {
+    if (value == nullptr) return false;
+    const pz_string_t lookup = pz_string_borrow(key, len);
+    const uint32_t hash = pz_string_hash(&lookup);
     // A key already there keeps its stored string: replacing a value makes
     // no copy of the key.
-    if (usable && pz_hash_table_replace_hashed(dict_of(dict), &lookup, value, hash)) return true;
-    pz_string_t *stored_key = usable ? pz_string_new_len(key, static_cast<int>(lookup.len)) : nullptr;
+    if (pz_hash_table_replace_hashed(dict_of(dict), &lookup, value, hash)) return true;
+    pz_string_t *stored_key = pz_string_new_len(key, static_cast<int>(len));
     if (stored_key == nullptr) {
         pz_variant_unref(value);
         return false;
@@ -98,6 +107,35 @@ pz_variant_t *vdict_child(pz_variant_t *dict, const char *key) {
     pz_variant_t *child = pz_variant_dict_new();
     pz_variant_dict_put(dict, key, child);
     return child;
+}
+
+pz_status pz_variant_dict_put_ex(pz_variant_t *dict, const char *key, size_t len, pz_variant_t *value) {
+    const pz_status usable = keyed_status(dict, key, len);
+    if (usable != PZ_STATUS_OK) return usable;
+    if (value == nullptr) return PZ_STATUS_NO_VALUE;
+    // As pz_variant_dict_put: the reference first, so that storing the
+    // value already under the key never frees it.
+    return dict_put_moved_len(dict, key, len, pz_variant_ref(value)) ? PZ_STATUS_OK : PZ_STATUS_OUT_OF_MEMORY;
+}
+
+pz_status pz_variant_dict_erase_ex(pz_variant_t *dict, const char *key, size_t len) {
+    const pz_status usable = keyed_status(dict, key, len);
+    if (usable != PZ_STATUS_OK) return usable;
+    const pz_string_t lookup = pz_string_borrow(key, len);
+    return pz_hash_table_remove(dict_of(dict), &lookup) ? PZ_STATUS_OK : PZ_STATUS_NOT_FOUND;
+}
+
+pz_status vdict_child_ex(pz_variant_t *dict, const char *key, size_t len, pz_variant_t **child) {
+    const pz_status usable = keyed_status(dict, key, len);
+    if (usable != PZ_STATUS_OK) return usable;
+    pz_variant_t *found = dict_find_usable(dict, key, len);
+    if (found == nullptr) {
+        found = pz_variant_dict_new();
+        // The dictionary holds the one reference; the caller borrows it.
+        if (found == nullptr || !dict_put_moved_len(dict, key, len, found)) return PZ_STATUS_OUT_OF_MEMORY;
+    }
+    if (child != nullptr) *child = found;
+    return found->vt == vtype_dict ? PZ_STATUS_OK : PZ_STATUS_OCCUPIED;
 }
 
 }  // extern "C"

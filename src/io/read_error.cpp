@@ -35,6 +35,7 @@ void fill(pz_read_error_t *error, pz::fault f, size_t offset) {
     std::memcpy(error->reason, reason, n + 1);
     error->line = 0;
     error->column = 0;
+    error->sys_errno = 0;
 }
 
 }  // namespace
@@ -72,4 +73,12 @@ pz_variant_t *pz::read_fault_binary(pz_read_error_t *error, fault f, size_t offs
 
 void pz::read_ok(pz_read_error_t *error) {
     if (error != nullptr) fill(error, fault::none, 0);
+}
+
+pz_variant_t *pz::read_fault_system(pz_read_error_t *error, fault f, int sys_errno) {
+    if (error != nullptr) {
+        fill(error, f, 0);
+        error->sys_errno = sys_errno;
+    }
+    return nullptr;
 }

@@ -67,6 +67,7 @@ namespace pz {
     X(cannot_open, PZ_READ_CANNOT_OPEN, "cannot open file")                                    \
     X(cannot_read, PZ_READ_CANNOT_READ, "cannot read file")                                    \
     X(unknown_format, PZ_READ_INVALID_ARGUMENT, "unknown format")                              \
+    X(no_events, PZ_READ_INVALID_ARGUMENT, "no callbacks")                                     \
     X(no_reader, PZ_READ_INVALID_ARGUMENT, "no reader")
 
 enum class fault : uint8_t {
@@ -87,6 +88,10 @@ pz_variant_t *read_fault(pz_read_error_t *error, fault f, const char *text, size
 
 // As read_fault, for input that is not text (line and column are 0).
 pz_variant_t *read_fault_binary(pz_read_error_t *error, fault f, size_t offset);
+
+// As read_fault_binary at offset 0, for a file that could not be opened or
+// read: `sys_errno` is the system's reason.
+pz_variant_t *read_fault_system(pz_read_error_t *error, fault f, int sys_errno);
 
 // Marks `error` (when not null) as read: PZ_READ_OK, reason "", offset,
 // line and column 0.

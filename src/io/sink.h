@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "pzvariant/pz_variant.h"
+
 namespace pz {
 
 class out_sink {
@@ -65,6 +67,9 @@ public:
     // True once a byte could not be kept for want of memory, or the callback
     // said stop. Bytes past the caller's buffer are not a failure.
     bool failed() const { return failed_; }
+    // Why the sink failed: a callback's stop (a callback sink allocates
+    // nothing), or memory.
+    pz_status failure() const { return mode_ == mode::callback ? PZ_STATUS_STOPPED : PZ_STATUS_OUT_OF_MEMORY; }
     // True when everything written was kept (the caller's buffer was large
     // enough, no failure).
     bool whole() const { return !failed_ && !overflowed_; }

@@ -141,17 +141,23 @@ pz_variant_t *new_leaf(pz_variant_t *other) {
 }
 
 // `other` copied into the existing value `v` at the top of a concat; null
-// for an owned pointer, which has nothing to copy into `v`.
-pz_variant_t *leaf_into(pz_variant_t *v, pz_variant_t *other) {
+// for an owned pointer, which has nothing to copy into `v`. A text or buffer
+// whose copy cannot be had leaves `v` empty and refuses the walk, so that
+// the caller learns it.
+pz_variant_t *leaf_into(pz_variant_t *v, pz_variant_t *other, walk_path &walk) {
     switch (other->vt) {
         case vtype_string:
-            return pz_variant_str_set(v, other->str_val);  // stops at the first NUL
+            pz_variant_str_set(v, other->str_val);  // stops at the first NUL
+            if (other->str_val != nullptr && v->str_val == nullptr) walk.refuse();
+            return v;
         case vtype_bytes:
-            return vstr_buf_set(v, static_cast<uint8_t *>(other->ptr_val), other->len);
+            vstr_buf_set(v, static_cast<uint8_t *>(other->ptr_val), other->len);
+            if (other->len != 0 && v->ptr_val == nullptr) walk.refuse();
+            return v;
         case vtype_autoptr:
             return nullptr;
         case vtype_sharedptr:
-            return copy_sharedptr(v, other);
+            return made(copy_sharedptr(v, other), walk);
         default:
             return copy_plain(v, other);
     }
@@ -164,7 +170,7 @@ pz_variant_t *copy_into(pz_variant_t *v, pz_variant_t *other, walk_path &walk) {
         return copy_container(v, other, walk);
     }
     if (!walk.fits(other) || other == nullptr) return nullptr;
-    return v == nullptr ? made(new_leaf(other), walk) : leaf_into(v, other);
+    return v == nullptr ? made(new_leaf(other), walk) : leaf_into(v, other, walk);
 }
 
 }  // namespace
@@ -177,24 +183,44 @@ pz_variant_t *pz::copy_within(pz_variant_t *other, walk_path &walk) {
 extern "C" {
 
 pz_variant_t *pz_variant_dup(pz_variant_t *v) {
+    pz_variant_t *copy = nullptr;
+    pz_variant_dup_ex(v, &copy);
+    return copy;
+}
+
+pz_status pz_variant_dup_ex(pz_variant_t *v, pz_variant_t **copy) {
+    if (v == nullptr || copy == nullptr) return PZ_STATUS_NO_VALUE;
     walk_path walk;
-    return copy_within(v, walk);
+    pz_variant_t *made_copy = copy_within(v, walk);
+    if (made_copy == nullptr) return walk.refused() ? walk.why() : PZ_STATUS_OUT_OF_MEMORY;
+    *copy = made_copy;
+    return PZ_STATUS_OK;
 }
 
 pz_variant_t *pz_variant_concat(pz_variant_t *v, pz_variant_t *other) {
     if (v == nullptr) return pz_variant_dup(other);
+    const pz_status status = pz_variant_concat_ex(&v, other);
+    // Out of memory part way, `v` keeps what was copied before.
+    return status == PZ_STATUS_OK || status == PZ_STATUS_OUT_OF_MEMORY ? v : nullptr;
+}
+
+pz_status pz_variant_concat_ex(pz_variant_t **v, pz_variant_t *other) {
+    if (v == nullptr || *v == nullptr || other == nullptr) return PZ_STATUS_NO_VALUE;
+    // An owned pointer has one owner: there is nothing to copy into `v`.
+    if (other->vt == vtype_autoptr) return PZ_STATUS_POINTER;
     // A value nested too deep, or containing itself, cannot be merged; `v`
     // must then be left as it was, so the check comes first.
-    if (other == nullptr || !nesting_within(other)) return nullptr;
+    if (!nesting_within(other)) return PZ_STATUS_TOO_DEEP;
     // `other` may live inside `v`, whose old value a change of kind releases:
     // hold it for the length of the copy. A dictionary merged into itself
     // goes through a copy, since a table must not grow while it is walked;
     // when that copy cannot be made, nothing is merged.
-    pz_variant_t *from = v == other && other->vt == vtype_dict ? pz_variant_dup(other) : pz_variant_ref(other);
+    pz_variant_t *from = *v == other && other->vt == vtype_dict ? pz_variant_dup(other) : pz_variant_ref(other);
+    if (from == nullptr) return PZ_STATUS_OUT_OF_MEMORY;
     walk_path walk;
-    pz_variant_t *result = from != nullptr ? copy_into(v, from, walk) : v;
+    *v = copy_into(*v, from, walk);
     pz_variant_unref(from);
-    return result;
+    return *v != nullptr && !walk.refused() ? PZ_STATUS_OK : PZ_STATUS_OUT_OF_MEMORY;
 }
 
 }  // extern "C"

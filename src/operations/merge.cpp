@@ -186,13 +186,16 @@ void finish(Plan *plan, bool make) {
     plan->changes = plan->growths = nullptr;
 }
 
+// Why a walk, or the step after it, failed: the walk's reason, else memory.
+pz_status failure(const walk_path &walk) { return walk.refused() ? walk.why() : PZ_STATUS_OUT_OF_MEMORY; }
+
 // Plans the merge of `patch` into the dictionary `target` afresh.
-bool make_plan(Plan *plan, pz_variant_t *target, pz_variant_t *patch, bool sees_earlier) {
+pz_status make_plan(Plan *plan, pz_variant_t *target, pz_variant_t *patch, bool sees_earlier) {
     walk_path walk;
     *plan = Plan{pz_array_new(sizeof(Change), 8), pz_array_new(sizeof(Growth), 4), &walk, sees_earlier};
     const bool ok = plan->changes != nullptr && plan->growths != nullptr && plan_merge(plan, target, patch);
     plan->walk = nullptr;
-    return ok;
+    return ok ? PZ_STATUS_OK : failure(walk);
 }
 
 void sort_by_dict(pz_array_t *growths) {
@@ -282,41 +285,49 @@ bool take_copy(pz_variant_t *target, pz_variant_t *copy) {
     return moved;
 }
 
-bool merge_dict(pz_variant_t *target, pz_variant_t *patch) {
+pz_status merge_dict(pz_variant_t *target, pz_variant_t *patch) {
     if (dict_of(target) == nullptr) {
         // Nothing to merge into: the target becomes the patched copy.
         walk_path walk;
-        return take_copy(target, patched_copy(patch, walk));
+        return take_copy(target, patched_copy(patch, walk)) ? PZ_STATUS_OK : failure(walk);
     }
     Plan plan;
-    bool ok = make_plan(&plan, target, patch, false);
-    if (ok && merged_into_twice(plan.growths)) {
+    pz_status status = make_plan(&plan, target, patch, false);
+    if (status == PZ_STATUS_OK && merged_into_twice(plan.growths)) {
         // Planned against the target as it was, a step through the second
         // way to a dictionary would miss what an earlier step changed there.
         finish(&plan, false);
-        ok = make_plan(&plan, target, patch, true);
+        status = make_plan(&plan, target, patch, true);
     }
-    ok = ok && reserve_room(plan.growths);
-    finish(&plan, ok);
-    return ok;
+    if (status == PZ_STATUS_OK && !reserve_room(plan.growths)) status = PZ_STATUS_OUT_OF_MEMORY;
+    finish(&plan, status == PZ_STATUS_OK);
+    return status;
 }
 
 // Any other patch replaces the target: a copy is made first, then moved
 // into the target's record. An owned or shared pointer would need a record
 // with room for its callbacks, which the target may not have.
-bool replace(pz_variant_t *target, pz_variant_t *patch) {
-    if (patch->vt == vtype_autoptr || patch->vt == vtype_sharedptr) return false;
+pz_status replace(pz_variant_t *target, pz_variant_t *patch) {
+    if (patch->vt == vtype_autoptr || patch->vt == vtype_sharedptr) return PZ_STATUS_POINTER;
     walk_path walk;
-    return take_copy(target, copy_within(patch, walk));
+    return take_copy(target, copy_within(patch, walk)) ? PZ_STATUS_OK : failure(walk);
 }
 
 }  // namespace
 
-extern "C" bool pz_variant_merge_patch(pz_variant_t *target, pz_variant_t *patch) {
-    if (target == nullptr || patch == nullptr) return false;
+extern "C" {
+
+bool pz_variant_merge_patch(pz_variant_t *target, pz_variant_t *patch) {
+    return pz_variant_merge_patch_ex(target, patch) == PZ_STATUS_OK;
+}
+
+pz_status pz_variant_merge_patch_ex(pz_variant_t *target, pz_variant_t *patch) {
+    if (target == nullptr || patch == nullptr) return PZ_STATUS_NO_VALUE;
     // `patch` may live inside `target`, whose old contents go: hold it.
     pz_variant_ref(patch);
-    const bool ok = patch->vt == vtype_dict ? merge_dict(target, patch) : replace(target, patch);
+    const pz_status status = patch->vt == vtype_dict ? merge_dict(target, patch) : replace(target, patch);
     pz_variant_unref(patch);
-    return ok;
+    return status;
 }
+
+}  // extern "C"

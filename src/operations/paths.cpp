@@ -20,12 +20,13 @@ class pointer_tokens {
 public:
     enum state { ok, malformed, no_memory };
 
-    explicit pointer_tokens(const char *pointer) {
-        if (pointer == nullptr || (pointer[0] != '\0' && pointer[0] != '/')) {
+    // The pointer of `len` bytes at `pointer`; a NUL byte among them is
+    // malformed (the decoded tokens are separated by NULs).
+    pointer_tokens(const char *pointer, size_t len) {
+        if (pointer == nullptr || (len != 0 && pointer[0] != '/') || std::memchr(pointer, '\0', len) != nullptr) {
             state_ = malformed;
             return;
         }
-        const size_t len = std::strlen(pointer);
         if (len > sizeof local_) text_ = static_cast<char *>(HAL_Malloc(len));
         if (text_ == nullptr) {
             state_ = no_memory;
@@ -33,6 +34,7 @@ public:
         }
         state_ = decode(pointer + (len != 0), len) ? ok : malformed;
     }
+    explicit pointer_tokens(const char *pointer) : pointer_tokens(pointer, pz_strlen(pointer)) {}
     ~pointer_tokens() {
         if (text_ != local_ && text_ != nullptr) HAL_Free(text_);
     }
@@ -52,6 +54,8 @@ public:
     }
     // Whether the token next() gave last is the pointer's last.
     bool at_last() const { return taken_ == count_; }
+    // The number of the token next() gave last, from 1.
+    size_t taken() const { return taken_; }
 
 private:
     // Decodes `text` (the pointer after its first "/", `len` - 1 bytes).
@@ -60,9 +64,10 @@ private:
         if (len == 0) return true;
         char *out = text_;
         count_ = 1;
-        for (const char *c = text; *c != '\0'; ++c) {
+        const char *end = text + len - 1;
+        for (const char *c = text; c != end; ++c) {
             if (*c == '~') {
-                if (c[1] != '0' && c[1] != '1') return false;
+                if (c + 1 == end || (c[1] != '0' && c[1] != '1')) return false;
                 *out++ = c[1] == '0' ? '~' : '/';
                 ++c;
             } else if (*c == '/') {
@@ -104,6 +109,30 @@ pz_variant_t *step(const pz_variant_t *v, const char *token) {
     uint32_t index;
     return parse_index(token, &index) ? array_at(v, index) : nullptr;
 }
+
+// Why a path to a pointer's tokens cannot be decoded.
+pz_path_status decode_status(const pointer_tokens &tokens) {
+    return tokens.status() == pointer_tokens::no_memory ? PZ_PATH_OUT_OF_MEMORY : PZ_PATH_INVALID;
+}
+
+// Down the path from `root` to the value found, or why there is none: at
+// which step, and the last value reached.
+pz_path_status find(const pz_variant_t *root, pointer_tokens &tokens, pz_variant_t **found, size_t *at) {
+    // The root itself (pointer "") comes back without const, as strchr's
+    // result does.
+    *found = const_cast<pz_variant_t *>(root);
+    for (const char *token = tokens.next(); token != nullptr; token = tokens.next()) {
+        *at = tokens.taken();
+        if (dict_of(*found) == nullptr && array_of(*found) == nullptr) return PZ_PATH_BLOCKED;
+        pz_variant_t *next = step(*found, token);
+        if (next == nullptr) return PZ_PATH_MISSING;
+        *found = next;
+    }
+    *at = 0;
+    return PZ_PATH_OK;
+}
+
+pz_path_status set(pz_variant_t *root, pointer_tokens &tokens, pz_variant_t *value);
 
 // ---------------------------------------------------------------------------
 // Storing
@@ -156,28 +185,8 @@ pz_path_status make_chain(pointer_tokens &tokens, pz_variant_t *value, pz_varian
     return status;
 }
 
-}  // namespace
-
-extern "C" {
-
-pz_variant_t *pz_variant_path_find(const pz_variant_t *root, const char *pointer) {
-    pointer_tokens tokens(pointer);
-    if (root == nullptr || tokens.status() != pointer_tokens::ok) return nullptr;
-    // The root itself (pointer "") comes back without const, as strchr's
-    // result does.
-    pz_variant_t *v = const_cast<pz_variant_t *>(root);
-    for (const char *token = tokens.next(); token != nullptr && v != nullptr; token = tokens.next()) {
-        v = step(v, token);
-    }
-    return v;
-}
-
-pz_path_status pz_variant_path_set(pz_variant_t *root, const char *pointer, pz_variant_t *value) {
-    if (root == nullptr || value == nullptr) return PZ_PATH_INVALID;
-    pointer_tokens tokens(pointer);
-    if (tokens.status() != pointer_tokens::ok || tokens.count() == 0) {
-        return tokens.status() == pointer_tokens::no_memory ? PZ_PATH_OUT_OF_MEMORY : PZ_PATH_INVALID;
-    }
+// Stores `value` (the caller's reference kept) where the tokens name.
+pz_path_status set(pz_variant_t *root, pointer_tokens &tokens, pz_variant_t *value) {
     // Down the part of the path that exists, to the container that gets
     // the new entry: either the last token's, or the first missing key's.
     pz_variant_t *parent = root;
@@ -193,6 +202,40 @@ pz_path_status pz_variant_path_set(pz_variant_t *root, const char *pointer, pz_v
     pz_variant_t *chain;
     const pz_path_status made = make_chain(tokens, value, &chain);
     return made == PZ_PATH_OK ? store_moved(parent, token, chain) : made;
+}
+
+}  // namespace
+
+extern "C" {
+
+pz_variant_t *pz_variant_path_find(const pz_variant_t *root, const char *pointer) {
+    pz_variant_t *found = nullptr;
+    return pz_variant_path_find_ex(root, pointer, pz_strlen(pointer), &found, nullptr) == PZ_PATH_OK ? found : nullptr;
+}
+
+pz_path_status pz_variant_path_find_ex(const pz_variant_t *root, const char *pointer, size_t len,
+                                       pz_variant_t **found, size_t *step) {
+    size_t at = 0;
+    pointer_tokens tokens(pointer, len);
+    pz_variant_t *v = nullptr;
+    const pz_path_status status = tokens.status() != pointer_tokens::ok ? decode_status(tokens)
+                                  : root == nullptr                       ? PZ_PATH_MISSING
+                                                                          : find(root, tokens, &v, &at);
+    if (step != nullptr) *step = at;
+    const bool reached = status == PZ_PATH_OK || status == PZ_PATH_MISSING || status == PZ_PATH_BLOCKED;
+    if (reached && found != nullptr) *found = v;
+    return status;
+}
+
+pz_path_status pz_variant_path_set(pz_variant_t *root, const char *pointer, pz_variant_t *value) {
+    return pz_variant_path_set_ex(root, pointer, pz_strlen(pointer), value);
+}
+
+pz_path_status pz_variant_path_set_ex(pz_variant_t *root, const char *pointer, size_t len, pz_variant_t *value) {
+    if (root == nullptr || value == nullptr) return PZ_PATH_INVALID;
+    pointer_tokens tokens(pointer, len);
+    if (tokens.status() != pointer_tokens::ok) return decode_status(tokens);
+    return tokens.count() == 0 ? PZ_PATH_INVALID : set(root, tokens, value);
 }
 
 }  // extern "C"

@@ -28,10 +28,10 @@ public:
     // Whether `v` (null for an empty slot) fits where the walk stands, that
     // is inside the containers open now. False also once the walk is refused.
     bool fits(const pz_variant_t *v) {
-        if (refused_ || depth_ >= PZ_VARIANT_MAX_DEPTH) return refuse();
+        if (refused_ || depth_ >= PZ_VARIANT_MAX_DEPTH) return refuse(PZ_STATUS_TOO_DEEP);
         if (v == nullptr || (v->vt != vtype_array && v->vt != vtype_dict)) return true;
         for (int i = 0; i < depth_; ++i) {
-            if (open_[i] == v) return refuse();
+            if (open_[i] == v) return refuse(PZ_STATUS_TOO_DEEP);
         }
         return true;
     }
@@ -56,15 +56,21 @@ public:
 
     // Refuses the walk for a reason of the walker's own (out of memory, a
     // kind it cannot take), so that its callers unwind as for a refusal.
-    bool refuse() {
+    // The first reason given is the one the walk keeps.
+    bool refuse(pz_status why = PZ_STATUS_OUT_OF_MEMORY) {
+        if (!refused_) why_ = why;
         refused_ = true;
         return false;
     }
+
+    // Why the walk was refused; PZ_STATUS_OK while it is not.
+    pz_status why() const { return refused_ ? why_ : PZ_STATUS_OK; }
 
 private:
     const pz_variant_t *open_[PZ_VARIANT_MAX_DEPTH];
     int depth_ = 0;
     bool refused_ = false;
+    pz_status why_ = PZ_STATUS_OK;
 };
 
 }  // namespace pz

@@ -11,8 +11,9 @@
 namespace pz::stream {
 
 // Gathers the rest of `stream` in `into`, a NUL after it (not counted);
-// false with `*why` when it cannot be read or memory runs out.
-bool read_rest(FILE *stream, held_bytes &into, pz::fault *why);
+// false with `*why` when it cannot be read (the system's errno in
+// `*sys_errno`) or memory runs out.
+bool read_rest(FILE *stream, held_bytes &into, pz::fault *why, int *sys_errno);
 
 // A writer's sink chunks to `stream` (a FILE *).
 bool to_file(const char *bytes, size_t n, void *stream);

@@ -79,7 +79,7 @@ int write_fd(const char *bytes, size_t n, void *target) {
 
 }  // namespace
 
-bool pz::stream::read_rest(FILE *stream, held_bytes &into, pz::fault *why) {
+bool pz::stream::read_rest(FILE *stream, held_bytes &into, pz::fault *why, int *sys_errno) {
     for (;;) {
         char *room = into.room(kPiece + 1);  // (+1: the NUL after the last piece)
         if (room == nullptr) {
@@ -94,6 +94,7 @@ bool pz::stream::read_rest(FILE *stream, held_bytes &into, pz::fault *why) {
         }
     }
     *why = pz::fault::cannot_read;
+    *sys_errno = errno;
     return std::ferror(stream) == 0;
 }
 

@@ -1,9 +1,12 @@
 // Texts to and from files and streams, apart from the rest so that a port
 // without stdio can leave this file out (and define PZ_NO_STDIO). A stream
 // is read whole as the stream reader gathers bytes.
+#include <cerrno>
 #include <cstdio>
 
+#include "text/dump.h"
 #include "text/json_writer.h"
+#include "io/file_io.h"
 #include "io/read_error.h"
 #include "pzvariant/hal/pz_hal.h"
 #include "stream/files.h"
@@ -17,13 +20,18 @@ pz_variant_t *refused(pz_read_error_t *error, size_t offset, pz::fault why, cons
     return pz::read_fault(error, why, text, len, offset);
 }
 
-// The text of `v` in `format`; null when it cannot be made.
-char *text_of(const pz_variant_t *v, pz_text_format format, unsigned flags) {
-    switch (format) {
-        case PZ_TEXT_DUMP: return pz_variant_dump(v);
-        case PZ_TEXT_JSON: return pz_variant_to_json(v, flags);
+// The text of `v` in `format`, its length in `*len`; null, with the reason
+// in `*why`, when it cannot be made.
+char *text_of(const pz_variant_t *v, pz_text_format format, unsigned flags, size_t *len, pz_status *why) {
+    char *text = nullptr;
+    if (format == PZ_TEXT_DUMP) {
+        text = pz::print_text(v, why);
+    } else {
+        pz::out_sink out;
+        if (pz::write_json(v, out, flags, why)) text = out.take();
     }
-    return nullptr;
+    *len = text != nullptr ? std::strlen(text) : 0;
+    return text;
 }
 
 // Writes `text` and a newline to `stream`, and frees it.
@@ -39,11 +47,12 @@ bool write_text(char *text, FILE *stream) {
 extern "C" {
 
 pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_read_error_t *error) {
-    if (stream == nullptr) return refused(error, 0, pz::fault::cannot_read);
+    if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_read, EINVAL);
     if (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON) return refused(error, 0, pz::fault::unknown_format);
     pz::stream::held_bytes all;
     pz::fault why = pz::fault::none;
-    if (!pz::stream::read_rest(stream, all, &why)) return refused(error, 0, why);
+    int sys_errno = 0;
+    if (!pz::stream::read_rest(stream, all, &why, &sys_errno)) return pz::read_fault_system(error, why, sys_errno);
     const char *text = all.data();
     const size_t len = all.size();
     // Plain JSON is read from its length, which refuses a NUL byte where it
@@ -56,8 +65,8 @@ pz_variant_t *pz_variant_read_stream(FILE *stream, pz_text_format format, pz_rea
 }
 
 pz_variant_t *pz_variant_read_file(const char *path, pz_text_format format, pz_read_error_t *error) {
-    FILE *stream = path != nullptr ? std::fopen(path, "rb") : nullptr;
-    if (stream == nullptr) return refused(error, 0, pz::fault::cannot_open);
+    FILE *stream = pz::open_file(path, "rb");
+    if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_open, errno);
     pz_variant_t *v = pz_variant_read_stream(stream, format, error);
     std::fclose(stream);
     return v;
@@ -71,23 +80,29 @@ bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format
         const bool written = pz::write_json(v, out, flags) && out.flush();
         return written && std::fputc('\n', stream) != EOF;
     }
-    char *text = text_of(v, format, flags);
+    if (format != PZ_TEXT_DUMP) return false;
+    char *text = pz::print_text(v);
     return text != nullptr && write_text(text, stream);
 }
 
 bool pz_variant_write_file(const pz_variant_t *v, const char *path, pz_text_format format, unsigned flags) {
-    if (v == nullptr || path == nullptr) return false;
+    return pz_variant_write_file_ex(v, path, format, flags, nullptr) == PZ_STATUS_OK;
+}
+
+pz_status pz_variant_write_file_ex(const pz_variant_t *v, const char *path, pz_text_format format,
+                                   unsigned flags, int *sys_errno) {
+    if (sys_errno != nullptr) *sys_errno = 0;
+    if (v == nullptr) return PZ_STATUS_NO_VALUE;
+    if (path == nullptr || (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON)) return PZ_STATUS_INVALID_ARGUMENT;
     // The text first, so that a value that cannot be written leaves the
     // file as it was.
-    char *text = text_of(v, format, flags);
-    if (text == nullptr) return false;
-    FILE *stream = std::fopen(path, "wb");
-    if (stream == nullptr) {
-        HAL_Free(text);
-        return false;
-    }
-    const bool written = write_text(text, stream);
-    return std::fclose(stream) == 0 && written;
+    size_t len = 0;
+    pz_status why = PZ_STATUS_OUT_OF_MEMORY;
+    char *text = text_of(v, format, flags, &len, &why);
+    if (text == nullptr) return why;
+    const pz_status status = pz::write_whole_file(path, text, len, true, sys_errno);
+    HAL_Free(text);
+    return status;
 }
 
 }  // extern "C"

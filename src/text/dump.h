@@ -5,43 +5,16 @@
 
 #include <cjson/cJSON.h>
 
-#include <array>
-#include <string_view>
-
 #include "base/pz_memory.h"
 #include "pzvariant/pz_variant.h"
 #include "core/kinds.h"
 
 namespace pz {
 
-struct dump_name {
-    std::string_view name;  // a literal, so also NUL-terminated
-    char vt;
-};
-
-// Every kind by its name in the text: the scalar kinds as the table of
-// kinds names them, then the others.
-inline constexpr dump_name kDumpNames[] = {
-#define PZ_DUMP_NAME(name, ctype, code, va_type) {#name, code},
-    PZ_SCALAR_KINDS(PZ_DUMP_NAME)
-#undef PZ_DUMP_NAME
-    {"null", vtype_null},
-    {"string", vtype_string},
-    {"bytes", vtype_bytes},
-    {"autoptr", vtype_autoptr},
-    {"sharedptr", vtype_sharedptr},
-    {"array", vtype_array},
-    {"dict", vtype_dict},
-};
-
-// The name of each kind code, null for a code that is not a kind.
-inline constexpr std::array<const char *, 256> kDumpNameOf = [] {
-    std::array<const char *, 256> by_code{};
-    for (const dump_name &kind : kDumpNames) {
-        by_code[static_cast<unsigned char>(kind.vt)] = kind.name.data();
-    }
-    return by_code;
-}();
+// The kinds by their names in the text, which are the kinds' own names.
+using dump_name = kind_name;
+inline constexpr const auto &kDumpNames = kKindNames;
+inline constexpr const auto &kDumpNameOf = kKindNameOf;
 
 // Blocks that a dump's tree is carved from, all freed together.
 class dump_arena {
@@ -75,11 +48,15 @@ private:
 // cJSON_Delete: it goes with the arena, which must go before `v` changes.
 // `printed_size`, when not null, receives the length of its unformatted
 // text.
-cJSON *dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size = nullptr);
+// `why`, when not null, receives PZ_STATUS_TOO_DEEP or
+// PZ_STATUS_OUT_OF_MEMORY when the tree cannot be made.
+cJSON *dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size = nullptr,
+                 pz_status *why = nullptr);
 
 // The unformatted text of `v` in a new HAL block; null when it cannot be
-// made (as dump_tree says). `v` is not null.
-char *print_text(const pz_variant_t *v);
+// made (as dump_tree says), with the reason in `*why` when that is not
+// null. `v` is not null.
+char *print_text(const pz_variant_t *v, pz_status *why = nullptr);
 
 }  // namespace pz
 

@@ -64,6 +64,8 @@ public:
     // Whether the value met a container nested too deep or holding itself,
     // or memory ran out; the tree is then incomplete and must not be printed.
     bool refused() const { return walk_.refused(); }
+    // Why: PZ_STATUS_TOO_DEEP or PZ_STATUS_OUT_OF_MEMORY.
+    pz_status why() const { return walk_.why(); }
 
     // The typed object of `v` (empty for a null value, or when the member
     // cannot be made). Null when out of memory.
@@ -309,11 +311,13 @@ private:
     cJSON *members_ = nullptr;  // the dictionary whose entries are being added
 };
 
-// The whole text printed from one tree, in a new HAL block.
-char *print_whole(const pz_variant_t *v) {
+// The whole text printed from one tree, in a new HAL block; null, with the
+// reason in `*why`, when it cannot be made.
+char *print_whole(const pz_variant_t *v, pz_status *why) {
     dump_arena arena;
     size_t size = 0;
-    cJSON *tree = dump_tree(v, arena, &size);
+    *why = PZ_STATUS_OUT_OF_MEMORY;
+    cJSON *tree = dump_tree(v, arena, &size, why);
     if (tree == nullptr) return nullptr;
     // The counted size, plus room for cJSON's look-ahead and the terminator.
     const size_t room = size + 16;
@@ -341,6 +345,8 @@ char *print_whole(const pz_variant_t *v) {
 class piecewise_printer {
 public:
     explicit piecewise_printer(const pz_variant_t *v) : v_(v), builder_(arena_) {}
+    // Why print() gave null.
+    pz_status why() const { return why_; }
     ~piecewise_printer() { HAL_Free(text_); }
 
     char *print() {
@@ -369,7 +375,7 @@ public:
             pos_ += (exact ? printed : std::strlen(text_ + pos_)) - 1;
             return true;
         });
-        if (!whole) return too_long_ && !refused_ ? print_whole(v_) : nullptr;
+        if (!whole) return too_long_ && !refused_ ? print_whole(v_, &why_) : nullptr;
         if (written == 0) text_[pos_++] = v_->vt == vtype_array ? '[' : '{';
         text_[pos_++] = v_->vt == vtype_array ? ']' : '}';
         text_[pos_++] = '}';
@@ -405,6 +411,7 @@ private:
             cJSON *piece = builder_.piece(element, key);
             if (builder_.refused()) {
                 refused_ = true;
+                why_ = builder_.why();
                 return go_on = false;
             }
             go_on = piece == nullptr || fn(piece, builder_.printed_size());
@@ -431,6 +438,7 @@ private:
     size_t pos_ = 0;
     bool too_long_ = false;
     bool refused_ = false;  // too deep, containing itself, or out of memory
+    pz_status why_ = PZ_STATUS_OUT_OF_MEMORY;
 };
 
 
@@ -489,23 +497,42 @@ pz::dump_arena::~dump_arena() {
     }
 }
 
-cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size) {
+cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_size, pz_status *why) {
     tree_builder builder(arena);
     cJSON *root = builder.item(v);
-    if (builder.refused()) return nullptr;
+    if (builder.refused()) {
+        if (why != nullptr) *why = builder.why();
+        return nullptr;
+    }
     if (printed_size != nullptr) *printed_size = builder.printed_size();
     return root;
 }
 
-char *pz::print_text(const pz_variant_t *v) {
+char *pz::print_text(const pz_variant_t *v, pz_status *why) {
+    pz_status ignored;
+    if (why == nullptr) why = &ignored;
     const bool container = (v->vt == vtype_array && array_of(v) != nullptr) ||
                            (v->vt == vtype_dict && dict_of(v) != nullptr);
-    return container ? piecewise_printer(v).print() : print_whole(v);
+    if (!container) return print_whole(v, why);
+    piecewise_printer printer(v);
+    char *text = printer.print();
+    if (text == nullptr) *why = printer.why();
+    return text;
 }
 
 extern "C" {
 
 char *pz_variant_dump(const pz_variant_t *v) { return v != nullptr ? print_text(v) : nullptr; }
+
+pz_status pz_variant_dump_callback(const pz_variant_t *v, pz_write_callback_t fn, void *data) {
+    if (v == nullptr || fn == nullptr) return PZ_STATUS_NO_VALUE;
+    pz_status why = PZ_STATUS_OK;
+    char *text = print_text(v, &why);
+    if (text == nullptr) return why;
+    const int stop = fn(text, std::strlen(text), data);
+    HAL_Free(text);
+    return stop == 0 ? PZ_STATUS_OK : PZ_STATUS_STOPPED;
+}
 
 int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t max_len) {
     if (v == nullptr) return -1;

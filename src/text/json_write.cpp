@@ -53,7 +53,7 @@ public:
             case vtype_sharedptr:
                 return pointer();
             default:
-                return path_.refuse();  // not a kind: nothing to write it as
+                return path_.refuse(PZ_STATUS_WRONG_KIND);  // not a kind: nothing to write it as
         }
     }
 
@@ -81,7 +81,9 @@ private:
     }
 
     // Pointers have no JSON: null, or the whole text refused.
-    bool pointer() { return (flags_ & PZ_JSON_REFUSE_POINTERS) != 0 ? path_.refuse() : keyword("null", 4); }
+    bool pointer() {
+        return (flags_ & PZ_JSON_REFUSE_POINTERS) != 0 ? path_.refuse(PZ_STATUS_POINTER) : keyword("null", 4);
+    }
 
     // Lowercase hex, two digits a byte, written in place a chunk at a time.
     bool bytes(const unsigned char *p, size_t n) {
@@ -121,7 +123,7 @@ private:
             out_.write(run, static_cast<size_t>(p - run));
             if (p == end) break;
             if (json::kStringByte[*p] == json::kMultiByte && (flags_ & PZ_JSON_ESCAPE_INVALID) == 0) {
-                return path_.refuse();
+                return path_.refuse(PZ_STATUS_INVALID_UTF8);
             }
             char *room = out_.room(6);
             out_.commit(static_cast<size_t>(json::write_escape(room, *p++) - room));
@@ -185,6 +187,12 @@ private:
 
     bool ok() const { return !path_.refused() && !out_.failed(); }
 
+public:
+    // Why the text could not be written: the sink's failure, else the walk's.
+    pz_status why() const { return out_.failed() ? out_.failure() : path_.why(); }
+
+private:
+
     bool array(const pz_variant_t *v) {
         if (!open(v, '[')) return false;
         const pz_array_t *a = array_of(v);
@@ -234,9 +242,11 @@ struct user_callback {
 
 }  // namespace
 
-bool pz::write_json(const pz_variant_t *v, out_sink &out, unsigned flags) {
+bool pz::write_json(const pz_variant_t *v, out_sink &out, unsigned flags, pz_status *why) {
     json_writer writer(out, flags);
-    return writer.value(v) && !out.failed();
+    const bool written = writer.value(v) && !out.failed();
+    if (why != nullptr) *why = written ? PZ_STATUS_OK : writer.why();
+    return written;
 }
 
 extern "C" {
@@ -263,10 +273,17 @@ size_t pz_variant_to_json_buf(const pz_variant_t *v, char *buf, size_t size, uns
 }
 
 bool pz_variant_to_json_callback(const pz_variant_t *v, pz_write_callback_t fn, void *data, unsigned flags) {
-    if (v == nullptr || fn == nullptr) return false;
+    return pz_variant_to_json_callback_ex(v, fn, data, flags) == PZ_STATUS_OK;
+}
+
+pz_status pz_variant_to_json_callback_ex(const pz_variant_t *v, pz_write_callback_t fn, void *data,
+                                         unsigned flags) {
+    if (v == nullptr || fn == nullptr) return PZ_STATUS_NO_VALUE;
     user_callback user{fn, data};
     out_sink out(user_callback::chunk, &user);
-    return write_json(v, out, flags) && out.flush();
+    pz_status why = PZ_STATUS_OK;
+    if (!write_json(v, out, flags, &why)) return why;
+    return out.flush() ? PZ_STATUS_OK : out.failure();
 }
 
 }  // extern "C"

@@ -11,8 +11,9 @@ namespace pz {
 // Writes the plain JSON of `v` (not null) to `out` with the flags of
 // pz_variant_to_json, in one walk. False when the value is refused (nested
 // too deep, containing itself, a refused pointer, a string that is not
-// UTF-8) or the sink failed; what was written up to then stays in `out`.
-bool write_json(const pz_variant_t *v, out_sink &out, unsigned flags);
+// UTF-8) or the sink failed, with the reason in `*why` when that is not
+// null; what was written up to then stays in `out`.
+bool write_json(const pz_variant_t *v, out_sink &out, unsigned flags, pz_status *why = nullptr);
 
 }  // namespace pz
 

@@ -19,28 +19,20 @@ namespace pz {
  * @{ */
 
 /** A new array packed from C++ values, the kind of each element given by its
- * type exactly: pz::pack(int32_t{7}, "text") packs "ic". Throws
- * std::invalid_argument when given nothing to pack, and pz::error for a
- * std::string holding a NUL byte. */
+ * type exactly: pz::pack(int32_t{7}, "text") holds an int32 and a string.
+ * Throws std::invalid_argument when given nothing to pack. */
 template <class... Ts>
 value pack(const Ts &...xs) {
     if constexpr (sizeof...(Ts) == 0) {
         throw std::invalid_argument("pz::pack: nothing to pack (pz::array({}) makes an empty array)");
     } else {
-        static constexpr char fmt[] = {detail::pack_letter<std::decay_t<const Ts &>>()..., '\0'};
-        value a = value::adopt(detail::check(pz_variant_pack(fmt, detail::promote<std::decay_t<const Ts &>>(xs)...)));
-        for (const view e : a.elements()) {
-            if (!e.has_value()) throw std::bad_alloc();  // an element could not be made
-        }
-        return a;
+        return array({value(xs)...});
     }
 }
-
 
 /** A new array holding the given elements in order. */
 inline value array(std::initializer_list<value> elements) {
     value a = value::adopt(detail::check(pz_variant_array_new()));
-    if (a.get()->ptr_val == nullptr) throw std::bad_alloc();
     for (const value &e : elements) a.push_back(e);
     return a;
 }
@@ -48,7 +40,6 @@ inline value array(std::initializer_list<value> elements) {
 /** A new dictionary holding the given entries; a later duplicate key wins. */
 inline value dict(std::initializer_list<std::pair<std::string_view, value>> entries) {
     value d = value::adopt(detail::check(pz_variant_dict_new()));
-    if (d.get()->ptr_val == nullptr) throw std::bad_alloc();
     for (const auto &[key, element] : entries) d.set(key, element);
     return d;
 }

@@ -1,17 +1,19 @@
 /** @file cpp/detail.hpp
- * Helpers of the C++ interface that users do not call: kinds of C++ types,
- * keys as the C API takes them, the arguments of pz::pack.
+ * Helpers of the C++ interface that users do not call: the kind of a C++
+ * type, the C checked read of each, and the exceptions each C status maps to.
  * Part of the C++ interface: include <pzvariant/pz_variant.hpp>. */
 #ifndef PZ_CPP_DETAIL_HPP
 #define PZ_CPP_DETAIL_HPP
 
-#include <cstring>
-#include <limits>
+#include <cstddef>
+#include <cstdint>
 #include <new>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#if __cplusplus >= 202002L
+#include <span>
+#endif
 
 #include "kinds.hpp"
 
@@ -28,7 +30,8 @@ inline pz_variant_t *check(pz_variant_t *v) {
     return v;
 }
 
-// The kind a C++ type maps to, exactly: fixed widths by size and sign.
+// The kind a C++ number type maps to, exactly: fixed widths by size and
+// sign. (A C++ fact: C knows no C++ types.)
 template <class T>
 constexpr kind kind_of() {
     if constexpr (std::is_same_v<T, bool>) {
@@ -50,152 +53,121 @@ constexpr kind kind_of() {
     }
 }
 
+// The types that the C checked reads give: numbers, flags, raw pointers,
+// texts and byte buffers.
 template <class T>
-pz_variant_t *make_scalar(T x) {
-    constexpr kind k = kind_of<T>();
-    if constexpr (k == kind::boolean) return pz_variant_bool_new(x);
-    if constexpr (k == kind::int8) return pz_variant_int8_new(static_cast<int8_t>(x));
-    if constexpr (k == kind::uint8) return pz_variant_uint8_new(static_cast<uint8_t>(x));
-    if constexpr (k == kind::int16) return pz_variant_int16_new(static_cast<int16_t>(x));
-    if constexpr (k == kind::uint16) return pz_variant_uint16_new(static_cast<uint16_t>(x));
-    if constexpr (k == kind::int32) return pz_variant_int32_new(static_cast<int32_t>(x));
-    if constexpr (k == kind::uint32) return pz_variant_uint32_new(static_cast<uint32_t>(x));
-    if constexpr (k == kind::int64) return pz_variant_int64_new(static_cast<int64_t>(x));
-    if constexpr (k == kind::uint64) return pz_variant_uint64_new(static_cast<uint64_t>(x));
-    if constexpr (k == kind::float32) return pz_variant_float_new(x);
-    if constexpr (k == kind::float64) return pz_variant_double_new(x);
-    if constexpr (k == kind::ptr) return pz_variant_ptr_new(x);
+inline constexpr bool is_text_v = std::is_same_v<T, std::string_view> || std::is_same_v<T, std::string>;
+#if __cplusplus >= 202002L
+template <class T>
+inline constexpr bool is_bytes_v = std::is_same_v<T, std::span<const std::byte>>;
+#else
+template <class T>
+inline constexpr bool is_bytes_v = false;
+#endif
+template <class T>
+inline constexpr bool is_number_v = std::is_arithmetic_v<T> && !std::is_same_v<T, long double>;
+template <class T>
+inline constexpr bool is_readable_v = is_number_v<T> || std::is_same_v<T, void *> || is_text_v<T> || is_bytes_v<T>;
+
+// The kind a readable type holds exactly.
+template <class T>
+constexpr kind exact_kind() {
+    if constexpr (is_text_v<T>) {
+        return kind::string;
+    } else if constexpr (is_bytes_v<T>) {
+        return kind::bytes;
+    } else {
+        return kind_of<T>();
+    }
 }
 
-inline const char *kind_name(kind k) noexcept {
-    switch (k) {
-        case kind::null: return "null";
-        case kind::boolean: return "bool";
-        case kind::int8: return "int8";
-        case kind::uint8: return "uint8";
-        case kind::int16: return "int16";
-        case kind::uint16: return "uint16";
-        case kind::int32: return "int32";
-        case kind::uint32: return "uint32";
-        case kind::int64: return "int64";
-        case kind::uint64: return "uint64";
-        case kind::float32: return "float";
-        case kind::float64: return "double";
-        case kind::string: return "string";
-        case kind::bytes: return "bytes";
-        case kind::ptr: return "ptr";
-        case kind::autoptr: return "autoptr";
-        case kind::sharedptr: return "sharedptr";
-        case kind::array: return "array";
-        case kind::dict: return "dict";
+// The width a C checked read writes, for a number or flag of kind K.
+template <kind K>
+struct c_type;
+#define PZ_CPP_C_TYPE(k, t) \
+    template <>             \
+    struct c_type<kind::k> { using type = t; };
+PZ_CPP_C_TYPE(boolean, bool)
+PZ_CPP_C_TYPE(int8, int8_t)
+PZ_CPP_C_TYPE(uint8, uint8_t)
+PZ_CPP_C_TYPE(int16, int16_t)
+PZ_CPP_C_TYPE(uint16, uint16_t)
+PZ_CPP_C_TYPE(int32, int32_t)
+PZ_CPP_C_TYPE(uint32, uint32_t)
+PZ_CPP_C_TYPE(int64, int64_t)
+PZ_CPP_C_TYPE(uint64, uint64_t)
+PZ_CPP_C_TYPE(float32, float)
+PZ_CPP_C_TYPE(float64, double)
+PZ_CPP_C_TYPE(ptr, void *)
+#undef PZ_CPP_C_TYPE
+
+// The C checked read of kind K.
+template <kind K>
+pz_get_status c_read(const pz_variant_t *v, typename c_type<K>::type *out) noexcept {
+    if constexpr (K == kind::boolean) return pz_variant_get_bool(v, out);
+    if constexpr (K == kind::int8) return pz_variant_get_int8(v, out);
+    if constexpr (K == kind::uint8) return pz_variant_get_uint8(v, out);
+    if constexpr (K == kind::int16) return pz_variant_get_int16(v, out);
+    if constexpr (K == kind::uint16) return pz_variant_get_uint16(v, out);
+    if constexpr (K == kind::int32) return pz_variant_get_int32(v, out);
+    if constexpr (K == kind::uint32) return pz_variant_get_uint32(v, out);
+    if constexpr (K == kind::int64) return pz_variant_get_int64(v, out);
+    if constexpr (K == kind::uint64) return pz_variant_get_uint64(v, out);
+    if constexpr (K == kind::float32) return pz_variant_get_float(v, out);
+    if constexpr (K == kind::float64) return pz_variant_get_double(v, out);
+    if constexpr (K == kind::ptr) return pz_variant_get_ptr(v, out);
+}
+
+// `v` read into `*out` by the C checked read of T's type: the conversions
+// and refusals are the C library's, which writes `*out` only on PZ_GET_OK.
+template <class T>
+pz_get_status checked_read(const pz_variant_t *v, T *out) {
+    if constexpr (is_text_v<T>) {
+        const char *text = nullptr;
+        uint32_t len = 0;
+        const pz_get_status status = pz_variant_get_str(v, &text, &len);
+        if (status == PZ_GET_OK) *out = T(text, len);
+        return status;
+#if __cplusplus >= 202002L
+    } else if constexpr (is_bytes_v<T>) {
+        const uint8_t *bytes = nullptr;
+        uint32_t len = 0;
+        const pz_get_status status = pz_variant_get_bytes(v, &bytes, &len);
+        if (status == PZ_GET_OK) *out = T(reinterpret_cast<const std::byte *>(bytes), len);
+        return status;
+#endif
+    } else {
+        typename c_type<kind_of<T>()>::type x{};
+        const pz_get_status status = c_read<kind_of<T>()>(v, &x);
+        if (status == PZ_GET_OK) *out = static_cast<T>(x);
+        return status;
     }
-    return "unknown";
+}
+
+// The name of a kind as the C library gives it ("int32", "dict").
+inline const char *name_of(kind k) noexcept {
+    const char *name = pz_variant_kind_name(static_cast<pz_variant_type>(k));
+    return name != nullptr ? name : "record of no kind";
 }
 
 // The kind's name after its article, for error texts: "an array", "a uint8"
 // (the names read as "you-int" take "a").
 inline std::string with_article(kind k) {
-    const char *name = kind_name(k);
-    const bool vowel = std::strchr("aeio", name[0]) != nullptr;
+    const char *name = name_of(k);
+    const bool vowel = name[0] == 'a' || name[0] == 'e' || name[0] == 'i' || name[0] == 'o';
     return std::string(vowel ? "an " : "a ") + name;
 }
 
-// An integer value as its sign and magnitude, whatever its width.
-struct integer {
-    bool negative;
-    uint64_t magnitude;
-};
-
-inline std::optional<integer> integer_of(const pz_variant_t *v) noexcept {
-    auto from_signed = [](int64_t x) {
-        return integer{x < 0, x < 0 ? 0 - static_cast<uint64_t>(x) : static_cast<uint64_t>(x)};
-    };
-    switch (v != nullptr ? static_cast<kind>(v->vt) : kind::null) {
-        case kind::int8: return from_signed(v->int8_val);
-        case kind::int16: return from_signed(v->int16_val);
-        case kind::int32: return from_signed(v->int32_val);
-        case kind::int64: return from_signed(v->int64_val);
-        case kind::uint8: return integer{false, v->uint8_val};
-        case kind::uint16: return integer{false, v->uint16_val};
-        case kind::uint32: return integer{false, v->uint32_val};
-        case kind::uint64: return integer{false, v->uint64_val};
-        default: return std::nullopt;
-    }
+// What a C status means for a C++ caller: std::bad_alloc for memory, a
+// pz::error with the C library's reason for the rest. `what` names the
+// operation.
+[[noreturn]] inline void throw_status(pz_status status, const std::string &what) {
+    if (status == PZ_STATUS_OUT_OF_MEMORY) throw std::bad_alloc();
+    throw error("pzvariant: " + what + ": " + pz_status_text(status));
 }
 
-// `x` as T when T can hold it.
-template <class T>
-std::optional<T> narrow(integer x) noexcept {
-    using U = std::make_unsigned_t<T>;
-    if (!x.negative) {
-        if (x.magnitude > static_cast<U>(std::numeric_limits<T>::max())) return std::nullopt;
-        return static_cast<T>(x.magnitude);
-    }
-    if constexpr (std::is_signed_v<T>) {
-        // The lowest T has magnitude max + 1.
-        if (x.magnitude - 1 > static_cast<U>(std::numeric_limits<T>::max())) return std::nullopt;
-        return static_cast<T>(-static_cast<T>(x.magnitude - 1) - 1);
-    }
-    return std::nullopt;
-}
-
-// A key as the C API takes it, NUL-terminated. A key holding a NUL byte
-// would be cut short there and name another entry, so it is refused.
-class key_text {
-public:
-    key_text(const char *key) noexcept : text_(key) {}
-    key_text(std::string_view key) : copy_(key) {
-        if (copy_.find('\0') != std::string::npos) throw error("pzvariant: a key cannot hold a NUL byte");
-        text_ = copy_.c_str();
-    }
-    const char *c_str() const noexcept { return text_; }
-
-private:
-    std::string copy_;
-    const char *text_;
-};
-
-// A key read by its length: the C lookups take it as it is, but a key with
-// a NUL byte is refused as key_text refuses it.
-inline std::string_view checked_key(std::string_view key) {
-    if (key.find('\0') != std::string_view::npos) throw error("pzvariant: a key cannot hold a NUL byte");
-    return key;
-}
-
-// The pack letter of a C++ argument type, and the argument as the variadic
-// call must receive it (small integers as int, float as double, texts as
-// NUL-terminated pointers).
-template <class T>
-inline constexpr bool is_text_v = std::is_same_v<T, const char *> || std::is_same_v<T, char *> ||
-                                  std::is_same_v<T, std::string>;
-
-template <class T>
-constexpr char pack_letter() {
-    if constexpr (is_text_v<T>) {
-        return vtype_string;
-    } else {
-        return static_cast<char>(kind_of<T>());
-    }
-}
-
-template <class T>
-auto promote(const T &x) {
-    if constexpr (std::is_same_v<T, std::string>) {
-        // Packing reads texts up to their NUL: a longer one would be cut short.
-        if (x.find('\0') != std::string::npos) throw error("pz::pack: a text with a NUL byte");
-        return x.c_str();
-    } else if constexpr (is_text_v<T>) {
-        return static_cast<const char *>(x);
-    } else if constexpr (std::is_same_v<T, void *>) {
-        return x;
-    } else if constexpr (std::is_same_v<T, float>) {
-        return static_cast<double>(x);
-    } else if constexpr (std::is_integral_v<T> && sizeof(T) < sizeof(int)) {
-        return static_cast<int>(x);
-    } else {
-        return x;
-    }
-}
+// A text with its length, for the C calls that take both.
+inline const char *text_or_empty(const char *text) noexcept { return text != nullptr ? text : ""; }
 
 }  // namespace detail
 /// @endcond

@@ -4,8 +4,10 @@
 #ifndef PZ_CPP_KINDS_HPP
 #define PZ_CPP_KINDS_HPP
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "../pz_variant.h"
 
@@ -70,6 +72,57 @@ private:
     pz_read_code code_ = PZ_READ_INVALID_SYNTAX;
     size_t line_ = 0;
     size_t column_ = 0;
+};
+
+/** A lookup by at() that found nothing: status() says why as the C path
+ * lookup does (PZ_PATH_MISSING: nothing under the key or at the index;
+ * PZ_PATH_BLOCKED: a step into a value that is no container, or a key of
+ * an array; PZ_PATH_INVALID: a malformed pointer, or a key no dictionary
+ * can hold), step() at which step of the path, from 1. */
+class path_error : public error {
+public:
+    /** An error with the text `what`, for `status` at `step`. */
+    path_error(const std::string &what, pz_path_status status, size_t step)
+        : error(what), status_(status), step_(step) {}
+    /** Why nothing was found. */
+    pz_path_status status() const noexcept { return status_; }
+    /** The step at fault, from 1 (a key or an index is step 1); 0 for a
+     * malformed pointer. */
+    size_t step() const noexcept { return step_; }
+
+private:
+    pz_path_status status_;
+    size_t step_;
+};
+
+/** A value that as<T>() (or a from_pz of a user's type) cannot convert:
+ * status() says why as the C checked reads do (PZ_GET_ABSENT,
+ * PZ_GET_WRONG_KIND, PZ_GET_OUT_OF_RANGE), path() where inside the value
+ * converted: the fields and elements on the way, "position.lat" or
+ * "readings[2]"; "" for the value itself. what() says both. */
+class conversion_error : public error {
+public:
+    /** An error for `status`, described by `reason`, at `path`. */
+    conversion_error(pz_get_status status, const std::string &reason, std::string path = "")
+        : error("pzvariant: " + (path.empty() ? std::string() : "at " + path + ": ") + reason),
+          status_(status),
+          reason_(reason),
+          path_(std::move(path)) {}
+    /** Why the value does not convert. */
+    pz_get_status status() const noexcept { return status_; }
+    /** Where: the fields and elements on the way to the value at fault. */
+    const std::string &path() const noexcept { return path_; }
+    /** The same error one step further out: under the field or key `name`
+     * (or the element "[i]" when it starts with "["). */
+    conversion_error within(const std::string &name) const {
+        const bool element = !path_.empty() && path_[0] == '[';
+        return conversion_error(status_, reason_, path_.empty() ? name : name + (element ? "" : ".") + path_);
+    }
+
+private:
+    pz_get_status status_;
+    std::string reason_;
+    std::string path_;
 };
 
 /** @} */

@@ -11,6 +11,9 @@
 #include <string>
 #include <string_view>
 #include <vector>
+#if __cplusplus >= 202002L
+#include <span>
+#endif
 
 #include "value.hpp"
 
@@ -29,23 +32,16 @@ inline value read_result(pz_variant_t *v, const pz_read_error_t &error) {
     throw parse_error(error);
 }
 
-// The value `read` makes of `text`; throws pz::parse_error with the reason
-// and offset when it cannot, std::bad_alloc when memory ran out.
-inline value read_text(std::string_view text, pz_variant_t *(*read)(const char *, pz_read_error_t *)) {
-    // The C readers end a text at its first NUL, which would hide the rest.
-    const size_t nul = text.find('\0');
-    if (nul != std::string_view::npos) throw parse_error("NUL byte in the text", nul, PZ_READ_NUL_BYTE);
-    const std::string terminated(text);
-    pz_read_error_t error;
-    return read_result(read(terminated.c_str(), &error), error);
-}
-
 }  // namespace detail
 /// @endcond
 
-/** The value a dump text describes. Throws pz::parse_error when the text
- * describes no readable value (what() the reason, offset() where). */
-inline value from_dump(std::string_view text) { return detail::read_text(text, pz_variant_from_dump_ex); }
+/** The value a dump text describes, read from the view's length (no copy;
+ * a NUL byte in it is refused where it is). Throws pz::parse_error when the
+ * text describes no readable value (what() the reason, offset() where). */
+inline value from_dump(std::string_view text) {
+    pz_read_error_t error;
+    return detail::read_result(pz_variant_from_dump_n(text.data(), text.size(), &error), error);
+}
 
 /** The value a plain JSON text holds, its kinds by the rule in pz_variant.h,
  * read from the view's length (a NUL byte in it is refused where it is).
@@ -68,10 +64,10 @@ inline value from_msgpack(const void *data, size_t len) {
 /** As from_msgpack(data, len), of the bytes that value::to_msgpack gives. */
 inline value from_msgpack(const std::vector<std::byte> &bytes) { return from_msgpack(bytes.data(), bytes.size()); }
 
-inline std::string value::to_json(bool indent) const {
-    require_value("to_json");
-    return written(pz_variant_to_json(v_, indent ? PZ_JSON_INDENT : 0), "to_json");
-}
+#if __cplusplus >= 202002L
+/** As from_msgpack(data, len), of the bytes of `bytes`. */
+inline value from_msgpack(std::span<const std::byte> bytes) { return from_msgpack(bytes.data(), bytes.size()); }
+#endif
 
 /** Writes the indented plain JSON of `v`; an empty handle or a value that
  * cannot be written sets failbit and writes nothing. */

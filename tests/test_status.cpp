@@ -1,0 +1,254 @@
+// The reporting family: each failure of the writes, lookups, copies, writers
+// and file functions gives its own status; keys with a length; the path
+// lookup's step; kind names; the hash that agrees with equality; the typed
+// dump read from a length.
+#include <cerrno>
+
+#include "pz_test.h"
+
+namespace {
+
+using Status = LeakCheckedTest;
+
+// A dictionary {"d": {}, "n": 1, "a": [1, <empty slot>]}.
+pz_variant_t *record() {
+    pz_variant_t *d = pz_variant_dict_new();
+    put_new(d, "d", pz_variant_dict_new());
+    vdict_set_int32(d, "n", 1);
+    pz_variant_t *a = pz_variant_array_new();
+    varray_add_int32(a, 1);
+    pz_variant_array_append(a, nullptr);
+    put_new(d, "a", a);
+    return d;
+}
+
+TEST_F(Status, ContainerWritesSayWhyTheyStoredNothing) {
+    pz_variant_t *d = record();
+    pz_variant_t *n = pz_variant_int8_new(3);
+    pz_variant_t *a = pz_variant_dict_find(d, "a");
+    const char key[] = "new-key, not terminated here";
+    pz_variant_t *held = nullptr;
+    EXPECT_EQ(pz_variant_dict_put_ex(d, key, 7, n), PZ_STATUS_OK);
+    EXPECT_EQ(pz_variant_dict_find(d, "new-key"), n) << "the key is its 7 bytes";
+    EXPECT_EQ(refcount(n), 2);
+    const struct {
+        pz_status got, want;
+    } cases[] = {
+        {pz_variant_dict_put_ex(d, "k", 1, nullptr), PZ_STATUS_NO_VALUE},
+        {pz_variant_dict_put_ex(nullptr, "k", 1, n), PZ_STATUS_NO_VALUE},
+        {pz_variant_dict_put_ex(a, "k", 1, n), PZ_STATUS_WRONG_KIND},
+        {pz_variant_dict_put_ex(d, "", 0, n), PZ_STATUS_INVALID_KEY},
+        {pz_variant_dict_put_ex(d, "k\0x", 3, n), PZ_STATUS_INVALID_KEY},
+        {pz_variant_dict_put_scalar_ex(d, "s", 1, a), PZ_STATUS_WRONG_KIND},
+        {pz_variant_dict_put_scalar_ex(d, "s", 1, n), PZ_STATUS_OK},
+        {pz_variant_array_append_ex(d, n), PZ_STATUS_WRONG_KIND},
+        {pz_variant_array_append_ex(a, nullptr), PZ_STATUS_OK},
+        {pz_variant_dict_erase_ex(d, "s", 1), PZ_STATUS_OK},
+        {pz_variant_dict_erase_ex(d, "s", 1), PZ_STATUS_NOT_FOUND},
+        {pz_variant_dict_erase_ex(d, "s\0", 2), PZ_STATUS_INVALID_KEY},
+        {vdict_child_ex(d, "nothing more", 1, &held), PZ_STATUS_OCCUPIED},
+        {vdict_child_ex(n, "n", 1, nullptr), PZ_STATUS_WRONG_KIND},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].got, cases[i].want) << "case " << i;
+    EXPECT_EQ(pz_variant_array_size(a), 3u);
+    EXPECT_EQ(held, pz_variant_dict_find(d, "n")) << "what holds the key";
+    pz_variant_t *child = nullptr;
+    EXPECT_EQ(vdict_child_ex(d, "made", 4, &child), PZ_STATUS_OK);
+    EXPECT_EQ(child, pz_variant_dict_find(d, "made"));
+    EXPECT_EQ(refcount(child), 1) << "borrowed: the dictionary holds the one reference";
+    pz_variant_t *again = nullptr;
+    EXPECT_EQ(vdict_child_ex(d, "made", 4, &again), PZ_STATUS_OK);
+    EXPECT_EQ(again, child);
+    pz_variant_unref(n);
+    pz_variant_unref(d);
+}
+
+TEST_F(Status, LookupsTellMissingFromTheWrongKindAndSayAtWhichStep) {
+    pz_variant_t *d = record();
+    pz_variant_t *found = nullptr;
+    EXPECT_EQ(pz_variant_dict_find_ex(d, "nx", 1, &found), PZ_STATUS_OK);
+    EXPECT_EQ(found, pz_variant_dict_find(d, "n"));
+    EXPECT_EQ(pz_variant_dict_find_ex(d, "x", 1, &found), PZ_STATUS_NOT_FOUND);
+    EXPECT_EQ(pz_variant_dict_find_ex(found, "x", 1, nullptr), PZ_STATUS_WRONG_KIND);
+    EXPECT_EQ(pz_variant_array_at_ex(d, 0, nullptr), PZ_STATUS_WRONG_KIND);
+    const pz_variant_t *a = pz_variant_dict_find(d, "a");
+    EXPECT_EQ(pz_variant_array_at_ex(a, 1, nullptr), PZ_STATUS_NOT_FOUND) << "an empty slot";
+    EXPECT_EQ(pz_variant_array_at_ex(a, 2, nullptr), PZ_STATUS_NOT_FOUND);
+
+    const struct {
+        const char *pointer;
+        pz_path_status want;
+        size_t step;
+    } paths[] = {
+        {"", PZ_PATH_OK, 0},          {"/a/0", PZ_PATH_OK, 0},      {"/x/y", PZ_PATH_MISSING, 1},
+        {"/d/x", PZ_PATH_MISSING, 2}, {"/a/1", PZ_PATH_MISSING, 2}, {"/a/-", PZ_PATH_MISSING, 2},
+        {"/a/01", PZ_PATH_MISSING, 2}, {"/n/x", PZ_PATH_BLOCKED, 2}, {"/a/0/x/y", PZ_PATH_BLOCKED, 3},
+        {"a", PZ_PATH_INVALID, 0},    {"/a~2", PZ_PATH_INVALID, 0}, {"/a~", PZ_PATH_INVALID, 0},
+    };
+    for (const auto &p : paths) {
+        size_t step = 99;
+        EXPECT_EQ(pz_variant_path_find_ex(d, p.pointer, std::strlen(p.pointer), nullptr, &step), p.want) << p.pointer;
+        EXPECT_EQ(step, p.step) << p.pointer;
+    }
+    // Where the walk stopped: the container that lacks the step, the value
+    // that is none.
+    EXPECT_EQ(pz_variant_path_find_ex(d, "/d/x", 4, &found, nullptr), PZ_PATH_MISSING);
+    EXPECT_EQ(found, pz_variant_dict_find(d, "d"));
+    EXPECT_EQ(pz_variant_path_find_ex(d, "/a/0/x/y", 8, &found, nullptr), PZ_PATH_BLOCKED);
+    EXPECT_EQ(found, pz_variant_array_at(a, 0));
+    EXPECT_EQ(pz_variant_path_find_ex(d, "/n/", 2, &found, nullptr), PZ_PATH_OK) << "the length ends it";
+    EXPECT_EQ(found->int32_val, 1);
+    EXPECT_EQ(pz_variant_path_find_ex(d, "/n\0x", 4, nullptr, nullptr), PZ_PATH_INVALID);
+    pz_variant_t *v = pz_variant_int32_new(7);
+    EXPECT_EQ(pz_variant_path_set_ex(d, "/d/k/rest", 4, v), PZ_PATH_OK);
+    EXPECT_EQ(pz_variant_path_find(d, "/d/k"), v);
+    EXPECT_EQ(pz_variant_path_set_ex(d, "/d\0", 3, v), PZ_PATH_INVALID);
+    pz_variant_unref(v);
+    pz_variant_unref(d);
+}
+
+// A value holding itself, with the loop cut at the end.
+struct looped {
+    pz_variant_t *v = pz_variant_array_new();
+    looped() { pz_variant_array_append(v, v); }
+    ~looped() {
+        pz_variant_array_clear(v);
+        pz_variant_unref(v);
+    }
+};
+
+int collect(const char *bytes, size_t n, void *out) {
+    static_cast<std::string *>(out)->append(bytes, n);
+    return 0;
+}
+int stop(const char *, size_t, void *) { return 1; }
+
+TEST_F(Status, CopiesAndWritersNameWhatTheyRefuse) {
+    looped loop;
+    pz_variant_t *d = record();
+    pz_variant_t *owner = pz_variant_autoptr_new(nullptr, nullptr);
+    pz_variant_t *copy = nullptr;
+    EXPECT_EQ(pz_variant_dup_ex(loop.v, &copy), PZ_STATUS_TOO_DEEP);
+    EXPECT_EQ(pz_variant_dup_ex(nullptr, &copy), PZ_STATUS_NO_VALUE);
+    EXPECT_EQ(copy, nullptr);
+    pz_variant_t *target = d;
+    EXPECT_EQ(pz_variant_concat_ex(&target, loop.v), PZ_STATUS_TOO_DEEP);
+    EXPECT_EQ(pz_variant_concat_ex(&target, owner), PZ_STATUS_POINTER);
+    EXPECT_EQ(target, d);
+    EXPECT_EQ(pz_variant_merge_patch_ex(d, owner), PZ_STATUS_POINTER);
+    EXPECT_EQ(pz_variant_merge_patch_ex(d, loop.v), PZ_STATUS_TOO_DEEP);
+    EXPECT_EQ(pz_variant_merge_patch_ex(nullptr, d), PZ_STATUS_NO_VALUE);
+
+    std::string text;
+    EXPECT_EQ(pz_variant_to_json_callback_ex(loop.v, collect, &text, 0), PZ_STATUS_TOO_DEEP);
+    EXPECT_EQ(pz_variant_dump_callback(loop.v, collect, &text), PZ_STATUS_TOO_DEEP);
+    EXPECT_EQ(pz_variant_to_msgpack_callback(loop.v, 0, collect, &text), PZ_STATUS_TOO_DEEP);
+    EXPECT_EQ(pz_variant_to_json_callback_ex(owner, collect, &text, PZ_JSON_REFUSE_POINTERS), PZ_STATUS_POINTER);
+    EXPECT_EQ(pz_variant_to_msgpack_callback(owner, 0, collect, &text), PZ_STATUS_POINTER);
+    pz_variant_t *bad = vstr_sized_new("\xff", 1);
+    EXPECT_EQ(pz_variant_to_json_callback_ex(bad, collect, &text, 0), PZ_STATUS_INVALID_UTF8);
+    EXPECT_EQ(pz_variant_to_json_callback_ex(d, stop, nullptr, 0), PZ_STATUS_STOPPED);
+    EXPECT_EQ(pz_variant_dump_callback(d, stop, nullptr), PZ_STATUS_STOPPED);
+    EXPECT_EQ(pz_variant_to_msgpack_callback(d, 0, nullptr, nullptr), PZ_STATUS_NO_VALUE);
+    text.clear();
+    EXPECT_EQ(pz_variant_to_json_callback_ex(d, collect, &text, 0), PZ_STATUS_OK);
+    EXPECT_EQ(text, taken(pz_variant_to_json(d, 0)));
+    text.clear();
+    EXPECT_EQ(pz_variant_dump_callback(d, collect, &text), PZ_STATUS_OK);
+    EXPECT_EQ(text, dumped(d));
+    text.clear();
+    text.reserve(256);
+    const long mallocs = hal_malloc_calls();
+    EXPECT_EQ(pz_variant_to_msgpack_callback(d, 0, collect, &text), PZ_STATUS_OK);
+    EXPECT_EQ(hal_malloc_calls(), mallocs) << "chunks go to the callback from the stack";
+    EXPECT_EQ(text.size(), pz_variant_to_msgpack_buf(d, 0, nullptr, 0));
+    for (pz_variant_t *v : {bad, owner, d}) pz_variant_unref(v);
+}
+
+TEST_F(Status, FilesKeepTheSystemsReason) {
+    const std::string missing = ::testing::TempDir() + "no-such-dir/x";
+    pz_variant_t *d = record();
+    int err = -1;
+    EXPECT_EQ(pz_variant_write_file_ex(d, missing.c_str(), PZ_TEXT_JSON, 0, &err), PZ_STATUS_CANNOT_OPEN);
+    EXPECT_EQ(err, ENOENT);
+    EXPECT_EQ(pz_variant_write_msgpack_file_ex(d, missing.c_str(), 0, &err), PZ_STATUS_CANNOT_OPEN);
+    EXPECT_EQ(err, ENOENT);
+    EXPECT_EQ(pz_variant_write_file_ex(d, "x", static_cast<pz_text_format>(7), 0, &err), PZ_STATUS_INVALID_ARGUMENT);
+    EXPECT_EQ(err, 0);
+    pz_read_error_t why;
+    EXPECT_EQ(pz_variant_read_file(missing.c_str(), PZ_TEXT_JSON, &why), nullptr);
+    EXPECT_EQ(why.code, PZ_READ_CANNOT_OPEN);
+    EXPECT_EQ(why.sys_errno, ENOENT);
+    EXPECT_EQ(pz_variant_read_msgpack_file(::testing::TempDir().c_str(), &why), nullptr) << "a directory";
+    EXPECT_EQ(why.code, PZ_READ_CANNOT_READ);
+    EXPECT_EQ(why.sys_errno, EISDIR);
+
+    const std::string path = ::testing::TempDir() + "pz_status_file";
+    EXPECT_EQ(pz_variant_write_file_ex(d, path.c_str(), PZ_TEXT_DUMP, 0, &err), PZ_STATUS_OK);
+    pz_variant_t *back = pz_variant_read_file(path.c_str(), PZ_TEXT_DUMP, &why);
+    ASSERT_NE(back, nullptr);
+    EXPECT_EQ(vdict_int32_default(back, "n", 0), 1);
+    EXPECT_EQ(why.sys_errno, 0);
+    looped loop;
+    EXPECT_EQ(pz_variant_write_file_ex(loop.v, path.c_str(), PZ_TEXT_DUMP, 0, &err), PZ_STATUS_TOO_DEEP);
+    pz_variant_unref(pz_variant_read_file(path.c_str(), PZ_TEXT_DUMP, &why));
+    EXPECT_EQ(why.code, PZ_READ_OK) << "the file is as it was";
+    pz_variant_unref(back);
+    pz_variant_unref(d);
+}
+
+TEST_F(Status, KindNamesAreTheDumpsAndEveryStatusHasAText) {
+    const char *letters = "boynqiuxtfdcm*as[{";
+    for (const char *c = letters; *c != '\0'; ++c) {
+        const char *name = pz_variant_kind_name(static_cast<pz_variant_type>(*c));
+        ASSERT_NE(name, nullptr) << *c;
+        pz_variant_t *v = pz_variant_change_type(pz_variant_bool_new(false), static_cast<pz_variant_type>(*c));
+        if (*c != 'a' && *c != 's') {
+            EXPECT_EQ(dumped(v).compare(0, std::strlen(name) + 3, std::string("{\"") + name + "\""), 0) << name;
+        }
+        pz_variant_unref(v);
+    }
+    EXPECT_STREQ(pz_variant_kind_name(vtype_null), "null");
+    EXPECT_EQ(pz_variant_kind_name(static_cast<pz_variant_type>('Z')), nullptr);
+    EXPECT_STREQ(pz_status_text(PZ_STATUS_OK), "");
+    for (int s = PZ_STATUS_NO_VALUE; s <= PZ_STATUS_INVALID_ARGUMENT; ++s) {
+        EXPECT_NE(std::string(pz_status_text(static_cast<pz_status>(s))), "") << s;
+        EXPECT_NE(std::string(pz_status_text(static_cast<pz_status>(s))), "unknown status") << s;
+    }
+    pz_variant_t *null = pz_variant_null_new();
+    EXPECT_EQ(null->vt, vtype_null);
+    EXPECT_EQ(refcount(null), 1);
+    pz_variant_unref(null);
+}
+
+TEST_F(Status, EqualValuesHashAlike) {
+    pz_variant_t *a = pz_variant_from_json(R"({"x":[1,"two",{"k":null}],"y":2.5,"z":true})", nullptr);
+    pz_variant_t *b = pz_variant_from_json(R"({"z":true,"y":2.5,"x":[1,"two",{"k":null}]})", nullptr);
+    pz_variant_t *c = pz_variant_from_json(R"({"z":true,"y":2.5,"x":["two",1,{"k":null}]})", nullptr);
+    ASSERT_TRUE(pz_variant_equal(a, b));
+    EXPECT_EQ(pz_variant_hash(a), pz_variant_hash(b)) << "entries in another order";
+    EXPECT_NE(pz_variant_hash(a), pz_variant_hash(c)) << "elements in another order";
+    pz_variant_t *i32 = pz_variant_int32_new(1), *i64 = pz_variant_int64_new(1);
+    EXPECT_NE(pz_variant_hash(i32), pz_variant_hash(i64)) << "kinds count, as for equality";
+    looped loop;
+    EXPECT_EQ(pz_variant_hash(loop.v), 0u);
+    EXPECT_EQ(pz_variant_hash(nullptr), 0u);
+    for (pz_variant_t *v : {a, b, c, i32, i64}) pz_variant_unref(v);
+}
+
+TEST_F(Status, TheDumpIsReadFromALength) {
+    const std::string text = R"({"array":[{"int8":1},{"string":"x"}]}trailing, not read)";
+    pz_read_error_t why;
+    pz_variant_t *v = pz_variant_from_dump_n(text.data(), text.find("trailing"), &why);
+    ASSERT_NE(v, nullptr) << why.reason;
+    EXPECT_EQ(dumped(v), text.substr(0, text.find("trailing")));
+    pz_variant_unref(v);
+    const std::string nul("{\"int8\":\0}", 10);
+    EXPECT_EQ(pz_variant_from_dump_n(nul.data(), nul.size(), &why), nullptr);
+    EXPECT_EQ(why.code, PZ_READ_NUL_BYTE);
+    EXPECT_EQ(why.offset, 8u);
+    EXPECT_EQ(pz_variant_from_dump_n(text.data(), 9, &why), nullptr);
+    EXPECT_EQ(why.code, PZ_READ_UNEXPECTED_END);
+}
+
+}  // namespace
