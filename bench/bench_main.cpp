@@ -230,7 +230,9 @@ int main(int argc, char **argv) {
     // The peak program lies beside this one.
     std::string peak_program = argv[0];
     peak_program = peak_program.substr(0, peak_program.find_last_of('/') + 1) + "pz_stream_peak";
-    pz_bench::print_stream_table([&reporter](const std::string &name) { return reporter.get(name); }, peak_program);
+    pz_bench::print_stream_table(
+        [&reporter](const std::string &name, const char *aggregate) { return reporter.get(name, aggregate); },
+        peak_program);
     print_cpp_table(reporter);
     return 0;
 }

@@ -109,13 +109,13 @@ void BM_StreamMsgpackPeer_Unpacker(benchmark::State &state) {
 
 // The same number of messages made by pz_variant_dup, from 100,000 read
 // ones (about 60 MB of values, past the caches as the stream is), each
-// copied 10 times.
+// copied 10 times. They are read one by one with the prefix reader.
 void BM_StreamMsgpackFloor_Dup(benchmark::State &state) {
     std::vector<pz_variant_t *> pool;
-    pz_stream_reader_t *r = pz_stream_reader_new(PZ_STREAM_MSGPACK, 0);
-    pz_stream_reader_feed(r, packed_messages().data(), packed_messages().size() / 10);
-    for (pz_variant_t *v = nullptr; pz_stream_reader_next(r, &v, nullptr) == PZ_STREAM_VALUE;) pool.push_back(v);
-    pz_stream_reader_free(r);
+    const std::string &bytes = packed_messages();
+    for (size_t at = 0, used = 0; pool.size() < kMessages / 10; at += used) {
+        pool.push_back(pz_variant_from_msgpack_prefix(bytes.data() + at, bytes.size() - at, &used, nullptr));
+    }
     for (auto _ : state) {
         for (int round = 0; round < 10; ++round) {
             for (pz_variant_t *v : pool) pz_variant_unref(pz_variant_dup(v));
@@ -125,12 +125,17 @@ void BM_StreamMsgpackFloor_Dup(benchmark::State &state) {
     state.SetItemsProcessed(state.iterations() * 10 * static_cast<int64_t>(pool.size()));
 }
 
-BENCHMARK(BM_StreamNdjson)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StreamNdjsonPrefix)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StreamMsgpack)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StreamMsgpackPrefix)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StreamMsgpackFloor_Dup)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_StreamMsgpackPeer_Unpacker)->Unit(benchmark::kMillisecond);
+double lowest(const std::vector<double> &v) { return *std::min_element(v.begin(), v.end()); }
+double highest(const std::vector<double> &v) { return *std::max_element(v.begin(), v.end()); }
+
+#define PZ_STREAM_BENCHMARK(fn) \
+    BENCHMARK(fn)->Unit(benchmark::kMillisecond)->ComputeStatistics("min", lowest)->ComputeStatistics("max", highest)
+PZ_STREAM_BENCHMARK(BM_StreamNdjson);
+PZ_STREAM_BENCHMARK(BM_StreamNdjsonPrefix);
+PZ_STREAM_BENCHMARK(BM_StreamMsgpack);
+PZ_STREAM_BENCHMARK(BM_StreamMsgpackPrefix);
+PZ_STREAM_BENCHMARK(BM_StreamMsgpackFloor_Dup);
+PZ_STREAM_BENCHMARK(BM_StreamMsgpackPeer_Unpacker);
 
 // The peak program's line: "<peak> <longest record> <its value's heap>".
 bool peak_of(const std::string &program, double *peak, double *longest, double *value) {
@@ -142,7 +147,13 @@ bool peak_of(const std::string &program, double *peak, double *longest, double *
 
 }  // namespace
 
-void print_stream_table(const std::function<double(const std::string &)> &ms, const std::string &peak_program) {
+void print_stream_table(const result_of &result, const std::string &peak_program) {
+    const auto ms = [&result](const std::string &name) { return result(name, "median"); };
+    // The spread of a benchmark's repetitions, max - min over the median.
+    const auto spread = [&result](const std::string &name) {
+        const double median = result(name, "median"), low = result(name, "min"), high = result(name, "max");
+        return median > 0 && low > 0 && high > 0 ? 100.0 * (high - low) / median : 0.0;
+    };
     const struct {
         const char *id;
         const char *what;
@@ -156,13 +167,14 @@ void print_stream_table(const std::function<double(const std::string &)> &ms, co
         {"S3", "1M messages (ms)", "BM_StreamMsgpack", "BM_StreamMsgpackFloor_Dup", "dup", 2.0},
         {"S4", "1M messages (ms)", "BM_StreamMsgpack", "BM_StreamMsgpackPeer_Unpacker", "msgpack-c", 0},
     };
-    std::printf("\n%-4s %-26s %9s %9s %-10s %7s %6s %s\n", "", "streams, 64 KiB pieces", "stream", "against", "",
+    std::printf("\n%-4s %-26s %14s %14s %-10s %7s %6s %s\n", "", "streams, 64 KiB pieces", "stream", "against", "",
                 "ratio", "target", "met");
     for (const auto &row : rows) {
         const double ours = ms(row.ours), against = ms(row.against);
         if (ours <= 0 || against <= 0) continue;  // filtered out of this run
         const double ratio = ours / against;
-        std::printf("%-4s %-26s %9.1f %9.1f %-10s %7.2f", row.id, row.what, ours, against, row.against_what, ratio);
+        std::printf("%-4s %-26s %9.1f %3.0f%% %9.1f %3.0f%% %-10s %7.2f", row.id, row.what, ours, spread(row.ours), against,
+                    spread(row.against), row.against_what, ratio);
         if (row.target > 0) {
             std::printf(" %6.1f %s\n", row.target, ratio < row.target + 0.005 ? "yes" : "NO");
         } else {
@@ -172,13 +184,14 @@ void print_stream_table(const std::function<double(const std::string &)> &ms, co
     double peak = 0, longest = 0, value = 0;
     if (ms("BM_StreamNdjson") > 0 && peak_of(peak_program, &peak, &longest, &value)) {
         const double bound = 2 * longest + static_cast<double>(kPiece);
-        std::printf("%-4s %-26s %9.0f %9.0f %-10s %7.2f %6.1f %s\n", "S5", "NDJSON peak heap (bytes)", peak, bound,
+        std::printf("%-4s %-26s %14.0f %14.0f %-10s %7.2f %6.1f %s\n", "S5", "NDJSON peak heap (bytes)", peak, bound,
                     "2 rec+piece", peak / bound, 1.0, peak < bound ? "yes" : "NO");
         std::printf("(S5: the most HAL bytes live at once while the 100 MB are read, each value released as\n"
                     " read; its longest record is %.0f bytes of text, %.0f bytes of heap as a value)\n",
                     longest, value);
     }
-    std::printf("(S1-S2 against the same values read one by one from one buffer with the prefix reader;\n"
+    std::printf("(median CPU ms of the repetitions and their spread, max - min over the median;\n"
+                " S1-S2 against the same values read one by one from one buffer with the prefix reader;\n"
                 " S3 pz_variant_dup of 100,000 read messages 10 times each; S4 msgpack-c's unpacker fed\n"
                 " the same pieces, its objects in its zone; every value released as read)\n");
 }

@@ -5,12 +5,15 @@
 #include <functional>
 #include <string>
 
+#include "bench_json_engine.h"
+
 namespace pz_bench {
 
-// Prints rows S1-S5 from the median CPU milliseconds that `ms` gives for a
-// benchmark's name (negative when it did not run), and the peak heap that
-// the program `peak_program` measures in a process of its own.
-void print_stream_table(const std::function<double(const std::string &)> &ms, const std::string &peak_program);
+// Prints rows S1-S5 from the CPU milliseconds that `result` gives for a
+// benchmark's name and aggregate (negative when it did not run), and the
+// peak heap that the program `peak_program` measures in a process of its
+// own.
+void print_stream_table(const result_of &result, const std::string &peak_program);
 
 }  // namespace pz_bench
 

@@ -4,6 +4,10 @@
 #include <cstring>
 #include <new>
 
+#include "binary/msgpack_decode.h"
+#include "io/value_builder.h"
+#include "text/json_parse.h"
+
 using pz::stream::reader;
 
 namespace {
@@ -149,8 +153,7 @@ reader::outcome reader::attempt(size_t len, pz_variant_t **out) {
     const size_t before = format_ == PZ_STREAM_JSON ? separators(d, len) : 0;
     const size_t window = len - before <= limit_ ? len : before + limit_;
     size_t used = 0;
-    pz_variant_t *v = msgpack_ ? pz_variant_from_msgpack_prefix(d, window, &used, &read_)
-                               : pz_variant_from_json_prefix(d, window, &used, &read_);
+    pz_variant_t *v = read_front(d, window, &used);
     used_ = used;
     if (v == nullptr) {
         if (read_.code == PZ_READ_NO_VALUE) return outcome::nothing;
@@ -163,6 +166,25 @@ reader::outcome reader::attempt(size_t len, pz_variant_t **out) {
     }
     *out = v;
     return outcome::value;
+}
+
+// The value at the front of the `len` bytes at `d`, read as the prefix
+// readers read it (pz_variant_from_json_prefix, _msgpack_prefix), what
+// they say in read_, the bytes they take in `*used`; the keys of every
+// value of the stream come from one cache, so that a stream of records
+// with the same names shares their keys.
+pz_variant_t *reader::read_front(const char *d, size_t len, size_t *used) {
+    pz::value_builder values(msgpack_, &keys_);
+    const size_t taken = msgpack_ ? pz::msgpack::read(reinterpret_cast<const uint8_t *>(d), len, true, values)
+                                  : pz::json::read(d, len, true, values);
+    values.report(&read_, msgpack_ ? nullptr : d, len);
+    pz_variant_t *v = values.take();
+    if (values.failed()) {
+        pz_variant_unref(v);
+        v = nullptr;
+    }
+    *used = v != nullptr || !msgpack_ ? taken : 0;  // JSON: the separators before a value not read
+    return v;
 }
 
 // Whether the JSON number or literal just read may go on past the window

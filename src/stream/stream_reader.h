@@ -10,6 +10,7 @@
 #ifndef PZ_STREAM_READER_H
 #define PZ_STREAM_READER_H
 
+#include "io/key_cache.h"
 #include "io/read_error.h"
 #include "pzvariant/pz_stream.h"
 #include "stream/held_bytes.h"
@@ -51,6 +52,7 @@ private:
     void begin_scan();
     void scan();
     outcome attempt(size_t len, pz_variant_t **out);
+    pz_variant_t *read_front(const char *d, size_t len, size_t *used);
     bool word_may_go_on(size_t used, size_t window, size_t len) const;
     bool mark_may_follow() const;
     pz_stream_status settle(outcome o);
@@ -86,6 +88,7 @@ private:
     pz_read_error_t read_;     // what the prefix reader said
     json_scanner json_;
     msgpack_scanner msgpack_scan_;
+    pz::key_cache keys_;       // shared by the keys of every value read
 };
 
 }  // namespace pz::stream
