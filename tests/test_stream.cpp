@@ -140,7 +140,8 @@ std::string random_stream(std::mt19937 &rng, pz_stream_format format, std::vecto
             back = pz_variant_from_msgpack(b, len, nullptr);
             HAL_Free(b);
         } else {
-            const std::string text = taken(pz_variant_to_json(v, format == PZ_STREAM_JSON && rng() % 3 == 0 ? PZ_JSON_INDENT : 0));
+            const unsigned flags = format == PZ_STREAM_JSON && rng() % 3 == 0 ? PZ_JSON_INDENT : 0;
+            const std::string text = taken(pz_variant_to_json(v, flags));
             bytes += text + (format == PZ_STREAM_NDJSON ? (rng() % 4 == 0 ? "\r\n\n" : "\n") : kSpaces[rng() % 4]);
             back = pz_variant_from_json(text.c_str(), nullptr);
         }

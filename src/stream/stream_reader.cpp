@@ -201,7 +201,8 @@ bool reader::word_may_go_on(size_t used, size_t window, size_t len) const {
 // Whether the bytes held are the start of a byte order mark, which the
 // prefix reader would take as a value cut short: more bytes tell.
 bool reader::mark_may_follow() const {
-    return !msgpack_ && front_ != front::inside && !finished_ && held_.size() < 3 && std::memcmp(held_.data(), kMark, held_.size()) == 0;
+    return !msgpack_ && front_ != front::inside && !finished_ && held_.size() < 3 &&
+           std::memcmp(held_.data(), kMark, held_.size()) == 0;
 }
 
 // The end of a read in the forms that stop at a fault: the value handed

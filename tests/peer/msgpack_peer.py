@@ -94,7 +94,8 @@ def main():
             break
         if msgpack.packb(theirs) != raw:
             failures += 1
-            print("round %d: their bytes %s, ours %s" % (rounds, raw[:80].hex(), msgpack.packb(theirs)[:80].hex()), file=sys.stderr)
+            ours = msgpack.packb(theirs)
+            print("round %d: their bytes %s, ours %s" % (rounds, raw[:80].hex(), ours[:80].hex()), file=sys.stderr)
         mine = msgpack.packb(message(rng))
         os.write(1, msgpack.packb(theirs))
         os.write(1, mine)
