@@ -37,7 +37,7 @@ PORTS_PACKAGES := qemu-user googletest g++-arm-linux-gnueabihf g++-s390x-linux-g
 PREFIX     ?= /usr/local
 
 .PHONY: all demo test test-ports test-slow memcheck fuzz fuzz-build bench install docs deps-base deps-test \
-  deps-bench deps-grind deps-fuzz deps-ports clean
+  deps-docs deps-bench deps-grind deps-fuzz deps-ports clean
 
 all: demo
 
@@ -85,7 +85,7 @@ demo: deps-base
 	./$(BUILD_DIR)/examples/tour
 	./$(BUILD_DIR)/examples/tour_cpp
 
-test: deps-test fuzz-build
+test: deps-test fuzz-build docs
 	$(CMAKE) -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=Debug -DPZ_SANITIZE=ON $(WERROR)
 	$(CMAKE) --build $(ASAN_DIR) -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
@@ -151,11 +151,15 @@ bench: deps-bench
 	$(CMAKE) --build $(BENCH_DIR) -j $(JOBS)
 	./$(BENCH_DIR)/bench/pz_bench
 
-# HTML API reference of the public headers in build-docs/html.
+# HTML API reference of the public headers in build-docs/html, warnings
+# being errors. The headers are the one list PZ_PUBLIC_HEADERS of
+# CMakeLists.txt, which also gives the installed-header checks of the suite.
+PUBLIC_HEADERS := ${shell sed -n '/^set(PZ_PUBLIC_HEADERS/,/)/p' CMakeLists.txt | grep -o 'include/[^ )]*'}
 docs: deps-docs
-	./tests/check_docs.sh include/pzvariant/*.h include/pzvariant/*.hpp include/pzvariant/cpp/*.hpp include/pzvariant/hal/*.h
-	doxygen Doxyfile
-	@for g in $$(grep -ho '@defgroup [a-z_]*' include/pzvariant/*.h include/pzvariant/*.hpp include/pzvariant/cpp/*.hpp include/pzvariant/hal/*.h | cut -d' ' -f2); do \
+	@test -n "$(PUBLIC_HEADERS)" || { echo "no PZ_PUBLIC_HEADERS list in CMakeLists.txt"; exit 1; }
+	./tests/check_docs.sh $(PUBLIC_HEADERS)
+	{ cat Doxyfile; echo "INPUT = docs/mainpage.md $(PUBLIC_HEADERS)"; } | doxygen -
+	@for g in $$(grep -ho '@defgroup [a-z_]*' $(PUBLIC_HEADERS) | cut -d' ' -f2); do \
 	  test -f build-docs/html/group__$$(echo $$g | sed 's/_/__/g').html || { echo "no page for the family $$g"; exit 1; }; \
 	done
 	@echo "API reference: build-docs/html/index.html"

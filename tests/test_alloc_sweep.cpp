@@ -424,6 +424,21 @@ const std::vector<Case> cases = {
              pz_variant_t *v = sample();
              return instead(v, ARMED(pz_variant_dump_buf(v, buf, sizeof buf)) >= 0 ? pz_variant_from_dump(buf) : nullptr);
          }},
+    Case{"pz_variant_to_dump_buf", [] {
+             static char buf[1 << 14];
+             pz_variant_t *v = sample();
+             return instead(v, ARMED(pz_variant_to_dump_buf(v, buf, sizeof buf)) > 0 ? pz_variant_from_dump(buf) : nullptr);
+         }},
+    // Past the end of the buffer the pieces are printed in scratch: the
+    // full length or nothing, never a shorter count.
+    Case{"pz_variant_to_dump_buf, a short buffer", [] {
+             char buf[16];
+             pz_variant_t *v = sample();
+             const size_t full = pz_variant_to_dump_buf(v, nullptr, 0);
+             const size_t got = ARMED(pz_variant_to_dump_buf(v, buf, sizeof buf));
+             EXPECT_TRUE(got == full || (got == 0 && buf[0] == '\0')) << got;
+             return got == full ? v : instead(v, nullptr);
+         }},
     Case{"pz_variant_read_file", [] {
              const std::string path = ::testing::TempDir() + "pz_alloc_sweep_file";
              pz_variant_t *v = sample();

@@ -83,11 +83,11 @@ const std::map<std::string, reader> kReaders = {
 TEST_F(CheckedReads, ConvertOnlyWhatIsKeptExactlyInEveryForm) {
     for_each_case("checked_read_cases.txt", [](const std::vector<std::string> &f) {
         ASSERT_TRUE(f.size() >= 3 && kReaders.count(f[1])) << f[1];
-        pz_variant_t *source = pz_variant_from_dump(f[0].c_str()), *expected = nullptr;
+        pz_variant_t *source = case_value(f[0]), *expected = nullptr;
         std::string want = f[2];
         if (f.size() > 3) {  // the expected value as the library dumps it
             want += '\t';
-            want += dumped(expected = pz_variant_from_dump(f[3].c_str()));
+            want += dumped(expected = case_value(f[3]));
         }
         pz_variant_t *array = pz_variant_pack("-"), *dict = pz_variant_dict_new();
         pz_variant_array_set(array, 0, source);

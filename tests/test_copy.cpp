@@ -82,8 +82,8 @@ TEST_F(Copy, CaseFilesMergeAsListed) {
     for (const bool patch : {false, true}) {
         for_each_case(patch ? "merge_cases.txt" : "concat_cases.txt", [patch](const std::vector<std::string> &f) {
             ASSERT_EQ(f.size(), 3u);
-            pz_variant_t *target = pz_variant_from_dump(f[0].c_str());
-            pz_variant_t *other = f[1] == "self" ? pz_variant_ref(target) : pz_variant_from_dump(f[1].c_str());
+            pz_variant_t *target = case_value(f[0]);
+            pz_variant_t *other = f[1] == "self" ? pz_variant_ref(target) : case_value(f[1]);
             ASSERT_TRUE(target != nullptr && other != nullptr);
             if (patch) {
                 EXPECT_TRUE(pz_variant_merge_patch(target, other));
@@ -141,14 +141,23 @@ TEST_F(Copy, ACopyShortOfMemoryIsNoCopy) {
 }
 
 // What a copy rightly leaves out (an empty slot, a raw pointer's length) is
-// no reason to refuse a patch.
+// no reason to refuse a patch: stored under a key, replacing the target, or
+// merged into itself.
 TEST_F(Copy, MergePatchTakesWhatACopyLeavesOut) {
     int object = 0;
     pz_variant_t *target = pz_variant_dict_new(), *patch = pz_variant_dict_new();
     vdict_set_sized_ptr(patch, "p", &object, 12);
+    put_new(patch, "l", pz_variant_pack("i-", int32_t{5}));
     ASSERT_TRUE(pz_variant_merge_patch(target, patch));
     EXPECT_EQ(vdict_ptr_default(target, "p", nullptr), &object);
-    for (pz_variant_t *v : {target, patch}) pz_variant_unref(v);
+    EXPECT_EQ(dumped(pz::dict_find(target, "l")), R"({"array":[{"int32":5}]})");
+    pz_variant_t *number = pz_variant_int32_new(1), *hole = pz_variant_pack("-");
+    ASSERT_TRUE(pz_variant_merge_patch(number, hole));
+    EXPECT_EQ(dumped(number), R"({"array":[]})");
+    pz_variant_t *slots = pz_variant_pack("i-", int32_t{1});
+    ASSERT_TRUE(pz_variant_merge_patch(slots, slots));
+    EXPECT_EQ(dumped(slots), R"({"array":[{"int32":1}]})");
+    for (pz_variant_t *v : {target, patch, number, hole, slots}) pz_variant_unref(v);
 }
 
 // One dictionary under two keys of the target: the merge goes entry by entry,

@@ -12,8 +12,8 @@ using Equal = LeakCheckedTest;
 TEST_F(Equal, CaseFilePairsCompareAsListed) {
     for_each_case("equal_cases.txt", [](const std::vector<std::string> &f) {
         ASSERT_EQ(f.size(), 3u);
-        pz_variant_t *a = pz_variant_from_dump(f[0].c_str());
-        pz_variant_t *b = pz_variant_from_dump(f[1].c_str());
+        pz_variant_t *a = case_value(f[0]);
+        pz_variant_t *b = case_value(f[1]);
         ASSERT_TRUE(a != nullptr && b != nullptr);
         EXPECT_EQ(pz_variant_equal(a, b), f[2] == "equal") << f[0] << " " << f[1];
         EXPECT_EQ(pz_variant_equal(b, a), f[2] == "equal") << f[1] << " " << f[0];

@@ -16,7 +16,7 @@ using Json = LeakCheckedTest;
 TEST_F(Json, CasesWrittenAndReadBackAsJson) {
     for_each_case("json_write_cases.txt", [&](const std::vector<std::string> &f) {
         ASSERT_EQ(f.size(), 2u);
-        pz_variant_t *v = pz_variant_from_dump(f[0].c_str());
+        pz_variant_t *v = case_value(f[0]);
         EXPECT_EQ(expect_round_trip(v, json_read, json_write, false), f[1]);
         pz_variant_unref(v);
     });

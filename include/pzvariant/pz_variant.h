@@ -977,8 +977,8 @@ PZ_API pz_variant_t *pz_variant_from_json(const char *text, pz_read_error_t *err
  * ':'", "expected ',' or ']'", "expected ',' or '}'", "invalid literal",
  * "trailing comma" (at the comma), "malformed number", "leading zero",
  * "unterminated string" (at the raw line break that leaves it open),
- * "invalid escape" (such as \q), "malformed escape" (\u without four hex
- * digits), "lone surrogate", "control character in a string", "control
+ * "invalid escape" (such as `\q`), "malformed escape" (`\u` without four
+ * hex digits), "lone surrogate", "control character in a string", "control
  * character outside a string", "NUL byte in the text", "invalid UTF-8",
  * "an empty key", "a key holds a NUL byte", "nested too deep", "string too
  * long" and "out of memory". The reader keeps no state between calls and
@@ -1022,7 +1022,7 @@ PZ_API pz_variant_t *pz_variant_from_json_prefix(const char *text, size_t len, s
  * value holding a pointer kind fail instead of writing null for it.
  * A string (or key) that is not well-formed UTF-8 makes the value fail, so
  * that no text written is invalid JSON; PZ_JSON_ESCAPE_INVALID writes each
- * byte that starts no well-formed sequence as \u00XX of the byte instead.
+ * byte that starts no well-formed sequence as `\u00XX` of the byte instead.
  * That text is valid JSON, but it does not read back to the same bytes (it
  * reads as the characters U+0080 to U+00FF). */
 enum { PZ_JSON_INDENT = 1, PZ_JSON_REFUSE_POINTERS = 2, PZ_JSON_ESCAPE_INVALID = 4 };
@@ -1226,6 +1226,7 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 #include "pz_status.h"
 #include "pz_hash.h"
 #include "pz_dump_n.h"
+#include "pz_buffers.h"
 #include "pz_events.h"
 #include "pz_stream.h"
 

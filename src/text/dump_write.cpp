@@ -311,94 +311,180 @@ private:
     cJSON *members_ = nullptr;  // the dictionary whose entries are being added
 };
 
-// The whole text printed from one tree, in a new HAL block; null, with the
-// reason in `*why`, when it cannot be made.
-char *print_whole(const pz_variant_t *v, pz_status *why) {
-    dump_arena arena;
-    size_t size = 0;
-    *why = PZ_STATUS_OUT_OF_MEMORY;
-    cJSON *tree = dump_tree(v, arena, &size, why);
-    if (tree == nullptr) return nullptr;
-    // The counted size, plus room for cJSON's look-ahead and the terminator.
-    const size_t room = size + 16;
-    if (room <= INT_MAX) {
-        auto *text = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(room)));
-        if (text == nullptr) return nullptr;
-        if (cJSON_PrintPreallocated(tree, text, static_cast<int>(room), false)) return text;
-        HAL_Free(text);
-    }
-    // Not expected: the count fell short. Let cJSON size the text itself.
-    char *printed = cJSON_PrintUnformatted(tree);
-    if (printed == nullptr) return nullptr;
-    char *copy = static_cast<char *>(pz_mem_dup(printed, std::strlen(printed) + 1));
-    cJSON_free(printed);
-    return copy;
-}
-
-// A top-level array or dictionary is printed one element or entry at a
-// time, each from a small tree in an arena that is reused: a tree of the
-// whole would be tens of bytes per node for every value, in fresh memory.
-// Each piece is built once and printed straight into the text, which grows
-// by doubling. Each piece prints as its own holder, "[{...}]" or
-// "{"key":{...}}"; the holders' brackets become the container's brackets
-// and the commas between the pieces.
-class piecewise_printer {
+// Where the text of a dump goes: a block that grows and is handed over at
+// the end, or the caller's buffer, past whose end the bytes are only
+// counted. A printer asks for room, prints into it (a terminator after the
+// text, and cJSON's look-ahead, included) and keeps as many bytes of it as
+// belong to the text.
+class dump_out {
 public:
-    explicit piecewise_printer(const pz_variant_t *v) : v_(v), builder_(arena_) {}
-    // Why print() gave null.
-    pz_status why() const { return why_; }
-    ~piecewise_printer() { HAL_Free(text_); }
+    dump_out() = default;
+    // The caller's `size` bytes at `buf` (null when `size` is 0).
+    dump_out(char *buf, size_t size) : text_(buf), cap_(size), callers_(true) {}
+    ~dump_out() {
+        if (!callers_) HAL_Free(text_);
+        HAL_Free(scratch_);
+    }
+    dump_out(const dump_out &) = delete;
+    dump_out &operator=(const dump_out &) = delete;
 
-    char *print() {
-        const char *name = kDumpNameOf[static_cast<unsigned char>(v_->vt)];
-        if (!reserve(std::strlen(name) + 8)) return nullptr;
-        // The typed object around the container.
-        pos_ = static_cast<size_t>(std::snprintf(text_, cap_, "{\"%s\":", name));
-        text_[pos_] = '\0';
-        size_t written = 0;
-        const bool whole = for_each_piece([&](cJSON *piece, size_t printed) {
-            // The piece, cJSON's look-ahead, and the closing bracket, brace
-            // and terminator after it; a text past what an int counts goes
-            // to the one-tree printer, which has the same limit.
-            too_long_ = pos_ + printed + 16 > INT_MAX / 2;
-            if (too_long_ || !reserve(pos_ + printed + 16)) return false;
-            const char open = text_[pos_];  // the comma written by the piece before
-            text_[pos_ + printed] = 1;      // becomes the terminator if the count was exact
-            if (!cJSON_PrintPreallocated(piece, text_ + pos_, static_cast<int>(cap_ - pos_ - 2), false)) {
-                text_[pos_] = open;
-                return true;  // not expected, as the size was counted: the piece is left out
-            }
-            if (written++ != 0) text_[pos_] = ',';
-            // The counted size ends at the holder's closing bracket, which
-            // the next piece or the container's own bracket replaces.
-            const bool exact = text_[pos_ + printed] == '\0';
-            pos_ += (exact ? printed : std::strlen(text_ + pos_)) - 1;
-            return true;
-        });
-        if (!whole) return too_long_ && !refused_ ? print_whole(v_, &why_) : nullptr;
-        if (written == 0) text_[pos_++] = v_->vt == vtype_array ? '[' : '{';
-        text_[pos_++] = v_->vt == vtype_array ? ']' : '}';
-        text_[pos_++] = '}';
-        text_[pos_] = '\0';
+    // `n` bytes to print into at the end of the text: the text's own where
+    // it has them, else scratch. Null when out of memory.
+    char *room(size_t n) {
+        staged_ = callers_ ? cap_ - std::min(len_, cap_) < n : !reserve(len_ + n);
+        if (!staged_) return text_ + len_;
+        if (!callers_) return nullptr;  // the block could not grow
+        if (n > scratch_cap_) {
+            HAL_Free(scratch_);
+            scratch_ = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(n)));
+            scratch_cap_ = scratch_ != nullptr ? n : 0;
+        }
+        return scratch_;
+    }
+
+    // The first `n` bytes of the last room are text.
+    void keep(size_t n) {
+        // Of staged bytes, what fits before the buffer's last byte, which
+        // the terminator needs.
+        if (staged_ && len_ + 1 < cap_) std::memcpy(text_ + len_, scratch_, std::min(n, cap_ - 1 - len_));
+        len_ += n;
+    }
+
+    bool put(const char *text) {
+        const size_t n = std::strlen(text);
+        char *r = room(n + 1);
+        if (r == nullptr) return false;
+        std::memcpy(r, text, n + 1);
+        keep(n);
+        return true;
+    }
+
+    // A growing block starts with room for this many bytes, so that a text
+    // printed in pieces grows rarely.
+    void expect(size_t n) {
+        if (!callers_) reserve(n);
+    }
+
+    // The length of the whole text.
+    size_t length() const { return len_; }
+
+    // Starts the text again, empty.
+    void restart() { len_ = 0; }
+
+    // The growing block, terminated; null when nothing could be kept.
+    char *take() {
+        if (text_ != nullptr) text_[len_] = '\0';
         char *out = text_;
         text_ = nullptr;
         return out;
     }
 
+    // Terminates the caller's buffer: after the text, after the part that
+    // fits, or at its start when `whole` is false (no text could be made).
+    size_t finish(bool whole) {
+        const size_t len = whole ? len_ : 0;
+        if (cap_ > 0) text_[std::min(len, cap_ - 1)] = '\0';
+        return len;
+    }
+
 private:
-    // Room for `size` bytes in all; false when out of memory.
+    // Room for `size` bytes in all in the growing block (never the
+    // caller's buffer); false when out of memory.
     bool reserve(size_t size) {
         if (size <= cap_) return true;
-        const size_t cap = std::max(size, std::max<size_t>(cap_ * 2, 4096));
+        const size_t cap = std::max(size, cap_ * 2);
         auto *grown = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(cap)));
         if (grown == nullptr) return false;
-        if (text_ != nullptr) std::memcpy(grown, text_, pos_ + 1);
+        if (text_ != nullptr) std::memcpy(grown, text_, len_);
         HAL_Free(text_);
         text_ = grown;
         cap_ = cap;
         return true;
     }
 
+    char *text_ = nullptr;
+    size_t cap_ = 0;
+    size_t len_ = 0;
+    bool callers_ = false;   // the caller's buffer, not a block of its own
+    bool staged_ = false;    // the last room is scratch
+    char *scratch_ = nullptr;
+    size_t scratch_cap_ = 0;
+};
+
+// `tree`, whose unformatted text is `printed` bytes as counted, printed at
+// the end of `out`, its first byte replaced by `lead` (unless 0) and its
+// last `drop` bytes left out. -1 when out of memory; 0 when cJSON refuses to
+// print into the room (not expected, as the size was counted); else the
+// bytes kept.
+long print_tree(cJSON *tree, size_t printed, dump_out &out, char lead = 0, size_t drop = 0) {
+    // The counted size, plus room for cJSON's look-ahead and the terminator.
+    const size_t room = printed + 16;
+    if (room > INT_MAX) return 0;
+    char *r = out.room(room);
+    if (r == nullptr) return -1;
+    r[printed] = 1;  // becomes the terminator if the count was exact
+    if (!cJSON_PrintPreallocated(tree, r, static_cast<int>(room), false)) return 0;
+    const size_t len = r[printed] == '\0' ? printed : std::strlen(r);
+    if (lead != 0) r[0] = lead;
+    out.keep(len - drop);
+    return static_cast<long>(len - drop);
+}
+
+// The whole text printed from one tree; false, with the reason in `*why`,
+// when it cannot be made.
+bool print_whole(const pz_variant_t *v, dump_out &out, pz_status *why) {
+    dump_arena arena;
+    size_t size = 0;
+    *why = PZ_STATUS_OUT_OF_MEMORY;
+    cJSON *tree = dump_tree(v, arena, &size, why);
+    if (tree == nullptr) return false;
+    const long kept = print_tree(tree, size, out);
+    if (kept != 0) return kept > 0;
+    // Not expected: the count fell short. Let cJSON size the text itself.
+    char *printed = cJSON_PrintUnformatted(tree);
+    const bool put = printed != nullptr && out.put(printed);
+    cJSON_free(printed);
+    return put;
+}
+
+// A top-level array or dictionary is printed one element or entry at a
+// time, each from a small tree in an arena that is reused: a tree of the
+// whole would be tens of bytes per node for every value, in fresh memory.
+// Each piece is built once and printed straight into the text. Each piece
+// prints as its own holder, "[{...}]" or "{"key":{...}}"; the holders'
+// opening brackets become the container's bracket and the commas between
+// the pieces, and their closing brackets are left out.
+class piecewise_printer {
+public:
+    piecewise_printer(const pz_variant_t *v, dump_out &out) : v_(v), out_(out), builder_(arena_) {}
+    // Why print() gave false.
+    pz_status why() const { return why_; }
+
+    bool print() {
+        out_.expect(4096);
+        // The typed object around the container.
+        const char *name = kDumpNameOf[static_cast<unsigned char>(v_->vt)];
+        if (!out_.put("{\"") || !out_.put(name) || !out_.put("\":")) return false;
+        size_t written = 0;
+        const bool whole = for_each_piece([&](cJSON *piece, size_t printed) {
+            // A text past what an int counts goes to the one-tree printer,
+            // which has the same limit.
+            too_long_ = out_.length() + printed + 16 > INT_MAX / 2;
+            if (too_long_) return false;
+            const long kept = print_tree(piece, printed, out_, written != 0 ? ',' : 0, 1);
+            if (kept > 0) ++written;  // else the piece is left out
+            return kept >= 0;
+        });
+        if (!whole && too_long_ && !refused_) {
+            out_.restart();
+            return print_whole(v_, out_, &why_);
+        }
+        if (!whole) return false;
+        const bool array = v_->vt == vtype_array;
+        return (written != 0 || out_.put(array ? "[" : "{")) && out_.put(array ? "]}" : "}}");
+    }
+
+private:
     // Calls fn(piece tree, its printed size) for each element or entry that
     // could be made, with the arena emptied before each; false as soon as fn
     // gives false.
@@ -431,11 +517,9 @@ private:
     }
 
     const pz_variant_t *v_;
+    dump_out &out_;
     dump_arena arena_;
     tree_builder builder_;
-    char *text_ = nullptr;
-    size_t cap_ = 0;
-    size_t pos_ = 0;
     bool too_long_ = false;
     bool refused_ = false;  // too deep, containing itself, or out of memory
     pz_status why_ = PZ_STATUS_OUT_OF_MEMORY;
@@ -508,16 +592,26 @@ cJSON *pz::dump_tree(const pz_variant_t *v, dump_arena &arena, size_t *printed_s
     return root;
 }
 
-char *pz::print_text(const pz_variant_t *v, pz_status *why) {
-    pz_status ignored;
-    if (why == nullptr) why = &ignored;
+namespace {
+
+// The text of `v` at the end of `out`; false, with the reason in `*why`,
+// when it cannot be made.
+bool print_into(const pz_variant_t *v, dump_out &out, pz_status *why) {
     const bool container = (v->vt == vtype_array && array_of(v) != nullptr) ||
                            (v->vt == vtype_dict && dict_of(v) != nullptr);
-    if (!container) return print_whole(v, why);
-    piecewise_printer printer(v);
-    char *text = printer.print();
-    if (text == nullptr) *why = printer.why();
-    return text;
+    if (!container) return print_whole(v, out, why);
+    piecewise_printer printer(v, out);
+    const bool whole = printer.print();
+    if (!whole) *why = printer.why();
+    return whole;
+}
+
+}  // namespace
+
+char *pz::print_text(const pz_variant_t *v, pz_status *why) {
+    pz_status ignored;
+    dump_out out;
+    return print_into(v, out, why != nullptr ? why : &ignored) ? out.take() : nullptr;
 }
 
 extern "C" {
@@ -547,6 +641,13 @@ int32_t pz_variant_dump_buf(const pz_variant_t *v, char *buf, uint32_t max_len) 
     }
     HAL_Free(text);
     return result;
+}
+
+size_t pz_variant_to_dump_buf(const pz_variant_t *v, char *buf, size_t size) {
+    if (buf == nullptr) size = 0;
+    dump_out out(buf, size);
+    pz_status ignored;
+    return out.finish(v != nullptr && print_into(v, out, &ignored));
 }
 
 }  // extern "C"

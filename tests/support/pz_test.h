@@ -16,7 +16,10 @@
 
 #include "counting_hal.h"
 #include "base/pz_memory.h"
+#include "containers/arrays.h"
+#include "containers/dicts.h"
 #include "pzvariant/pz_variant.h"
+#include "text/dump.h"
 
 // Counts the callbacks of owned and shared pointers; an unref with no ref
 // left to give back, which would free a shared object in use, is noted.
@@ -72,21 +75,25 @@ int sweep_alloc_failures(Op op) {
 }
 
 // Calls `check(fields)` for each line of dump_cases/`name` that is neither
-// blank nor a comment, its fields split at tabs, with the line traced.
+// blank nor a comment, its fields split at tabs, with the line traced. A
+// file that cannot be read, or holds no case, fails the test.
 template <class Check>
 void for_each_case(const std::string &name, Check check) {
     const std::string path = std::string(PZ_DUMP_CASES_DIR) + "/" + name;
     std::ifstream in(path);
     ASSERT_TRUE(in) << path;
     std::string line;
+    int cases = 0;
     for (int number = 1; std::getline(in, line); ++number) {
         if (line.empty() || line[0] == '#') continue;
         SCOPED_TRACE(path + ":" + std::to_string(number));
         std::vector<std::string> fields;
         std::istringstream split(line);
         for (std::string field; std::getline(split, field, '\t');) fields.push_back(field);
+        ++cases;
         check(fields);
     }
+    EXPECT_GT(cases, 0) << path << " holds no case";
 }
 
 // Store a new value in a container and drop the caller's reference to it.
@@ -108,6 +115,64 @@ inline std::string taken(char *text) {
 
 // The dump of `v` ("NULL" for none).
 inline std::string dumped(const pz_variant_t *v) { return taken(pz_variant_dump(v)); }
+
+// Whether the dump reader made `v` of the typed object `typed` (that text
+// as plain JSON read it) with nothing left out: `v` is of the kind the one
+// member names, and a container holds as many elements or entries, each
+// kept in its place; {} is an empty slot.
+inline bool kept_whole(const pz_variant_t *typed, const pz_variant_t *v) {
+    if (typed == nullptr) return false;
+    if (pz_variant_dict_size(typed) == 0) return typed->vt == vtype_dict && v == nullptr;
+    struct member {
+        const char *name = nullptr;
+        const pz_variant_t *value = nullptr;
+    } m;
+    pz_variant_dict_foreach(const_cast<pz_variant_t *>(typed), [](void *key, void *value, void *out) {
+        *static_cast<member *>(out) = {static_cast<pz_string_t *>(key)->cstr, static_cast<pz_variant_t *>(value)};
+        return true;
+    }, &m);
+    const char *kind = v != nullptr ? pz::kDumpNameOf[static_cast<unsigned char>(v->vt)] : nullptr;
+    if (pz_variant_dict_size(typed) != 1 || kind == nullptr || std::strcmp(kind, m.name) != 0) return false;
+    if (v->vt == vtype_array) {
+        const uint32_t n = pz_variant_array_size(v);
+        bool whole = m.value->vt == vtype_array && pz_variant_array_size(m.value) == n;
+        for (uint32_t i = 0; whole && i < n; ++i) whole = kept_whole(pz::array_at(m.value, i), pz::array_at(v, i));
+        return whole;
+    }
+    if (v->vt != vtype_dict) return true;
+    struct entries {
+        const pz_variant_t *v;
+        bool whole;
+    } e{v, m.value->vt == vtype_dict && pz_variant_dict_size(m.value) == pz_variant_dict_size(v)};
+    if (e.whole) {
+        pz_variant_dict_foreach(const_cast<pz_variant_t *>(m.value), [](void *key, void *value, void *out) {
+            auto *e = static_cast<entries *>(out);
+            e->whole = kept_whole(static_cast<pz_variant_t *>(value),
+                                  pz::dict_find(e->v, static_cast<pz_string_t *>(key)->cstr));
+            return e->whole;
+        }, &e);
+    }
+    return e.whole;
+}
+
+// A case input: a value read from its dump text, strictly. The dump reader
+// is lenient by design (what it cannot read is left out), so that a typo
+// would silently shrink an input. Until the library has a strict typed
+// reader, the text is also read as strict plain JSON, and every typed object
+// there must have become a value of its kind in its place. A text that
+// fails either way fails the test.
+inline pz_variant_t *case_value(const std::string &dump) {
+    pz_variant_t *v = pz_variant_from_dump(dump.c_str());
+    pz_read_error_t error;
+    pz_variant_t *typed = pz_variant_from_json(dump.c_str(), &error);
+    if (typed == nullptr) {
+        ADD_FAILURE() << "not strict JSON at " << error.offset << " (" << error.reason << "): " << dump;
+    } else if (v == nullptr || !kept_whole(typed, v)) {
+        ADD_FAILURE() << "the dump reader leaves part of it out: " << dump << " reads as " << taken(pz_variant_dump(v));
+    }
+    pz_variant_unref(typed);
+    return v;
+}
 
 // Writes `v` with `write` and reads the text back with `read`: the value read
 // writes the same text again and, with `same_kinds`, equals `v`. Returns the
