@@ -1,6 +1,6 @@
-// The streams of the stream benchmarks, made once: NDJSON of about 100 MB
-// whose records are those of the feed document (bench_json_documents.h),
-// each on a line as it stands in the feed's text; and 1,000,000 small
+// The streams of the stream benchmarks, made once: NDJSON of 100 MB whose
+// records are those of the feed document (bench_json_documents.h), each on
+// a line as it stands in the feed's text; and 1,000,000 small
 // MessagePack messages, each a dictionary of six members of mixed kinds.
 #ifndef PZ_BENCH_STREAM_DATA_H
 #define PZ_BENCH_STREAM_DATA_H
@@ -29,7 +29,7 @@ inline std::string ndjson_of_feed(size_t *longest) {
     while (lines.size() < kNdjsonBytes) {
         const char *p = feed.data() + 1;  // past the '['
         const char *end = feed.data() + feed.size();
-        while (p < end && *p == '{') {
+        while (p < end && *p == '{' && lines.size() < kNdjsonBytes) {
             pz::stream::json_scanner record;
             record.start();
             const char *stop = record.scan(p, end);
