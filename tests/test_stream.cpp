@@ -268,8 +268,10 @@ TEST_F(Stream, TheLimitRefusesALargerValueAndAnAnnouncingHeader) {
         const reading over = read_cut(format, two, every_byte(two.size()), value.size() - 1);
         EXPECT_EQ(over.items, std::vector<std::string>{format == PZ_STREAM_JSON ? "!15@0:1:1" : "!15@0:0:0"});
     }
-    const std::string headers[] = {std::string("\xdb\x40\x00\x00\x00", 5), std::string("\xdd\xff\xff\xff\xff", 5),
-                                   std::string("\x92\xc0\xdf\x80\x00\x00\x00", 7)};
+    // (Counts any address space holds: past it, 32-bit targets refuse a
+    // header as no value can hold it, where it stands.)
+    const std::string headers[] = {std::string("\xdb\x40\x00\x00\x00", 5), std::string("\xdd\x7f\xff\xff\xff", 5),
+                                   std::string("\x92\xc0\xdf\x00\x10\x00\x00", 7)};
     for (const std::string &header : headers) {
         pz_stream_reader_t *r = pz_stream_reader_new(PZ_STREAM_MSGPACK, 1 << 20);
         pz_variant_t *v = nullptr;

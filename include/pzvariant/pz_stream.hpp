@@ -180,7 +180,8 @@ public:
         value_stream *s_;
     };
 
-    /** Reads the first value (or the next, when a loop ran before). */
+    /** Reads the first value; after a loop, the value it stopped at (a
+     * `break`), else the next one. */
     iterator begin() {
         if (!current_.has_value()) advance();
         return iterator(this);
