@@ -14,7 +14,7 @@ PORTS_DIR  ?= build-ports
 # and a few thousand mutations of them.
 FUZZ_SECONDS ?= 600
 FUZZ_RUNS    ?= 2000
-FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format fuzz_from_msgpack fuzz_json_vs_jansson fuzz_api fuzz_patch_diff
+FUZZ_TARGETS := fuzz_from_dump fuzz_from_json fuzz_format fuzz_from_msgpack fuzz_json_vs_jansson fuzz_api fuzz_patch_diff fuzz_stream
 JOBS       ?= $(shell nproc)
 CMAKE      ?= cmake
 # The project's own checks treat warnings as errors; `make demo` and

@@ -13,6 +13,7 @@
 #include "bench_json_engine.h"
 #include "bench_msgpack.h"
 #include "bench_peers.h"
+#include "bench_stream.h"
 
 namespace {
 
@@ -238,6 +239,12 @@ int main(int argc, char **argv) {
     pz_bench::print_json_engine_table(
         [&reporter](const std::string &name, const char *aggregate) { return reporter.get(name, aggregate); });
     pz_bench::print_msgpack_table([&reporter](const std::string &name) { return reporter.get(name); });
+    // The peak program lies beside this one.
+    std::string peak_program = argv[0];
+    peak_program = peak_program.substr(0, peak_program.find_last_of('/') + 1) + "pz_stream_peak";
+    pz_bench::print_stream_table(
+        [&reporter](const std::string &name, const char *aggregate) { return reporter.get(name, aggregate); },
+        peak_program);
     print_cpp_table(reporter);
     return 0;
 }

@@ -217,6 +217,32 @@ int main(void) {
     HAL_Free(cfg_text);
     pz_variant_unref(cfg);
 
+    printf("A stream of messages: written one by one, read back as the bytes come\n");
+    pz_stream_writer_t *writer = pz_stream_writer_new(PZ_STREAM_MSGPACK, 0);
+    for (int32_t i = 1; i <= 3; ++i) {
+        pz_variant_t *message = pz_variant_dict_new();
+        vdict_set_int32(message, "seq", i);
+        vdict_set_str(message, "body", i == 2 ? "hello" : "ping");
+        pz_stream_write(writer, message);
+        pz_variant_unref(message);
+    }
+    size_t stream_len = 0;
+    uint8_t *stream = pz_stream_writer_take(writer, &stream_len);
+    pz_stream_writer_free(writer);
+    pz_stream_reader_t *reader = pz_stream_reader_new(PZ_STREAM_MSGPACK, 0);
+    for (size_t at = 0; at < stream_len; at += 5) { /* five bytes at a time, as a slow pipe gives them */
+        pz_stream_reader_feed(reader, stream + at, stream_len - at < 5 ? stream_len - at : 5);
+        pz_variant_t *message;
+        while (pz_stream_reader_next(reader, &message, NULL) == PZ_STREAM_VALUE) {
+            char *line = pz_variant_to_json(message, 0);
+            printf("  message whole after byte %zu: %s\n", at + 5 < stream_len ? at + 5 : stream_len, line);
+            HAL_Free(line);
+            pz_variant_unref(message);
+        }
+    }
+    pz_stream_reader_free(reader);
+    HAL_Free(stream);
+
     printf("Releasing: our references go, the containers still hold theirs\n");
     pz_variant_t *mine[] = {flag, small, big, ratio, raw, text, bytes, owned, shared, list};
     for (size_t i = 0; i < sizeof mine / sizeof mine[0]; ++i) pz_variant_unref(mine[i]);

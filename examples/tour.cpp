@@ -129,6 +129,19 @@ int main() {
     } catch (const pz::path_error &e) {
         std::printf("  %s\n", e.what());
     }
+    std::printf("  NDJSON, one record a line, a bad line reported and passed:\n");
+    pz::stream_writer log(PZ_STREAM_NDJSON);
+    log.write(pz::dict({{"level", 3}, {"msg", "disk full"}})).write(pz::dict({{"level", 1}, {"msg", "ok"}}));
+    pz::value_stream records(log.take() + "{\"level\": \n", PZ_STREAM_NDJSON);
+    for (bool more = true; more;) {
+        try {
+            for (pz::value r : records) std::printf("    level %d: %s\n", r["level"].get_as<int>().value_or(0),
+                                                    r["msg"].value_or("").c_str());
+            more = false;
+        } catch (const pz::parse_error &e) {
+            std::printf("    line %zu refused: %s\n", e.line(), e.what());
+        }
+    }
     idioms();
     std::printf("Done: every reference goes when its handle does.\n");
     return 0;

@@ -215,6 +215,47 @@ pz_variant_t *msgpack_back() {
     HAL_Free(bytes);
     return instead(v, back);
 }
+// The values of `bytes` as a stream of `format`, read in pieces of 7 bytes;
+// a read out of memory is tried again, as the reader allows. Null when the
+// reader or a piece could not be had.
+pz_variant_t *stream_read(pz_stream_format format, const std::string &bytes) {
+    std::vector<pz_variant_t *> got;
+    pz_stream_reader_t *r = pz_stream_reader_new(format, 0);
+    bool whole = r != nullptr;
+    for (size_t at = 0; whole && at < bytes.size(); at += 7) {
+        whole = pz_stream_reader_feed(r, bytes.data() + at, std::min<size_t>(7, bytes.size() - at));
+        for (int tries = 0; whole && tries < 100; ++tries) {
+            pz_variant_t *v = nullptr;
+            pz_read_error_t e;
+            const pz_stream_status status = pz_stream_reader_next(r, &v, &e);
+            if (status == PZ_STREAM_VALUE) got.push_back(v);
+            if (status == PZ_STREAM_NEED_MORE) break;
+            whole = status != PZ_STREAM_ERROR || e.code == PZ_READ_OUT_OF_MEMORY;
+        }
+    }
+    pz_stream_reader_free(r);
+    pz_variant_t *values = whole ? pz_variant_array_new() : nullptr;
+    for (pz_variant_t *v : got) values != nullptr ? append_new(values, v) : pz_variant_unref(v);
+    return values;
+}
+// `sample()` three times as a stream of `format`, the failure armed around
+// the writer or the reader.
+template <pz_stream_format F, bool kArmWriter>
+pz_variant_t *stream_back() {
+    pz_variant_t *v = sample();
+    const auto write = [v] {
+        pz_stream_writer_t *w = pz_stream_writer_new(F, F == PZ_STREAM_MSGPACK ? PZ_MSGPACK_POINTERS_AS_NIL : 0);
+        for (int i = 0; i < 3; ++i) pz_stream_write(w, v);
+        size_t len = 0;
+        char *bytes = static_cast<char *>(pz_stream_writer_take(w, &len));
+        pz_stream_writer_free(w);
+        std::string text(bytes != nullptr ? bytes : "", len);
+        HAL_Free(bytes);
+        return text;
+    };
+    const std::string bytes = kArmWriter ? armed(write) : write();
+    return instead(v, kArmWriter ? stream_read(F, bytes) : armed([&] { return stream_read(F, bytes); }));
+}
 // Values that copies and dumps refuse: one nested a level too deep, and one
 // holding itself past a few other values. The loop is cut after the call
 // (erasing "self"), so that the value can be released.
@@ -516,6 +557,10 @@ const std::vector<Case> cases = {
                                                                  nullptr, nullptr, nullptr));
              return end == PZ_EVENTS_READ ? pz_variant_bool_new(true) : nullptr;
          }},
+    Case{"pz_stream_writer of MessagePack", stream_back<PZ_STREAM_MSGPACK, true>},
+    Case{"pz_stream_reader of MessagePack", stream_back<PZ_STREAM_MSGPACK, false>},
+    Case{"pz_stream_writer of NDJSON", stream_back<PZ_STREAM_NDJSON, true>},
+    Case{"pz_stream_reader of JSON", stream_back<PZ_STREAM_JSON, false>},
     Case{"pz_variant_from_dump", read_back<sample>},
     MAKE(pz_variant_from_dump_strict(kStrictDump, sizeof kStrictDump - 1, nullptr)),
     Case{"pz_variant_from_dump of a long array", read_back<long_array>},

@@ -1241,5 +1241,6 @@ PZ_API pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_
 #include "pz_dump_strict.h"
 #include "pz_events.h"
 #include "pz_build.h"
+#include "pz_stream.h"
 
 #endif /* PZ_VARIANT_H */

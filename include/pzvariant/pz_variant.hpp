@@ -47,5 +47,6 @@ namespace pz {
 #include "pz_json_options.hpp"
 #include "pz_dump_strict.hpp"
 #include "pz_events.hpp"
+#include "pz_stream.hpp"
 
 #endif  // PZ_VARIANT_HPP

@@ -57,6 +57,7 @@ namespace pz {
     X(string_too_long, PZ_READ_TOO_LARGE, "string too long")                                   \
     X(bytes_too_long, PZ_READ_TOO_LARGE, "bytes too long")                                     \
     X(too_many_elements, PZ_READ_TOO_LARGE, "more elements than memory can hold")              \
+    X(value_too_large, PZ_READ_TOO_LARGE, "value larger than the limit")                       \
     /* the typed dump's kinds */                                                               \
     X(not_typed_object, PZ_READ_INVALID_KIND, "not a typed object")                            \
     X(unknown_kind, PZ_READ_INVALID_KIND, "unknown kind")                                      \
@@ -70,7 +71,8 @@ namespace pz {
     X(cannot_open, PZ_READ_CANNOT_OPEN, "cannot open file")                                    \
     X(cannot_read, PZ_READ_CANNOT_READ, "cannot read file")                                    \
     X(unknown_format, PZ_READ_INVALID_ARGUMENT, "unknown format")                              \
-    X(no_events, PZ_READ_INVALID_ARGUMENT, "no callbacks")
+    X(no_events, PZ_READ_INVALID_ARGUMENT, "no callbacks")                                     \
+    X(no_reader, PZ_READ_INVALID_ARGUMENT, "no reader")
 
 enum class fault : uint8_t {
 #define PZ_FAULT_NAME(name, code, reason) name,

@@ -49,8 +49,11 @@ public:
     static constexpr bool kNumbersAsText = false;
 
     // With `nil_slots`, a null inside an array is an empty slot (as
-    // MessagePack's nil reads) rather than a value of the null kind.
-    explicit value_builder(bool nil_slots = false) : nil_slots_(nil_slots) {}
+    // MessagePack's nil reads) rather than a value of the null kind. Keys
+    // are shared through `keys` when given (a stream reader keeps one for
+    // all the values it reads), else through a cache of the read's own.
+    explicit value_builder(bool nil_slots = false, key_cache *keys = nullptr)
+        : keys_(keys != nullptr ? *keys : own_keys_), nil_slots_(nil_slots) {}
 
     // From now on a dictionary whose text holds a key twice is refused at
     // the second, the key named in the reason, where by default the later
@@ -196,7 +199,8 @@ private:
         return true;
     }
 
-    key_cache keys_;
+    key_cache own_keys_;
+    key_cache &keys_;
     read_stack<pz_variant_t *, build::drop_value> values_;
     read_stack<build::member, build::drop_member> members_;
     read_stack<build::level, build::drop_level> levels_;

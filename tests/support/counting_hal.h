@@ -11,7 +11,7 @@ extern "C" {
 long hal_live_blocks(void);          /* HAL_Malloc blocks not yet freed */
 long hal_live_bytes(void);           /* their sizes added up */
 long hal_peak_bytes(void);           /* the most live bytes since hal_reset_peak */
-void hal_reset_peak(void);           /* the peak from now: the live bytes */
+void hal_reset_peak(void);           /* the peak from now: the live bytes now */
 long hal_malloc_calls(void);         /* HAL_Malloc calls, failed ones included */
 long hal_failed_mallocs(void);       /* HAL_Malloc calls made to fail */
 unsigned long hal_last_size(void);   /* size asked by the latest HAL_Malloc */

@@ -7,20 +7,13 @@
 #include "io/file_io.h"
 #include "io/read_error.h"
 #include "pzvariant/hal/pz_hal.h"
-
-namespace {
-
-bool to_stream(const char *bytes, size_t n, void *stream) {
-    return std::fwrite(bytes, 1, n, static_cast<FILE *>(stream)) == n;
-}
-
-}  // namespace
+#include "stream/files.h"
 
 extern "C" {
 
 bool pz_variant_write_msgpack_stream(const pz_variant_t *v, FILE *stream, unsigned flags) {
     if (stream == nullptr) return false;
-    pz::out_sink out(to_stream, stream);
+    pz::out_sink out(pz::stream::to_file, stream);
     const bool written = pz::msgpack::write(v, flags, out);
     return out.flush() && written;
 }
@@ -49,20 +42,11 @@ pz_status pz_variant_write_msgpack_file_ex(const pz_variant_t *v, const char *pa
 
 pz_variant_t *pz_variant_read_msgpack_stream(FILE *stream, pz_read_error_t *error) {
     if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_read, EINVAL);
-    // The whole rest of the stream, gathered in the sink's growing block.
-    pz::out_sink all;
-    size_t got = 0;
-    do {
-        got = std::fread(all.room(pz::out_sink::kChunk), 1, pz::out_sink::kChunk, stream);
-        all.commit(got);
-    } while (got == pz::out_sink::kChunk);
-    if (std::ferror(stream)) return pz::read_fault_system(error, pz::fault::cannot_read, errno);
-    size_t len = 0;
-    char *bytes = all.take(&len);
-    if (bytes == nullptr) return pz::read_fault_binary(error, pz::fault::out_of_memory, 0);
-    pz_variant_t *v = pz_variant_from_msgpack(bytes, len, error);
-    HAL_Free(bytes);
-    return v;
+    pz::stream::held_bytes all;
+    pz::fault why = pz::fault::none;
+    int sys_errno = 0;
+    if (!pz::stream::read_rest(stream, all, &why, &sys_errno)) return pz::read_fault_system(error, why, sys_errno);
+    return pz_variant_from_msgpack(all.data(), all.size(), error);
 }
 
 pz_variant_t *pz_variant_read_msgpack_file(const char *path, pz_read_error_t *error) {

@@ -1,54 +1,18 @@
 // Texts to and from files and streams, apart from the rest so that a port
-// without stdio can leave this file out (and define PZ_NO_STDIO).
+// without stdio can leave this file out (and define PZ_NO_STDIO). A stream
+// is read whole as the stream reader gathers bytes.
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "text/dump.h"
 #include "text/json_writer.h"
 #include "io/file_io.h"
 #include "io/read_error.h"
 #include "pzvariant/hal/pz_hal.h"
+#include "stream/files.h"
 
 namespace {
-
-// The rest of `stream`, NUL-terminated in a HAL block, its length in `len`;
-// null with `why` set when it cannot be read (and the system's errno in
-// `*sys_errno`) or memory runs out.
-char *read_all(FILE *stream, size_t *len, pz::fault *why, int *sys_errno) {
-    char *text = nullptr;
-    size_t size = 0;
-    size_t capacity = 0;
-    for (;;) {
-        if (capacity - size < 2) {
-            const size_t grown_capacity = capacity == 0 ? 4096 : capacity * 2;
-            // (Doubling past the largest size gives nothing.)
-            auto *grown = grown_capacity > capacity
-                              ? static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(grown_capacity)))
-                              : nullptr;
-            if (grown == nullptr) {
-                HAL_Free(text);
-                *why = pz::fault::out_of_memory;
-                return nullptr;
-            }
-            if (size != 0) std::memcpy(grown, text, size);
-            HAL_Free(text);
-            text = grown;
-            capacity = grown_capacity;
-        }
-        const size_t got = std::fread(text + size, 1, capacity - size - 1, stream);
-        size += got;
-        if (got == 0) break;
-    }
-    if (std::ferror(stream)) {
-        *sys_errno = errno;
-        HAL_Free(text);
-        *why = pz::fault::cannot_read;
-        return nullptr;
-    }
-    text[size] = '\0';
-    *len = size;
-    return text;
-}
 
 // A refusal before any text is read (line and column 0), or of the text
 // `text` of `len` bytes at `offset`.
@@ -79,30 +43,24 @@ bool write_text(char *text, FILE *stream) {
     return written;
 }
 
-// The sink's chunks to a stream.
-bool to_stream(const char *bytes, size_t n, void *stream) {
-    return std::fwrite(bytes, 1, n, static_cast<FILE *>(stream)) == n;
-}
-
 // The whole of `stream` read as `format`, plain JSON with the reading
 // `flags` of pz_json_options.h.
 pz_variant_t *read_from(FILE *stream, pz_text_format format, unsigned flags, pz_read_error_t *error) {
     if (stream == nullptr) return pz::read_fault_system(error, pz::fault::cannot_read, EINVAL);
     if (format != PZ_TEXT_DUMP && format != PZ_TEXT_JSON) return refused(error, 0, pz::fault::unknown_format);
+    pz::stream::held_bytes all;
     pz::fault why = pz::fault::none;
-    size_t len = 0;
     int sys_errno = 0;
-    char *text = read_all(stream, &len, &why, &sys_errno);
-    if (text == nullptr) return pz::read_fault_system(error, why, sys_errno);
+    if (!pz::stream::read_rest(stream, all, &why, &sys_errno)) return pz::read_fault_system(error, why, sys_errno);
+    const char *text = all.data();
+    const size_t len = all.size();
     // Plain JSON is read from its length, which refuses a NUL byte where it
     // stands. The dump reader takes a NUL-terminated text, which a NUL
     // inside it would cut short.
     const size_t first_nul = std::strlen(text);
-    pz_variant_t *v = format == PZ_TEXT_JSON ? pz_variant_from_json_opts(text, len, flags, error)
-                      : first_nul < len      ? refused(error, first_nul, pz::fault::nul_byte, text, len)
-                                             : pz_variant_from_dump_ex(text, error);
-    HAL_Free(text);
-    return v;
+    if (format == PZ_TEXT_JSON) return pz_variant_from_json_opts(text, len, flags, error);
+    if (first_nul < len) return refused(error, first_nul, pz::fault::nul_byte, text, len);
+    return pz_variant_from_dump_ex(text, error);
 }
 
 // The file at `path` read as read_from reads a stream.
@@ -138,7 +96,7 @@ bool pz_variant_write_stream(const pz_variant_t *v, FILE *stream, pz_text_format
     if (v == nullptr || stream == nullptr) return false;
     if (format == PZ_TEXT_JSON) {
         // Straight to the stream, with no text in memory.
-        pz::out_sink out(to_stream, stream);
+        pz::out_sink out(pz::stream::to_file, stream);
         const bool written = pz::write_json(v, out, flags) && out.flush();
         return written && std::fputc('\n', stream) != EOF;
     }

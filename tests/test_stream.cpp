@@ -1,0 +1,415 @@
+// Streams of values: every way of cutting a stream into pieces reads as the
+// whole stream does, values and faults alike; the states between pieces;
+// faults placed from the start of the stream; NDJSON going on after a bad
+// line; the limit on one value; memory that follows the value in flight,
+// not the stream; the writers, each value whole or not at all.
+#include <unistd.h>
+
+#include <random>
+#include <thread>
+
+#include "pz_test.h"
+#include "pzvariant/pz_variant.hpp"
+
+namespace {
+
+using Stream = LeakCheckedTest;
+
+// The MessagePack of `v` in hex (a long one by its length and hash):
+// exact for every kind a reader makes.
+std::string packed(const pz_variant_t *v) {
+    size_t len = 0;
+    uint8_t *bytes = pz_variant_to_msgpack(v, 0, &len);
+    std::string hex = bytes == nullptr ? "(unwritable)"
+                      : len <= 64  ? hex_of(bytes, len)
+                                   : std::to_string(len) + "#" +
+                                       std::to_string(std::hash<std::string_view>()({reinterpret_cast<char *>(bytes), len}));
+    HAL_Free(bytes);
+    return hex;
+}
+
+// What a reader gave, in order: each value packed, each error as
+// "!code@offset:line:column"; then how it ended.
+struct reading {
+    std::vector<std::string> items;
+    pz_stream_status last = PZ_STREAM_NEED_MORE;
+    bool operator==(const reading &) const = default;
+};
+
+std::ostream &operator<<(std::ostream &out, const reading &r) {
+    for (const std::string &item : r.items) out << item << " ";
+    return out << "(ends " << r.last << ")";
+}
+
+// Takes every value the reader has; false once it stopped at an error.
+bool drain(pz_stream_reader_t *r, pz_stream_format format, reading *out) {
+    for (;;) {
+        pz_variant_t *v = nullptr;
+        pz_read_error_t e;
+        out->last = pz_stream_reader_next(r, &v, &e);
+        if (out->last == PZ_STREAM_VALUE) {
+            out->items.push_back(packed(v));
+            pz_variant_unref(v);
+            continue;
+        }
+        if (out->last != PZ_STREAM_ERROR) return true;
+        out->items.push_back("!" + std::to_string(e.code) + "@" + std::to_string(e.offset) + ":" +
+                             std::to_string(e.line) + ":" + std::to_string(e.column));
+        if (format != PZ_STREAM_NDJSON) return false;
+    }
+}
+
+// Reads `bytes` fed in pieces that end at `cuts` (ascending), then the
+// rest; then finishes the stream.
+reading read_cut(pz_stream_format format, const std::string &bytes, const std::vector<size_t> &cuts,
+                 size_t limit = 0) {
+    pz_stream_reader_t *r = pz_stream_reader_new(format, limit);
+    reading out;
+    size_t from = 0;
+    bool going = true;
+    for (size_t i = 0; going && i <= cuts.size(); ++i) {
+        const size_t to = i < cuts.size() ? cuts[i] : bytes.size();
+        EXPECT_TRUE(pz_stream_reader_feed(r, bytes.data() + from, to - from));
+        from = to;
+        going = drain(r, format, &out);
+    }
+    if (going) {
+        pz_stream_reader_finish(r);
+        drain(r, format, &out);
+    }
+    pz_stream_reader_free(r);
+    return out;
+}
+
+reading read_whole(pz_stream_format format, const std::string &bytes, size_t limit = 0) {
+    return read_cut(format, bytes, {}, limit);
+}
+
+std::vector<size_t> every_byte(size_t n) {
+    std::vector<size_t> cuts;
+    for (size_t i = 1; i < n; ++i) cuts.push_back(i);
+    return cuts;
+}
+
+// Random values of every kind plain JSON and MessagePack hold, with the
+// texts that test a reader's pieces: escapes, multi-byte UTF-8, numbers of
+// every shape.
+pz_variant_t *random_value(std::mt19937 &rng, int depth) {
+    static const char *const kTexts[] = {"", "plain", "q\"uote", "back\\slash", "line\nbreak", "tab\t\x01",
+                                         "caf\xc3\xa9", "\xe6\x97\xa5\xe6\x9c\xac", "\xf0\x9f\x98\x80", "k"};
+    switch (rng() % (depth < 3 ? 10 : 7)) {
+        case 0: return pz_variant_bool_new(rng() % 2 != 0);
+        case 1: return pz_variant_change_type(pz_variant_bool_new(false), vtype_null);
+        case 2: return pz_variant_int64_new(static_cast<int64_t>(rng()) - (int64_t{1} << 31));
+        case 3: return pz_variant_uint64_new(~uint64_t{0} - rng());
+        case 4: return pz_variant_double_new(std::ldexp(static_cast<double>(rng()) - 1e9, static_cast<int>(rng() % 80) - 40));
+        case 5: {
+            std::string text;
+            for (unsigned n = rng() % 4; n > 0; --n) text += kTexts[rng() % 10];
+            return vstr_sized_new(text.data(), static_cast<uint32_t>(text.size()));
+        }
+        case 6: return pz_variant_int64_new(static_cast<int64_t>(rng() % 10));
+        case 7:
+        case 8: {
+            pz_variant_t *a = pz_variant_array_new();
+            for (unsigned n = rng() % 5; n > 0; --n) append_new(a, random_value(rng, depth + 1));
+            return a;
+        }
+        default: {
+            pz_variant_t *d = pz_variant_dict_new();
+            for (unsigned n = rng() % 5; n > 0; --n) {
+                put_new(d, (std::string(kTexts[rng() % 9 + 1]) + std::to_string(n)).c_str(), random_value(rng, depth + 1));
+            }
+            return d;
+        }
+    }
+}
+
+// A stream of a few random values in `format`, and what each reads back
+// as alone.
+std::string random_stream(std::mt19937 &rng, pz_stream_format format, std::vector<std::string> *alone) {
+    static const char *const kSpaces[] = {" ", "\n", "\r\n\t ", "  \n\n"};
+    std::string bytes;
+    for (unsigned n = 1 + rng() % 6; n > 0; --n) {
+        pz_variant_t *v = random_value(rng, 0);
+        pz_variant_t *back = nullptr;
+        if (format == PZ_STREAM_MSGPACK) {
+            size_t len = 0;
+            uint8_t *b = pz_variant_to_msgpack(v, rng() % 2 != 0 ? PZ_MSGPACK_SMALLEST : 0, &len);
+            bytes.append(reinterpret_cast<const char *>(b), len);
+            back = pz_variant_from_msgpack(b, len, nullptr);
+            HAL_Free(b);
+        } else {
+            const unsigned flags = format == PZ_STREAM_JSON && rng() % 3 == 0 ? PZ_JSON_INDENT : 0;
+            const std::string text = taken(pz_variant_to_json(v, flags));
+            bytes += text + (format == PZ_STREAM_NDJSON ? (rng() % 4 == 0 ? "\r\n\n" : "\n") : kSpaces[rng() % 4]);
+            back = pz_variant_from_json(text.c_str(), nullptr);
+        }
+        alone->push_back(packed(back));
+        pz_variant_unref(back);
+        pz_variant_unref(v);
+    }
+    return bytes;
+}
+
+// Random streams, read whole, give the values written; then, often spoilt
+// by a changed, lost or added byte, they read in random pieces (and a byte
+// at a time) exactly as whole.
+TEST_F(Stream, RandomCutsReadAsTheWholeStream) {
+    std::mt19937 rng(2024);
+    for (const pz_stream_format format : {PZ_STREAM_JSON, PZ_STREAM_NDJSON, PZ_STREAM_MSGPACK}) {
+        for (int round = 0; round < 150; ++round) {
+            std::vector<std::string> alone;
+            std::string bytes = random_stream(rng, format, &alone);
+            const reading whole = read_whole(format, bytes);
+            EXPECT_EQ(whole.items, alone) << format << ": " << bytes;
+            if (rng() % 3 != 0) {
+                const size_t at = rng() % bytes.size();
+                switch (rng() % 3) {
+                    case 0: bytes[at] = static_cast<char>(rng()); break;
+                    case 1: bytes.erase(at, 1); break;
+                    default: bytes.insert(at, 1, static_cast<char>(rng())); break;
+                }
+            }
+            const reading spoilt = read_whole(format, bytes);
+            SCOPED_TRACE(hex_of(bytes.data(), bytes.size()));
+            EXPECT_EQ(read_cut(format, bytes, every_byte(bytes.size())), spoilt);
+            for (int cutting = 0; cutting < 8; ++cutting) {
+                std::vector<size_t> cuts;
+                for (size_t at = rng() % 40; at < bytes.size(); at += 1 + rng() % 40) cuts.push_back(at);
+                EXPECT_EQ(read_cut(format, bytes, cuts), spoilt);
+            }
+        }
+    }
+}
+
+// Cut at every point, streams whose values have escapes, surrogate pairs,
+// multi-byte UTF-8, numbers and literals at the top, and every MessagePack
+// header size read as whole, up to the value cut short at the end.
+TEST_F(Stream, EverySplitPointReadsAsTheWholeStream) {
+    const std::string json = "\xEF\xBB\xBF{\"k\\u00e9\":\"a\\\"b\\\\\\ud83d\\ude00 \xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80\"}"
+                             "-12.5e-3 true[1,[2,{\"x\":null}]]\"s\"7\n1e999 {\"open\":[";
+    pz_variant_t *list = pz_variant_pack("qxtdc", 300, INT64_MIN, UINT64_MAX, -0.25, std::string(300, 'z').c_str());
+    append_new(list, vstr_sized_new(std::string(70000, 'y').data(), 70000));
+    size_t len = 0;
+    uint8_t *b = pz_variant_to_msgpack(list, PZ_MSGPACK_SMALLEST, &len);
+    const std::string msgpack = std::string("\x81\xa1k\xc0\x05", 5) + std::string(reinterpret_cast<char *>(b), len) +
+                                std::string("\xdd\x00\x00\x00\x02\xc3", 6);
+    HAL_Free(b);
+    pz_variant_unref(list);
+    for (const auto &[format, bytes] : {std::pair{PZ_STREAM_JSON, json}, std::pair{PZ_STREAM_MSGPACK, msgpack}}) {
+        const reading whole = read_whole(format, bytes);
+        ASSERT_EQ(whole.items.size(), format == PZ_STREAM_JSON ? 8u : 4u) << whole;
+        EXPECT_EQ(whole.items.back(), "!4@" + std::to_string(bytes.size()) + (format == PZ_STREAM_JSON ? ":2:16" : ":0:0"));
+        const size_t step = bytes.size() > 1000 ? 97 : 1;  // (the 70000-byte text is passed in larger steps)
+        for (size_t cut = 1; cut < bytes.size(); cut += step) {
+            EXPECT_EQ(read_cut(format, bytes, {cut}), whole) << "cut at " << cut;
+        }
+    }
+}
+
+// Between pieces: need more is a state, a number or literal at the top
+// waits for what follows it or for the end, and a fault is final.
+TEST_F(Stream, NeedMoreIsAStateAndAFaultIsFinal) {
+    pz_stream_reader_t *r = pz_stream_reader_new(PZ_STREAM_JSON, 0);
+    pz_variant_t *v = nullptr;
+    pz_read_error_t e;
+    for (const char *piece : {"1", "2", "3", " tru"}) {
+        ASSERT_TRUE(pz_stream_reader_feed(r, piece, std::strlen(piece)));
+        EXPECT_EQ(pz_stream_reader_next(r, &v, &e), std::strcmp(piece, " tru") == 0 ? PZ_STREAM_VALUE : PZ_STREAM_NEED_MORE);
+        EXPECT_EQ(e.code, PZ_READ_OK);
+    }
+    EXPECT_EQ(dumped(v), R"({"int64":123})");
+    pz_variant_unref(v);
+    EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_NEED_MORE);
+    ASSERT_TRUE(pz_stream_reader_feed(r, "e\n [1,\n 2,]", 11));
+    EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_VALUE);
+    pz_variant_unref(v);
+    for (int again = 0; again < 2; ++again) {
+        EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_ERROR);
+        EXPECT_EQ(v, nullptr);
+        EXPECT_EQ(e.code, PZ_READ_TRAILING_COMMA);
+        EXPECT_EQ(std::tie(e.offset, e.line, e.column), std::make_tuple(size_t{16}, size_t{3}, size_t{3}));
+    }
+    EXPECT_FALSE(pz_stream_reader_feed(r, "4", 1));
+    pz_stream_reader_free(r);
+
+    r = pz_stream_reader_new(PZ_STREAM_JSON, 0);
+    pz_stream_reader_feed(r, "{\"a\":", 5);
+    EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_NEED_MORE);
+    pz_stream_reader_finish(r);
+    EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_ERROR);
+    EXPECT_EQ(std::tie(e.code, e.offset, e.column), std::make_tuple(PZ_READ_UNEXPECTED_END, size_t{5}, size_t{6}));
+    pz_stream_reader_free(r);
+}
+
+// NDJSON: a bad line is reported with its line and column, and reading
+// goes on with the next; blank lines and CRLF pass; a line longer than the
+// limit is refused and passed over as it arrives.
+TEST_F(Stream, NdjsonReportsABadLineAndGoesOn) {
+    const std::string text = "{\"a\":1}\n{\"a\":\n\n[1,2]\r\n 7 x\n" + std::string(40, '9') + "\n\"last\"";
+    const reading r = read_cut(PZ_STREAM_NDJSON, text, every_byte(text.size()), 32);
+    const std::vector<std::string> want = {packed(pz::from_json("{\"a\":1}").get()), "!4@13:2:6",
+                                           packed(pz::from_json("[1,2]").get()), "!5@25:5:4", "!15@27:6:1",
+                                           packed(pz::from_json("\"last\"").get())};
+    EXPECT_EQ(r.items, want);
+    EXPECT_EQ(r.last, PZ_STREAM_END);
+}
+
+// The limit: a value of exactly the limit is read, one byte more is
+// refused at its first byte; a MessagePack header announcing more is
+// refused as it arrives, with nothing held for what it announces.
+TEST_F(Stream, TheLimitRefusesALargerValueAndAnAnnouncingHeader) {
+    for (const pz_stream_format format : {PZ_STREAM_JSON, PZ_STREAM_MSGPACK}) {
+        const std::string value = format == PZ_STREAM_JSON ? "[\"" + std::string(10, 'x') + "\"]"
+                                                            : "\x91\xaa" + std::string(10, 'x');
+        const std::string two = value + value;
+        EXPECT_EQ(read_whole(format, two, value.size()).items.size(), 2u);
+        const reading over = read_cut(format, two, every_byte(two.size()), value.size() - 1);
+        EXPECT_EQ(over.items, std::vector<std::string>{format == PZ_STREAM_JSON ? "!15@0:1:1" : "!15@0:0:0"});
+    }
+    // (Counts any address space holds: past it, 32-bit targets refuse a
+    // header as no value can hold it, where it stands.)
+    const std::string headers[] = {std::string("\xdb\x40\x00\x00\x00", 5), std::string("\xdd\x7f\xff\xff\xff", 5),
+                                   std::string("\x92\xc0\xdf\x00\x10\x00\x00", 7)};
+    for (const std::string &header : headers) {
+        pz_stream_reader_t *r = pz_stream_reader_new(PZ_STREAM_MSGPACK, 1 << 20);
+        pz_variant_t *v = nullptr;
+        pz_read_error_t e;
+        ASSERT_TRUE(pz_stream_reader_feed(r, header.data(), header.size()));
+        EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_ERROR);
+        EXPECT_EQ(std::tie(e.code, e.offset), std::make_tuple(PZ_READ_TOO_LARGE, size_t{0}));
+        EXPECT_FALSE(pz_stream_reader_feed(r, "x", 1));
+        pz_stream_reader_free(r);
+    }
+}
+
+// A long NDJSON stream fed 64 KiB at a time costs the piece, the record
+// cut by its end, and what reading one record alone costs: the peak does
+// not grow with the stream.
+TEST_F(Stream, MemoryFollowsTheValueInFlightNotTheStream) {
+    std::string record = R"({"id":1300000000000000000,"user":{"name":"Zo\u00eb","followers":12},"text":")";
+    record += std::string(400, 'w') + R"(","score":12.5,"favorited":false})" "\n";
+    const size_t piece = size_t{64} << 10;
+    hal_reset_peak();
+    long before = hal_live_bytes();
+    pz_variant_unref(pz_variant_from_json_n(record.data(), record.size(), nullptr));
+    const long alone = hal_peak_bytes() - before;
+    auto peak_reading = [&](size_t records) {
+        std::string stream;
+        for (size_t i = 0; i < records; ++i) stream += record;
+        hal_reset_peak();
+        before = hal_live_bytes();
+        pz_stream_reader_t *r = pz_stream_reader_new(PZ_STREAM_NDJSON, 0);
+        size_t values = 0;
+        for (size_t at = 0; at < stream.size(); at += piece) {
+            pz_stream_reader_feed(r, stream.data() + at, std::min(piece, stream.size() - at));
+            pz_variant_t *v = nullptr;
+            while (pz_stream_reader_next(r, &v, nullptr) == PZ_STREAM_VALUE) values += (pz_variant_unref(v), 1);
+        }
+        pz_stream_reader_free(r);
+        EXPECT_EQ(values, records);
+        return hal_peak_bytes() - before;
+    };
+    const long small = peak_reading(300), large = peak_reading(3000);
+    EXPECT_LT(large - small, static_cast<long>(record.size()));
+    // The reader's own state is a few hundred bytes.
+    EXPECT_LT(static_cast<size_t>(large), piece + record.size() + static_cast<size_t>(alone) + 1024)
+        << "peak " << large << ", one record read alone " << alone;
+}
+
+// Writers: each value a line of compact JSON, or back-to-back MessagePack;
+// a value that cannot be written writes nothing; what is written reads
+// back, through a descriptor and a FILE as through memory.
+TEST_F(Stream, WritersAppendWholeValuesThatReadBack) {
+    pz::value record = pz::dict({{"id", 7}, {"tags", pz::array({"a", "b"})}});
+    pz::value pointer = pz::dict({{"p", pz::value(static_cast<void *>(&record))}});
+    pz_stream_writer_t *w = pz_stream_writer_new(PZ_STREAM_NDJSON, PZ_JSON_INDENT | PZ_JSON_REFUSE_POINTERS);
+    EXPECT_TRUE(pz_stream_write(w, record.get()));
+    EXPECT_FALSE(pz_stream_write(w, pointer.get()));
+    EXPECT_TRUE(pz_stream_write(w, pz::value(1.5).get()));
+    size_t len = 0;
+    EXPECT_EQ(taken(static_cast<char *>(pz_stream_writer_take(w, &len))), "{\"id\":7,\"tags\":[\"a\",\"b\"]}\n1.5\n");
+    EXPECT_EQ(pz_stream_writer_take(w, &len), nullptr);
+    pz_stream_writer_free(w);
+
+    std::vector<std::string> calls;
+    w = pz_stream_writer_new_callback(PZ_STREAM_MSGPACK, 0, [](const char *b, size_t n, void *seen) {
+        static_cast<std::vector<std::string> *>(seen)->emplace_back(b, n);
+        return 0;
+    }, &calls);
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(pz_stream_write(w, record.get()));
+    EXPECT_FALSE(pz_stream_write(w, pointer.get()));
+    pz_stream_writer_free(w);
+    ASSERT_EQ(calls.size(), 3u);
+    const std::vector<std::byte> one = record.to_msgpack();
+    EXPECT_EQ(calls[2], std::string(reinterpret_cast<const char *>(one.data()), one.size()));
+
+    // 2000 records through a pipe, written by a thread, each read as soon
+    // as it is whole.
+    int fds[2];
+    ASSERT_EQ(pipe(fds), 0);
+    std::thread writer([&] {
+        pz_stream_writer_t *out = pz_stream_writer_new_fd(PZ_STREAM_MSGPACK, 0, fds[1]);
+        for (int i = 0; i < 2000; ++i) pz_stream_write(out, record.get());
+        pz_stream_writer_free(out);
+        close(fds[1]);
+    });
+    pz_stream_reader_t *r = pz_stream_reader_new(PZ_STREAM_MSGPACK, 0);
+    int read = 0;
+    pz_variant_t *v = nullptr;
+    while (pz_stream_reader_read_fd(r, fds[0], &v, nullptr) == PZ_STREAM_VALUE) {
+        read += pz_variant_equal(v, record.get());
+        pz_variant_unref(v);
+    }
+    writer.join();
+    close(fds[0]);
+    pz_stream_reader_free(r);
+    EXPECT_EQ(read, 2000);
+
+    FILE *file = std::tmpfile();
+    w = pz_stream_writer_new_file(PZ_STREAM_JSON, PZ_JSON_INDENT, file);
+    EXPECT_TRUE(pz_stream_write(w, record.get()) && pz_stream_write(w, record.get()));
+    pz_stream_writer_free(w);
+    std::rewind(file);
+    int values = 0;
+    for (pz::value got : pz::value_stream(file, PZ_STREAM_JSON)) values += got.to_json() == record.to_json();
+    EXPECT_EQ(values, 2);
+    std::fclose(file);
+}
+
+// C++: a range over a stream's values, going on after a bad NDJSON line;
+// a writer to a std::ostream; a reader fed by hand.
+TEST_F(Stream, CppRangesAndWriters) {
+    std::ostringstream text;
+    pz::stream_writer out(text, PZ_STREAM_NDJSON);
+    out.write(pz::dict({{"n", 1}})).write(pz::array({true}));
+    EXPECT_THROW(out.write(pz::value()), pz::error);
+    std::istringstream in(text.str() + "{oops\n\"end\"\n");
+    pz::value_stream values(in, PZ_STREAM_NDJSON);
+    std::vector<std::string> seen;
+    for (;;) {
+        try {
+            for (pz::value v : values) seen.push_back(v.to_json());
+            break;
+        } catch (const pz::parse_error &e) {
+            seen.push_back("line " + std::to_string(e.line()));
+        }
+    }
+    EXPECT_EQ(seen, (std::vector<std::string>{R"({"n":1})", "[true]", "line 3", R"("end")"}));
+
+    pz::stream_reader reader(PZ_STREAM_MSGPACK);
+    const std::vector<std::byte> bytes = pz::array({1, 2}).to_msgpack();
+    reader.feed(bytes.data(), 2);
+    EXPECT_FALSE(reader.next().has_value());
+    reader.feed(bytes.data() + 2, bytes.size() - 2);
+    std::optional<pz::value> got = reader.next();
+    ASSERT_TRUE(got.has_value());
+    EXPECT_EQ(*got, pz::array({1, 2}));
+    reader.finish();
+    EXPECT_FALSE(reader.next().has_value());
+    EXPECT_TRUE(reader.ended());
+    EXPECT_THROW(reader.feed("x"), pz::error);
+}
+
+}  // namespace
