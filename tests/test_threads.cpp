@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "pz_test.h"
+#include "pzvariant/pz_build.h"
 
 namespace {
 
@@ -149,6 +150,31 @@ TEST_F(ConcurrentReaderThreads, DumpCopyGetCompareAndParseAtOnce) {
     EXPECT_EQ(wrong, std::vector<std::string>(std::size(own)));
     EXPECT_EQ(refcount(shared), 1) << "every reference a reader took was dropped";
     pz_variant_unref(shared);
+}
+
+// A key set in use on one thread is not seen by another: the other thread's
+// dictionaries make their own keys.
+TEST_F(ThreadStress, KeySetInUseIsItsThreadsOwn) {
+    pz_keys_t *keys = pz_keys_new();
+    pz_keys_t *before = pz_keys_use(keys);
+    const auto first_key = [](const pz_variant_t *d) {
+        uint32_t pos = 0;
+        const pz_string_t *key = nullptr;
+        pz_variant_dict_next(d, &pos, &key, nullptr);
+        return key;
+    };
+    pz_variant_t *here = pz_variant_dict_new(), *there = nullptr, *again = pz_variant_dict_new();
+    vdict_set_int64(here, "name", 1);
+    std::thread([&there] {
+        there = pz_variant_dict_new();
+        vdict_set_int64(there, "name", 2);
+    }).join();
+    vdict_set_int64(again, "name", 3);
+    EXPECT_EQ(first_key(here), first_key(again));
+    EXPECT_NE(first_key(there), first_key(here));
+    pz_keys_use(before);
+    pz_keys_free(keys);
+    for (pz_variant_t *v : {here, there, again}) pz_variant_unref(v);
 }
 
 }  // namespace
