@@ -8,7 +8,7 @@
 #ifndef PZ_BUFFERS_H
 #define PZ_BUFFERS_H
 
-#include "pz_variant.h"
+#include "pz_types.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -4,7 +4,7 @@
 #ifndef PZ_DUMP_N_H
 #define PZ_DUMP_N_H
 
-#include "pz_variant.h"
+#include "pz_types.h"
 
 #ifdef __cplusplus
 extern "C" {

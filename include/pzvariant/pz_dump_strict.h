@@ -5,7 +5,7 @@
 #ifndef PZ_DUMP_STRICT_H
 #define PZ_DUMP_STRICT_H
 
-#include "pz_variant.h"
+#include "pz_types.h"
 
 #ifdef __cplusplus
 extern "C" {

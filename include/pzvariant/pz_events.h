@@ -3,7 +3,7 @@
 #ifndef PZ_EVENTS_H
 #define PZ_EVENTS_H
 
-#include "pz_variant.h"
+#include "pz_types.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -4,7 +4,7 @@
 #ifndef PZ_HASH_H
 #define PZ_HASH_H
 
-#include "pz_variant.h"
+#include "pz_types.h"
 
 #ifdef __cplusplus
 extern "C" {

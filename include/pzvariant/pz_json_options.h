@@ -6,7 +6,11 @@
 #ifndef PZ_JSON_OPTIONS_H
 #define PZ_JSON_OPTIONS_H
 
-#include "pz_variant.h"
+#ifndef PZ_NO_STDIO
+#include <stdio.h>
+#endif
+
+#include "pz_types.h"
 
 #ifdef __cplusplus
 extern "C" {

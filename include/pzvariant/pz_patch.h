@@ -11,7 +11,7 @@
 #ifndef PZ_PATCH_H
 #define PZ_PATCH_H
 
-#include "pz_variant.h"
+#include "pz_types.h"
 
 #ifdef __cplusplus
 extern "C" {

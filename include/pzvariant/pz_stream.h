@@ -26,7 +26,11 @@
 #ifndef PZ_STREAM_H
 #define PZ_STREAM_H
 
-#include "pz_variant.h"
+#ifndef PZ_NO_STDIO
+#include <stdio.h>
+#endif
+
+#include "pz_types.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -32,6 +32,11 @@
 #include "cpp/text.hpp"
 #include "cpp/files.hpp"
 #include "cpp/shared_keys.hpp"
+#include "cpp/patch.hpp"
+#include "cpp/json_options.hpp"
+#include "cpp/dump_strict.hpp"
+#include "cpp/events.hpp"
+#include "cpp/stream.hpp"
 
 /** The C++ interface: pz::value and the functions that make values. */
 namespace pz {
@@ -42,11 +47,5 @@ namespace pz {
  * @{ */
 /** @} */
 }  // namespace pz
-
-#include "pz_patch.hpp"
-#include "pz_json_options.hpp"
-#include "pz_dump_strict.hpp"
-#include "pz_events.hpp"
-#include "pz_stream.hpp"
 
 #endif  // PZ_VARIANT_HPP

@@ -40,9 +40,9 @@ bool writer::grow(size_t need) {
     return true;
 }
 
-bool writer::write(const pz_variant_t *v) {
+bool writer::append_value(const pz_variant_t *v) {
     if (v == nullptr) return false;
-    // After the value: JSON's line break, and room for take()'s terminator.
+    // After the value: JSON's line break, and room for take_bytes()'s terminator.
     const size_t after = msgpack_ ? 1 : 2;
     size_t size = 0;
     if (!encode(v, &size)) return false;
@@ -58,7 +58,7 @@ bool writer::write(const pz_variant_t *v) {
     return taken;
 }
 
-void *writer::take(size_t *len) {
+void *writer::take_bytes(size_t *len) {
     char *bytes = fn_ == nullptr && used_ != 0 ? buf_ : nullptr;
     if (len != nullptr) *len = bytes != nullptr ? used_ : 0;
     if (bytes == nullptr) return nullptr;
@@ -92,10 +92,10 @@ void pz_stream_writer_free(pz_stream_writer_t *writer) {
     HAL_Free(writer);
 }
 
-bool pz_stream_write(pz_stream_writer_t *writer, const pz_variant_t *v) { return writer != nullptr && writer->write(v); }
+bool pz_stream_write(pz_stream_writer_t *writer, const pz_variant_t *v) { return writer != nullptr && writer->append_value(v); }
 
 void *pz_stream_writer_take(pz_stream_writer_t *writer, size_t *len) {
-    if (writer != nullptr) return writer->take(len);
+    if (writer != nullptr) return writer->take_bytes(len);
     if (len != nullptr) *len = 0;
     return nullptr;
 }

@@ -12,14 +12,16 @@ namespace pz::stream {
 class writer {
 public:
     // Hands each value's bytes to `fn` with `data`; with a null `fn` they
-    // stay in memory for take().
+    // stay in memory for take_bytes().
     writer(pz_stream_format format, unsigned flags, pz_write_callback_t fn, void *data);
     writer(const writer &) = delete;
     writer &operator=(const writer &) = delete;
     ~writer();
 
-    bool write(const pz_variant_t *v);
-    void *take(size_t *len);
+    // Appends `v` whole, or nothing of it.
+    bool append_value(const pz_variant_t *v);
+    // The bytes held, in a new HAL block the caller frees; null when none.
+    void *take_bytes(size_t *len);
 
 private:
     bool encode(const pz_variant_t *v, size_t *size);

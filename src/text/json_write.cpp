@@ -329,9 +329,9 @@ struct user_callback {
 }  // namespace
 
 bool pz::write_json(const pz_variant_t *v, out_sink &out, unsigned flags, pz_status *why) {
-    json_writer writer(out, flags);
-    const bool written = writer.value(v) && !out.failed();
-    if (why != nullptr) *why = written ? PZ_STATUS_OK : writer.why();
+    json_writer w(out, flags);
+    const bool written = w.value(v) && !out.failed();
+    if (why != nullptr) *why = written ? PZ_STATUS_OK : w.why();
     return written;
 }
 

@@ -1,15 +1,19 @@
-/** @file pz_patch.hpp
+/** @file cpp/patch.hpp
  * C++ interface to JSON Patch (RFC 6902) and diff, over pz_patch.h:
  *
  *     pz::value doc = pz::from_json(R"({"name": "a", "tags": []})");
  *     pz::apply_patch(doc, pz::from_json(R"([{"op": "add", "path": "/tags/-", "value": "x"}])"));
  *     pz::value back = pz::diff(doc, original);   // applied to doc, gives original
  *
- * Included by pz_variant.hpp. */
-#ifndef PZ_PATCH_HPP
-#define PZ_PATCH_HPP
+ * Part of the C++ interface: include <pzvariant/pz_variant.hpp>. */
+#ifndef PZ_CPP_PATCH_HPP
+#define PZ_CPP_PATCH_HPP
 
-#include "pz_variant.hpp"
+#include <cstddef>
+#include <new>
+
+#include "../pz_patch.h"
+#include "value.hpp"
 
 namespace pz {
 
@@ -62,4 +66,4 @@ inline value diff(const value &from, const value &to) {
 
 }  // namespace pz
 
-#endif  // PZ_PATCH_HPP
+#endif  // PZ_CPP_PATCH_HPP

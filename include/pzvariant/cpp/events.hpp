@@ -1,4 +1,4 @@
-/** @file pz_events.hpp
+/** @file cpp/events.hpp
  * C++ interface to the event readers of pz_events.h: a visitor whose
  * members are called with what the reader sees, in input order, and no
  * value made.
@@ -10,16 +10,18 @@
  *     };
  *     counter c;
  *     pz::read_json_events(text, c);   // throws pz::parse_error when refused
- */
-#ifndef PZ_EVENTS_HPP
-#define PZ_EVENTS_HPP
+ *
+ * Part of the C++ interface: include <pzvariant/pz_variant.hpp>. */
+#ifndef PZ_CPP_EVENTS_HPP
+#define PZ_CPP_EVENTS_HPP
 
 #include <cstddef>
 #include <exception>
 #include <new>
 #include <string_view>
 
-#include "pz_variant.hpp"
+#include "../pz_events.h"
+#include "view.hpp"
 
 namespace pz {
 
@@ -167,4 +169,4 @@ inline events_read read_msgpack_events(const void *data, std::size_t len, events
 
 }  // namespace pz
 
-#endif  // PZ_EVENTS_HPP
+#endif  // PZ_CPP_EVENTS_HPP

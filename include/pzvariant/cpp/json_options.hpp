@@ -1,15 +1,20 @@
-/** @file pz_json_options.hpp
+/** @file cpp/json_options.hpp
  * C++ interface to the options of plain JSON (pz_json_options.h):
  *
  *     std::string signed_text = pz::to_json(doc, PZ_JSON_CANONICAL);
  *     std::string for_people = pz::to_json(doc, PZ_JSON_INDENT_WIDTH(4) | PZ_JSON_SORT_KEYS);
  *     pz::value cfg = pz::from_json(text, PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS);
  *
- * Included by pz_variant.hpp. */
-#ifndef PZ_JSON_OPTIONS_HPP
-#define PZ_JSON_OPTIONS_HPP
+ * Part of the C++ interface: include <pzvariant/pz_variant.hpp>. */
+#ifndef PZ_CPP_JSON_OPTIONS_HPP
+#define PZ_CPP_JSON_OPTIONS_HPP
 
-#include "pz_variant.hpp"
+#include <string>
+#include <string_view>
+
+#include "../pz_json_options.h"
+#include "../pz_status.h"
+#include "text.hpp"
 
 namespace pz {
 
@@ -43,4 +48,4 @@ inline value from_json(std::string_view text, unsigned flags) {
 
 }  // namespace pz
 
-#endif  // PZ_JSON_OPTIONS_HPP
+#endif  // PZ_CPP_JSON_OPTIONS_HPP

@@ -1,13 +1,16 @@
-/** @file pz_dump_strict.hpp
+/** @file cpp/dump_strict.hpp
  * C++ interface to the strict reader of the typed dump (pz_dump_strict.h):
  *
  *     pz::value v = pz::from_dump_strict(text);   // throws where from_dump would skip or wrap
  *
- * Included by pz_variant.hpp. */
-#ifndef PZ_DUMP_STRICT_HPP
-#define PZ_DUMP_STRICT_HPP
+ * Part of the C++ interface: include <pzvariant/pz_variant.hpp>. */
+#ifndef PZ_CPP_DUMP_STRICT_HPP
+#define PZ_CPP_DUMP_STRICT_HPP
 
-#include "pz_variant.hpp"
+#include <string_view>
+
+#include "../pz_dump_strict.h"
+#include "text.hpp"
 
 namespace pz {
 
@@ -27,4 +30,4 @@ inline value from_dump_strict(std::string_view text) {
 
 }  // namespace pz
 
-#endif  // PZ_DUMP_STRICT_HPP
+#endif  // PZ_CPP_DUMP_STRICT_HPP

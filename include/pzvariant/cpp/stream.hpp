@@ -1,12 +1,12 @@
 // pzvariant: streams of values in C++ (see pz_stream.h for the forms and
-// their rules). Included by pz_variant.hpp.
+// their rules). Part of the C++ interface: include <pzvariant/pz_variant.hpp>.
 //
 //   for (pz::value v : pz::value_stream(stdin, PZ_STREAM_NDJSON)) { ... }
 //
 //   pz::stream_writer out(stdout, PZ_STREAM_NDJSON);
 //   out.write(record);
-#ifndef PZ_STREAM_HPP
-#define PZ_STREAM_HPP
+#ifndef PZ_CPP_STREAM_HPP
+#define PZ_CPP_STREAM_HPP
 
 #include <cstddef>
 #include <cstdint>
@@ -20,7 +20,8 @@
 #include <string_view>
 #include <utility>
 
-#include "pz_variant.hpp"
+#include "../pz_stream.h"
+#include "value.hpp"
 
 namespace pz {
 
@@ -311,4 +312,4 @@ private:
 
 }  // namespace pz
 
-#endif  // PZ_STREAM_HPP
+#endif  // PZ_CPP_STREAM_HPP
