@@ -2,8 +2,6 @@
 // form (against RFC 8785's own examples, in json_cases/canonical/) and
 // literals for the non-finite numbers.
 #include <cmath>
-#include <filesystem>
-#include <iterator>
 
 #include "pz_test.h"
 #include "pzvariant/pz_variant.hpp"
@@ -13,11 +11,6 @@ namespace {
 namespace fs = std::filesystem;
 using JsonOptions = LeakCheckedTest;
 
-std::string slurp(const fs::path &path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 const fs::path kCanonical = fs::path(PZ_JSON_CASES_DIR) / "canonical";
 
 std::string canonical(const pz_variant_t *v) { return taken(pz_variant_to_json(v, PZ_JSON_CANONICAL)); }
@@ -26,13 +19,11 @@ std::string canonical(const pz_variant_t *v) { return taken(pz_variant_to_json(v
 // newline), and that text reads back to a value whose canonical text it is.
 TEST_F(JsonOptions, CanonicalFormOfTheRfcExamples) {
     int cases = 0;
-    for (const auto &entry : fs::directory_iterator(kCanonical)) {
-        if (entry.path().extension() != ".json") continue;
-        SCOPED_TRACE(entry.path().filename().string());
+    for (const fs::path &path : json_cases("canonical")) {
+        SCOPED_TRACE(path.filename().string());
         ++cases;
-        std::string want = slurp(fs::path(entry.path()).replace_extension(".out"));
-        want.pop_back();
-        pz_variant_t *v = json_read(slurp(entry.path()).c_str());
+        const std::string want = slurp(fs::path(path).replace_extension(".out"));
+        pz_variant_t *v = json_read(slurp(path).c_str());
         EXPECT_EQ(canonical(v), want);
         pz_variant_t *back = json_read(want.c_str());
         EXPECT_EQ(canonical(back), want);

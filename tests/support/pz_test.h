@@ -6,8 +6,11 @@
 #include <gtest/gtest.h>
 
 // Also the standard headers most tests use, so that they need not repeat them.
+#include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -95,6 +98,26 @@ void for_each_case(const std::string &name, Check check) {
     }
     EXPECT_GT(cases, 0) << path << " holds no case";
 }
+
+// The bytes of the file at `path`; a .out file's without its final newline.
+inline std::string slurp(const std::filesystem::path &path) {
+    std::ifstream in(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    if (path.extension() == ".out" && !text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
+#ifdef PZ_JSON_CASES_DIR
+// The .json cases of json_cases/`folder`, in order.
+inline std::vector<std::filesystem::path> json_cases(const std::filesystem::path &folder) {
+    std::vector<std::filesystem::path> cases;
+    for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(PZ_JSON_CASES_DIR) / folder)) {
+        if (entry.path().extension() == ".json") cases.push_back(entry.path());
+    }
+    std::sort(cases.begin(), cases.end());
+    return cases;
+}
+#endif
 
 // Store a new value in a container and drop the caller's reference to it.
 inline void put_new(pz_variant_t *dict, const char *key, pz_variant_t *value) {
