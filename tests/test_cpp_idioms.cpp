@@ -1,15 +1,13 @@
 // The everyday C++ idioms: standard iteration and algorithms, lookups that
 // throw, hashing, conversions of the standard containers and of a user's
-// struct, converting reads, comparisons in place, files, and paths that say
-// why they found nothing. Each failure is the C library's status, mapped.
+// struct, converting reads, comparisons in place, and paths that say why
+// they found nothing (files are in test_writers.cpp). Each failure is the C library's status, mapped.
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <map>
 #include <optional>
 #include <ranges>
 #include <span>
-#include <system_error>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -262,43 +260,6 @@ TEST_F(CppIdioms, ReadsAndComparisonsThroughViewsAllocateNothing) {
     EXPECT_TRUE(doc["tag"] == "alert" && doc["n"] == 5);
     EXPECT_EQ(hal_malloc_calls(), mallocs) << "compared in place";
     EXPECT_EQ(hal_atomic_incs(), incs + 2) << "only the two handles doc[...] made";
-}
-
-TEST_F(CppIdioms, FilesThrowTheSystemsReasonOrTheParseError) {
-    const std::string dir = ::testing::TempDir();
-    const pz::value doc = pz::from_json(kEvents);
-    for (auto format : {pz::file_format::json, pz::file_format::dump, pz::file_format::msgpack}) {
-        pz::write_file(dir + "pz_cpp_file", doc, format, format == pz::file_format::json ? PZ_JSON_INDENT : 0);
-        EXPECT_EQ(pz::read_file(dir + "pz_cpp_file", format), doc) << static_cast<int>(format);
-    }
-    try {
-        pz::read_file(dir + "no-such-file.json");
-        ADD_FAILURE();
-    } catch (const std::system_error &e) {
-        EXPECT_EQ(e.code(), std::errc::no_such_file_or_directory);
-    }
-    try {
-        pz::write_file(dir + "no-such-dir/x.json", doc);
-        ADD_FAILURE();
-    } catch (const std::system_error &e) {
-        EXPECT_EQ(e.code(), std::errc::no_such_file_or_directory);
-    }
-    {
-        std::ofstream(dir + "pz_cpp_broken.json") << "{\n  \"a\": [1,\n  2,]\n}";
-    }
-    try {
-        pz::read_file(dir + "pz_cpp_broken.json");
-        ADD_FAILURE();
-    } catch (const pz::parse_error &e) {
-        EXPECT_EQ(e.code(), PZ_READ_TRAILING_COMMA);
-        EXPECT_EQ(e.line(), 3u);
-    }
-    pz::value loop = pz::array({});
-    loop.push_back(loop);
-    EXPECT_THROW(pz::write_file(dir + "pz_cpp_file", loop, pz::file_format::dump), pz::error);
-    EXPECT_EQ(pz::read_file(dir + "pz_cpp_file", pz::file_format::msgpack), doc) << "the file as it was";
-    EXPECT_THROW(pz::write_file(dir + "pz_cpp_file", pz::value()), pz::error);
-    pz_variant_array_clear(loop.get());
 }
 
 TEST_F(CppIdioms, WritersRefuseWhatTheCWritersRefuse) {

@@ -77,12 +77,13 @@ int sweep_alloc_failures(Op op) {
     }
 }
 
-// Calls `check(fields)` for each line of dump_cases/`name` that is neither
-// blank nor a comment, its fields split at tabs, with the line traced. A
-// file that cannot be read, or holds no case, fails the test.
+// Calls `check(fields)` for each line of dump_cases/`name` (or of the file
+// at an absolute `name`) that is neither blank nor a comment, its fields
+// split at tabs, with the line traced. A file that cannot be read, or holds
+// no case, fails the test.
 template <class Check>
-void for_each_case(const std::string &name, Check check) {
-    const std::string path = std::string(PZ_DUMP_CASES_DIR) + "/" + name;
+void for_each_case(const std::filesystem::path &name, Check check) {
+    const std::string path = (std::filesystem::path(PZ_DUMP_CASES_DIR) / name).string();
     std::ifstream in(path);
     ASSERT_TRUE(in) << path;
     std::string line;
