@@ -212,27 +212,28 @@ bool lexer::real_number(const char *start, number_token *out) {
     return true;
 }
 
-// The fraction and exponent at `p`, after the `digits` integer digits that
-// made `mantissa`. Up to 19 significant digits go on into the mantissa;
-// when it stays within 2^53 and the power of ten within 22, both are exact
-// doubles and one division or product rounds correctly. Anything else is
-// read by from_chars, and a malformed number by the general path, which
-// says why.
-bool lexer::fraction(const char *p, uint64_t mantissa, int digits, number_token *out) {
-    const char *start = p_;
+namespace {
+
+// A decimal number as the fast path reads it: up to 19 significant digits
+// in `mantissa` (`digits` of them), times ten to `power`; `exact` while
+// every digit past those is a zero.
+struct decimal {
+    uint64_t mantissa;
+    int digits;
     int power = 0;
     bool exact = true;
-    auto digit_run = [&](bool into_mantissa) {
-        const char *first = p;
+
+    // Takes the fraction's digits from `p` (eight at a time while they
+    // fit); where they stop.
+    const char *take_fraction(const char *p, const char *end) {
         uint64_t eight = 0;
-        while (into_mantissa && digits <= 11 && end_ - p >= 8 && eight_digits(p, &eight)) {
+        while (digits <= 11 && end - p >= 8 && eight_digits(p, &eight)) {
             mantissa = mantissa * 100000000 + eight;
             digits += 8;
             power -= 8;
             p += 8;
         }
-        for (; p < end_ && is_digit(*p); ++p) {
-            if (!into_mantissa) continue;
+        for (; p < end && is_digit(*p); ++p) {
             if (digits < 19) {
                 mantissa = mantissa * 10 + static_cast<unsigned>(*p - '0');
                 ++digits;
@@ -241,29 +242,62 @@ bool lexer::fraction(const char *p, uint64_t mantissa, int digits, number_token 
                 exact &= *p == '0';
             }
         }
-        return p > first;
-    };
-    if (*p == '.' && (++p, !digit_run(true))) return real_number(start, out);
-    if (p < end_ && (*p | 0x20) == 'e') {
-        ++p;
-        const bool minus = p < end_ && *p == '-';
-        if (p < end_ && (*p == '+' || *p == '-')) ++p;
-        const char *exponent = p;
-        if (!digit_run(false)) return real_number(start, out);
+        return p;
+    }
+
+    // Takes the exponent's sign and digits from `p` into `power`; where
+    // they stop, or null when no digit is there.
+    const char *take_exponent(const char *p, const char *end) {
+        const bool minus = p < end && *p == '-';
+        if (p < end && (*p == '+' || *p == '-')) ++p;
+        const char *first = p;
         int e = 0;
-        for (const char *d = exponent; d < p && e < 1000; ++d) e = e * 10 + (*d - '0');
+        for (; p < end && is_digit(*p); ++p) e = e < 1000 ? e * 10 + (*p - '0') : e;
+        if (p == first) return nullptr;
         power += minus ? -e : e;
+        return p;
+    }
+
+    // The double, when one rounding gives it: a mantissa within 2^53 and a
+    // power of ten within 22 are both exact doubles, and one division or
+    // product rounds correctly. (Where doubles are computed wider and
+    // rounded again, never: the general path serves there.)
+    bool value(bool negative, double *out) const {
+        static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                             1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+        if (FLT_EVAL_METHOD != 0 || !exact || mantissa > (uint64_t{1} << 53) || power < -22 || power > 22) {
+            return false;
+        }
+        const auto m = static_cast<double>(mantissa);
+        const double v = power < 0 ? m / kPowers[-power] : m * kPowers[power];
+        *out = negative ? -v : v;
+        return true;
+    }
+};
+
+}  // namespace
+
+// The fraction and exponent at `p`, after the `digits` integer digits that
+// made `mantissa`. Up to 19 significant digits go on into the mantissa;
+// when it stays within 2^53 and the power of ten within 22, both are exact
+// doubles and one division or product rounds correctly. Anything else is
+// read by from_chars, and a malformed number by the general path, which
+// says why.
+bool lexer::fraction(const char *p, uint64_t mantissa, int digits, number_token *out) {
+    const char *start = p_;
+    decimal d{mantissa, digits};
+    if (*p == '.') {
+        const char *first = ++p;
+        p = d.take_fraction(p, end_);
+        if (p == first) return real_number(start, out);
+    }
+    if (p < end_ && (*p | 0x20) == 'e') {
+        p = d.take_exponent(p + 1, end_);
+        if (p == nullptr) return real_number(start, out);
     }
     out->integer = false;
     out->negative = *start == '-';
-    static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-    // (Where doubles are computed wider and rounded again, the general path.)
-    if (FLT_EVAL_METHOD == 0 && exact && mantissa <= (uint64_t{1} << 53) && power >= -22 && power <= 22) {
-        const auto m = static_cast<double>(mantissa);
-        const double value = power < 0 ? m / kPowers[-power] : m * kPowers[power];
-        out->value = out->negative ? -value : value;
-    } else {
+    if (!d.value(out->negative, &out->value)) {
         out->value = double_of(start, p);
         if (refuse_overflow_ && std::isinf(out->value)) return fail(start, fault::number_overflow);
     }
