@@ -1,12 +1,15 @@
 // Checked reads: the conversions of dump_cases/checked_read_cases.txt, each
-// read as a value, as an array element and as a dictionary entry; then what
-// a dump text cannot spell (absence in containers, NaN, pointers).
+// read as a value, as an array element, as a dictionary entry and through
+// C++'s get_as; then what a dump text cannot spell (absence in containers,
+// NaN, pointers).
 #include <cmath>
 #include <functional>
 #include <map>
+#include <span>
 
 #include "pz_test.h"
 #include "core/kinds.h"
+#include "pzvariant/pz_variant.hpp"
 
 namespace {
 
@@ -14,8 +17,9 @@ using CheckedReads = LeakCheckedTest;
 
 const char *const kStatus[] = {"ok", "absent", "wrong_kind", "out_of_range"};
 
-// Where a read looks: the value itself, element 0 of an array, key "k".
-enum class form { value, index, key };
+// Where a read looks: the value itself, element 0 of an array, key "k";
+// or the value read by pz::view::get_as.
+enum class form { value, index, key, cpp };
 
 // What an out parameter holds before a read, which a failed read must keep.
 template <class T>
@@ -52,6 +56,16 @@ std::string outcome(Read read, Make make) {
     return text;
 }
 
+// What get_as gives, as the case files write a read: "none" for nothing.
+template <class T, class Make>
+std::string cpp_outcome(const std::optional<T> &got, Make make) {
+    if (!got) return "none";
+    pz_variant_t *v = make(*got);
+    std::string text = "ok\t" + dumped(v);
+    pz_variant_unref(v);
+    return text;
+}
+
 #define PZ_IN_FORM(f, where, name, ...)                                                 \
     ((f) == form::value ? pz_variant_get_##name(where, __VA_ARGS__)                     \
      : (f) == form::index ? varray_get_##name(where, 0, __VA_ARGS__)                    \
@@ -61,12 +75,18 @@ using reader = std::function<std::string(form, const pz_variant_t *)>;
 const std::map<std::string, reader> kReaders = {
 #define PZ_READER(name, ctype, code, va_type)                                                        \
     {#name, [](form f, const pz_variant_t *w) {                                                      \
+         if (f == form::cpp) return cpp_outcome(pz::view(w).get_as<ctype>(), pz_variant_##name##_new); \
          return outcome<ctype>([&](ctype *out) { return PZ_IN_FORM(f, w, name, out); },             \
                                pz_variant_##name##_new);                                             \
      }},
     PZ_SCALAR_KINDS(PZ_READER)
 #undef PZ_READER
     {"str", [](form f, const pz_variant_t *w) {
+         if (f == form::cpp) {
+             return cpp_outcome(pz::view(w).get_as<std::string_view>(), [](std::string_view s) {
+                 return vstr_sized_new(s.data(), static_cast<uint32_t>(s.size()));
+             });
+         }
          return outcome<span<char>>([&](span<char> *o) { return PZ_IN_FORM(f, w, str, &o->data, &o->len); },
                                     [](span<char> o) {
                                         EXPECT_NE(o.data, nullptr) << "a text is never null";
@@ -74,6 +94,11 @@ const std::map<std::string, reader> kReaders = {
                                     });
      }},
     {"bytes", [](form f, const pz_variant_t *w) {
+         if (f == form::cpp) {
+             return cpp_outcome(pz::view(w).get_as<std::span<const std::byte>>(), [](std::span<const std::byte> s) {
+                 return vstr_buf_new(reinterpret_cast<const uint8_t *>(s.data()), static_cast<uint32_t>(s.size()));
+             });
+         }
          return outcome<span<uint8_t>>(
              [&](span<uint8_t> *o) { return PZ_IN_FORM(f, w, bytes, &o->data, &o->len); },
              [](span<uint8_t> o) { return vstr_buf_new(o.data, o.len); });
@@ -96,6 +121,7 @@ TEST_F(CheckedReads, ConvertOnlyWhatIsKeptExactlyInEveryForm) {
         EXPECT_EQ(read(form::value, source), want);
         EXPECT_EQ(read(form::index, array), want);
         EXPECT_EQ(read(form::key, dict), want);
+        EXPECT_EQ(read(form::cpp, source), f[2] == "ok" ? want : "none");
         for (pz_variant_t *v : {array, dict, source, expected}) pz_variant_unref(v);
     });
 }

@@ -1,10 +1,7 @@
-// The C++ interface: reference handling, exact and converting reads,
-// iteration, writes and their misuse, copies, merges, dumps, packing and
-// allocation failure.
-#include "pzvariant/pz_variant.hpp"
-
-
+// The C++ interface: reference handling, exact reads, writes and their
+// misuse, copies, merges, dumps and packing.
 #include "pz_test.h"
+#include "pzvariant/pz_variant.hpp"
 
 namespace {
 
@@ -48,41 +45,6 @@ TEST_F(CppApi, ConstructionPicksTheKindAndGetMatchesItExactly) {
     EXPECT_EQ(text.value_or("none"), std::string("a\0b", 3));
     EXPECT_EQ(v.value_or("none"), "none");
     EXPECT_TRUE(pz::value::null().is_null() && pz::value().is_null() && !pz::value(false).is_null());
-}
-
-TEST_F(CppApi, GetAsConvertsAsTheCCheckedReadsDo) {
-    EXPECT_EQ(pz::value(int32_t{8080}).get_as<uint16_t>(), 8080);
-    EXPECT_EQ(pz::value(int8_t{-128}).get_as<int8_t>(), -128);
-    EXPECT_EQ(pz::value(INT64_MIN).get_as<int64_t>(), INT64_MIN);
-    EXPECT_EQ(pz::value(UINT64_MAX).get_as<uint64_t>(), UINT64_MAX);
-    EXPECT_FALSE(pz::value(int32_t{-1}).get_as<uint64_t>()) << "negative into unsigned";
-    EXPECT_FALSE(pz::value(int32_t{-129}).get_as<int8_t>()) << "below the lowest";
-    EXPECT_FALSE(pz::value(uint32_t{65536}).get_as<uint16_t>()) << "above the highest";
-    EXPECT_FALSE(pz::value(UINT64_MAX).get_as<int64_t>());
-    EXPECT_EQ(pz::value(1.0).get_as<int32_t>(), 1) << "an integral double";
-    EXPECT_FALSE(pz::value(1.5).get_as<int32_t>());
-    EXPECT_EQ(pz::value(int64_t{5}).get_as<double>(), 5.0);
-    EXPECT_FALSE(pz::value(int64_t{(1LL << 53) + 1}).get_as<double>()) << "not exact as a double";
-    EXPECT_FALSE(pz::value(0.1).get_as<float>());
-    EXPECT_EQ(pz::value(0.5).get_as<float>(), 0.5f);
-    EXPECT_FALSE(pz::value(1).get_as<bool>()) << "a flag only from a flag";
-    EXPECT_FALSE(pz::value("7").get_as<int>()) << "no parsing of texts";
-    EXPECT_FALSE(pz::value::null().get_as<int>());
-}
-
-TEST_F(CppApi, ContainersIterateInInsertionOrder) {
-    pz::value rec = pz::dict({{"zeta", 1}, {"alpha", pz::array({1, "two", 3.0})}, {"mid", true}});
-    std::vector<std::string> keys;
-    // The entries and elements of a temporary outlive it (ASan sees a dangling key).
-    for (const auto &[key, element] : pz::from_dump(rec.dump()).entries()) keys.emplace_back(key);
-    EXPECT_EQ(keys, (std::vector<std::string>{"zeta", "alpha", "mid"}));
-    std::vector<pz::kind> kinds;
-    for (const pz::value &e : pz::from_dump(rec.dump())["alpha"].elements()) kinds.push_back(e.kind());
-    EXPECT_EQ(kinds, (std::vector<pz::kind>{pz::kind::int32, pz::kind::string, pz::kind::float64}));
-    EXPECT_FALSE(rec["alpha"][3].has_value()) << "past the end";
-    EXPECT_TRUE(rec["missing"].elements().begin() == rec["missing"].elements().end());
-    EXPECT_THROW(rec.elements(), pz::error) << "a dictionary's are its entries";
-    EXPECT_THROW(rec["alpha"].entries(), pz::error);
 }
 
 TEST_F(CppApi, WritesGoWhereTheySayOrThrow) {
@@ -131,7 +93,6 @@ TEST_F(CppApi, CopyMergeDumpAndPack) {
         EXPECT_EQ(e.offset(), 9u);
     }
     EXPECT_EQ(pz::from_json(R"({"a":[1,2.5]})"), pz::dict({{"a", pz::array({int64_t{1}, 2.5})}}));
-    EXPECT_THROW(pz::from_json(std::string_view("1\0", 2)), pz::parse_error);
     EXPECT_EQ(pz::from_json(std::string_view("[7]xyz", 3)), pz::array({int64_t{7}})) << "only the view is read";
     try {
         pz::from_json("[1,\n \"a\\q\"]");
@@ -181,23 +142,6 @@ TEST_F(CppApi, MergePatchMergesDictionariesAndReplacesTheRest) {
     EXPECT_EQ(cfg.copy().merge_patch(7), pz::value(7)) << "a patch that is no dictionary replaces";
     pz::value owner = pz::value::adopt(pz_variant_autoptr_new(nullptr, nullptr));
     EXPECT_THROW(cfg.merge_patch(owner), pz::error);
-}
-
-// A merge that cannot allocate throws (the allocation sweep checks that it
-// leaves its target as it was).
-TEST_F(CppApi, AllocationFailureThrowsAndLeaksNothing) {
-    auto build = [] {
-        try {
-            pz::value cfg = pz::dict({{"list", pz::array({1, "two"})}, {"flag", false}}).set("more", "text");
-            cfg.set("n", 5).set("n", int64_t{6}).set("more", "text");  // a number made, then rewritten
-            cfg.dump();
-            EXPECT_EQ(cfg.merge_patch(pz::dict({{"flag", pz::value::null()}, {"new", pz::dict({{"k", 1}})}})),
-                      pz::dict({{"list", pz::array({1, "two"})}, {"more", "text"}, {"n", int64_t{6}},
-                                {"new", pz::dict({{"k", 1}})}}));
-        } catch (const std::bad_alloc &) {
-        }
-    };
-    EXPECT_GT(sweep_alloc_failures(build), 5);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The typed dump: the texts of dump_cases/ read and written back, what no
-// text reads back to (also as plain JSON), the buffer variant, the reader's
-// nesting limits, and random values of every kind through a dump and back.
+// text reads back to (also as plain JSON), the old buffer variant, the
+// reader's nesting limits, and random values of every kind through a dump
+// and back.
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -8,6 +9,7 @@
 #include <random>
 
 #include "pz_test.h"
+#include "writers.h"
 #include "core/kinds.h"
 #include "pzvariant/pz_variant.hpp"
 
@@ -15,10 +17,11 @@ namespace {
 
 using Dump = LeakCheckedTest;
 
-// What reading `input` and writing the value again gives.
+// What reading `input` and writing the value again, through each entry
+// point, gives.
 std::string reread(const char *input) {
     pz_variant_t *v = pz_variant_from_dump(input);
-    const std::string out = dumped(v);
+    const std::string out = written_or_null(writer::dump, v);
     pz_variant_unref(v);
     return out;
 }
@@ -136,44 +139,6 @@ TEST_F(Dump, BufferGetsTheDumpOrTheMessageAndNothingPastMaxLen) {
     EXPECT_EQ(pz_variant_dump_buf(nullptr, buf, sizeof buf), -1);
     EXPECT_EQ(buf[0], '#');
     pz_variant_unref(v);
-}
-
-// The writer into the caller's buffer, at every size up to past the room a
-// piece needs to be printed in place: the full length, as much of the text
-// as fits, terminated, and nothing past the buffer. A top-level container
-// is printed piece by piece, so the end of the buffer falls inside pieces,
-// between them and inside the typed object around them.
-TEST_F(Dump, ToDumpBufHoldsAsMuchAsFitsAtEverySize) {
-    pz_variant_t *values[] = {
-        pz_variant_str_new("hello world"),
-        pz_variant_from_dump(R"({"dict":{"a":{"array":[{"int8":-1},{}]},"b":{"string":"x\u0001y"},"c":{"dict":{}}}})"),
-        pz_variant_from_dump(R"({"array":[{"bytes":"00ff"},{"array":[]},{"double":0.1}]})"),
-        pz_variant_array_new(),
-    };
-    for (pz_variant_t *v : values) {
-        const std::string text = dumped(v);
-        for (size_t size = 0; size <= text.size() + 24; ++size) {
-            std::vector<char> buf(size + 1, 'x');
-            ASSERT_EQ(pz_variant_to_dump_buf(v, size > 0 ? buf.data() : nullptr, size), text.size()) << size;
-            if (size > 0) {
-                EXPECT_EQ(std::string(buf.data()), text.substr(0, std::min(text.size(), size - 1))) << size;
-            }
-            EXPECT_EQ(buf[size], 'x') << "nothing past the buffer, " << size;
-        }
-        pz_variant_unref(v);
-    }
-    // Nothing to write: 0, the buffer emptied.
-    pz_variant_t *loop = pz_variant_array_new();
-    pz_variant_array_append(loop, loop);
-    pz_variant_t *deep = chain(PZ_VARIANT_MAX_DEPTH + 1, pz_variant_int32_new(1));
-    for (const pz_variant_t *v : {loop, deep, static_cast<pz_variant_t *>(nullptr)}) {
-        char buf[16] = "x";
-        EXPECT_EQ(pz_variant_to_dump_buf(v, buf, sizeof buf), 0u);
-        EXPECT_STREQ(buf, "");
-    }
-    pz_variant_array_remove(loop, 0);
-    pz_variant_unref(loop);
-    pz_variant_unref(deep);
 }
 
 // Arrays and dictionaries alternating around a uint64, `levels` deep

@@ -1,15 +1,11 @@
 // The event readers: the same values as the value readers (a value rebuilt
 // from the events of every case equals the one read), the same refusals, a
 // callback that stops the read, and the C++ visitor.
-#include <filesystem>
-#include <iterator>
-
 #include "pz_test.h"
 #include "pzvariant/pz_variant.hpp"
 
 namespace {
 
-namespace fs = std::filesystem;
 using Events = LeakCheckedTest;
 
 // A value rebuilt from the events through the public API, as a program
@@ -75,11 +71,6 @@ struct rebuilt {
     };
 };
 
-std::string slurp(const fs::path &path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 // Reads `input` both ways: the events end as the value reader ends (a
 // value rebuilt from them equal to the one read, or the same refusal),
 // except that keys a dictionary cannot hold go on to the callbacks.
@@ -111,10 +102,9 @@ void expect_events_agree(const std::string &input, bool msgpack) {
 TEST_F(Events, JsonEventsMakeTheSameValuesAndRefuseAlike) {
     int cases = 0;
     for (const char *folder : {"accept", "refuse", "implementation-defined"}) {
-        for (const auto &entry : fs::directory_iterator(fs::path(PZ_JSON_CASES_DIR) / folder)) {
-            if (entry.path().extension() != ".json") continue;
-            SCOPED_TRACE(entry.path().filename().string());
-            expect_events_agree(slurp(entry.path()), false);
+        for (const auto &path : json_cases(folder)) {
+            SCOPED_TRACE(path.filename().string());
+            expect_events_agree(slurp(path), false);
             ++cases;
         }
     }

@@ -1,8 +1,5 @@
 // The plain JSON texts of json_cases/, each giving what its .out file pins
 // (its README.md says how); a value read also writes back both ways.
-#include <algorithm>
-#include <filesystem>
-#include <iterator>
 #include <memory>
 
 #include "pz_test.h"
@@ -11,23 +8,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using JsonCases = LeakCheckedTest;
-
-std::string slurp(const fs::path &path) {
-    std::ifstream in(path, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    if (path.extension() == ".out" && !text.empty() && text.back() == '\n') text.pop_back();
-    return text;
-}
-
-// The cases of `folder`, in order.
-std::vector<fs::path> cases_of(const fs::path &folder) {
-    std::vector<fs::path> cases;
-    for (const auto &entry : fs::directory_iterator(fs::path(PZ_JSON_CASES_DIR) / folder)) {
-        if (entry.path().extension() == ".json") cases.push_back(entry.path());
-    }
-    std::sort(cases.begin(), cases.end());
-    return cases;
-}
 
 // What reading `text` with the reading `flags` gives, spelt as `want` (a
 // .out file) pins it: the dump of the value (or "accepted"), or where and
@@ -57,7 +37,7 @@ std::string outcome(const std::string &text, unsigned flags, const std::string &
 
 // Reads every case of `folder`; one without a .out file gives `expect`.
 void check_folder(const char *folder, const std::string &expect = "no .out file") {
-    const std::vector<fs::path> cases = cases_of(folder);
+    const std::vector<fs::path> cases = json_cases(folder);
     EXPECT_GT(cases.size(), 15u) << folder;
     for (const fs::path &path : cases) {
         SCOPED_TRACE(path.filename().string());
@@ -93,7 +73,7 @@ void check_folder(const char *folder, const std::string &expect = "no .out file"
 // .out; a value read also comes from the prefix reader, taking the whole
 // text, and written with the non-finite literals reads back equal.
 void check_flag_folder(const char *flag, unsigned flags) {
-    const std::vector<fs::path> cases = cases_of(fs::path("with") / flag);
+    const std::vector<fs::path> cases = json_cases(fs::path("with") / flag);
     EXPECT_GE(cases.size(), 5u) << flag;
     for (const fs::path &path : cases) {
         SCOPED_TRACE(path.filename().string());
@@ -119,10 +99,10 @@ TEST_F(JsonCases, ReadsNoByteBeyondTheLengthItIsGiven) {
     for (const char *folder : {"accept", "refuse", "implementation-defined", "with/comments",
                                "with/trailing_commas", "with/nonfinite", "with/refuse_overflow",
                                "with/refuse_duplicates"}) {
-        for (const auto &entry : fs::directory_iterator(fs::path(PZ_JSON_CASES_DIR) / folder)) {
-            const std::string text = slurp(entry.path());
-            if (entry.path().extension() != ".json" || text.size() > 400) continue;
-            SCOPED_TRACE(entry.path().filename().string());
+        for (const fs::path &path : json_cases(folder)) {
+            const std::string text = slurp(path);
+            if (text.size() > 400) continue;
+            SCOPED_TRACE(path.filename().string());
             for (size_t len = 0; len <= text.size(); ++len) {
                 const std::unique_ptr<char[]> exact(new char[len == 0 ? 1 : len]);
                 std::memcpy(exact.get(), text.data(), len);

@@ -1,15 +1,12 @@
 // Reading values one after the other from the front of a buffer: the cases
 // of dump_cases/*_prefix_cases.txt, and every cut of every value read from
 // the front being "cut short" at the cut, never another fault.
-#include <filesystem>
-#include <iterator>
 #include <memory>
 
 #include "pz_test.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using PrefixRead = LeakCheckedTest;
 
 // A reader of one value from the front of `len` bytes.
@@ -95,12 +92,10 @@ void expect_cut_short_everywhere(const std::string &whole, prefix_reader read, b
 
 TEST_F(PrefixRead, EveryCutOfAJsonValueIsCutShort) {
     int cases = 0;
-    for (const auto &entry : fs::directory_iterator(fs::path(PZ_JSON_CASES_DIR) / "accept")) {
-        if (entry.path().extension() != ".json") continue;
-        std::ifstream in(entry.path(), std::ios::binary);
-        const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    for (const auto &path : json_cases("accept")) {
+        const std::string text = slurp(path);
         if (text.size() > 2000) continue;
-        SCOPED_TRACE(entry.path().filename().string());
+        SCOPED_TRACE(path.filename().string());
         expect_cut_short_everywhere(text, json_prefix, true);
         ++cases;
     }

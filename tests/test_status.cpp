@@ -1,9 +1,7 @@
-// The reporting family: each failure of the writes, lookups, copies, writers
-// and file functions gives its own status; keys with a length; the path
-// lookup's step; kind names; the hash that agrees with equality; the typed
-// dump read from a length.
-#include <cerrno>
-
+// The reporting family: each failure of the writes, lookups, copies and
+// writers gives its own status (test_writers.cpp has the writers' refusals
+// and files); keys with a length; the path lookup's step; kind names; the
+// hash that agrees with equality; the typed dump read from a length.
 #include "pz_test.h"
 
 namespace {
@@ -139,62 +137,17 @@ TEST_F(Status, CopiesAndWritersNameWhatTheyRefuse) {
     EXPECT_EQ(pz_variant_merge_patch_ex(d, loop.v), PZ_STATUS_TOO_DEEP);
     EXPECT_EQ(pz_variant_merge_patch_ex(nullptr, d), PZ_STATUS_NO_VALUE);
 
-    std::string text;
-    EXPECT_EQ(pz_variant_to_json_callback_ex(loop.v, collect, &text, 0), PZ_STATUS_TOO_DEEP);
-    EXPECT_EQ(pz_variant_dump_callback(loop.v, collect, &text), PZ_STATUS_TOO_DEEP);
-    EXPECT_EQ(pz_variant_to_msgpack_callback(loop.v, 0, collect, &text), PZ_STATUS_TOO_DEEP);
-    EXPECT_EQ(pz_variant_to_json_callback_ex(owner, collect, &text, PZ_JSON_REFUSE_POINTERS), PZ_STATUS_POINTER);
-    EXPECT_EQ(pz_variant_to_msgpack_callback(owner, 0, collect, &text), PZ_STATUS_POINTER);
-    pz_variant_t *bad = vstr_sized_new("\xff", 1);
-    EXPECT_EQ(pz_variant_to_json_callback_ex(bad, collect, &text, 0), PZ_STATUS_INVALID_UTF8);
+    // (test_writers.cpp has the writers' refusals.)
     EXPECT_EQ(pz_variant_to_json_callback_ex(d, stop, nullptr, 0), PZ_STATUS_STOPPED);
     EXPECT_EQ(pz_variant_dump_callback(d, stop, nullptr), PZ_STATUS_STOPPED);
     EXPECT_EQ(pz_variant_to_msgpack_callback(d, 0, nullptr, nullptr), PZ_STATUS_NO_VALUE);
-    text.clear();
-    EXPECT_EQ(pz_variant_to_json_callback_ex(d, collect, &text, 0), PZ_STATUS_OK);
-    EXPECT_EQ(text, taken(pz_variant_to_json(d, 0)));
-    text.clear();
-    EXPECT_EQ(pz_variant_dump_callback(d, collect, &text), PZ_STATUS_OK);
-    EXPECT_EQ(text, dumped(d));
-    text.clear();
+    std::string text;
     text.reserve(256);
     const long mallocs = hal_malloc_calls();
     EXPECT_EQ(pz_variant_to_msgpack_callback(d, 0, collect, &text), PZ_STATUS_OK);
     EXPECT_EQ(hal_malloc_calls(), mallocs) << "chunks go to the callback from the stack";
     EXPECT_EQ(text.size(), pz_variant_to_msgpack_buf(d, 0, nullptr, 0));
-    for (pz_variant_t *v : {bad, owner, d}) pz_variant_unref(v);
-}
-
-TEST_F(Status, FilesKeepTheSystemsReason) {
-    const std::string missing = ::testing::TempDir() + "no-such-dir/x";
-    pz_variant_t *d = record();
-    int err = -1;
-    EXPECT_EQ(pz_variant_write_file_ex(d, missing.c_str(), PZ_TEXT_JSON, 0, &err), PZ_STATUS_CANNOT_OPEN);
-    EXPECT_EQ(err, ENOENT);
-    EXPECT_EQ(pz_variant_write_msgpack_file_ex(d, missing.c_str(), 0, &err), PZ_STATUS_CANNOT_OPEN);
-    EXPECT_EQ(err, ENOENT);
-    EXPECT_EQ(pz_variant_write_file_ex(d, "x", static_cast<pz_text_format>(7), 0, &err), PZ_STATUS_INVALID_ARGUMENT);
-    EXPECT_EQ(err, 0);
-    pz_read_error_t why;
-    EXPECT_EQ(pz_variant_read_file(missing.c_str(), PZ_TEXT_JSON, &why), nullptr);
-    EXPECT_EQ(why.code, PZ_READ_CANNOT_OPEN);
-    EXPECT_EQ(why.sys_errno, ENOENT);
-    EXPECT_EQ(pz_variant_read_msgpack_file(::testing::TempDir().c_str(), &why), nullptr) << "a directory";
-    EXPECT_EQ(why.code, PZ_READ_CANNOT_READ);
-    EXPECT_EQ(why.sys_errno, EISDIR);
-
-    const std::string path = ::testing::TempDir() + "pz_status_file";
-    EXPECT_EQ(pz_variant_write_file_ex(d, path.c_str(), PZ_TEXT_DUMP, 0, &err), PZ_STATUS_OK);
-    pz_variant_t *back = pz_variant_read_file(path.c_str(), PZ_TEXT_DUMP, &why);
-    ASSERT_NE(back, nullptr);
-    EXPECT_EQ(vdict_int32_default(back, "n", 0), 1);
-    EXPECT_EQ(why.sys_errno, 0);
-    looped loop;
-    EXPECT_EQ(pz_variant_write_file_ex(loop.v, path.c_str(), PZ_TEXT_DUMP, 0, &err), PZ_STATUS_TOO_DEEP);
-    pz_variant_unref(pz_variant_read_file(path.c_str(), PZ_TEXT_DUMP, &why));
-    EXPECT_EQ(why.code, PZ_READ_OK) << "the file is as it was";
-    pz_variant_unref(back);
-    pz_variant_unref(d);
+    for (pz_variant_t *v : {owner, d}) pz_variant_unref(v);
 }
 
 TEST_F(Status, KindNamesAreTheDumpsAndEveryStatusHasAText) {

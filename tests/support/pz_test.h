@@ -6,8 +6,11 @@
 #include <gtest/gtest.h>
 
 // Also the standard headers most tests use, so that they need not repeat them.
+#include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -74,12 +77,13 @@ int sweep_alloc_failures(Op op) {
     }
 }
 
-// Calls `check(fields)` for each line of dump_cases/`name` that is neither
-// blank nor a comment, its fields split at tabs, with the line traced. A
-// file that cannot be read, or holds no case, fails the test.
+// Calls `check(fields)` for each line of dump_cases/`name` (or of the file
+// at an absolute `name`) that is neither blank nor a comment, its fields
+// split at tabs, with the line traced. A file that cannot be read, or holds
+// no case, fails the test.
 template <class Check>
-void for_each_case(const std::string &name, Check check) {
-    const std::string path = std::string(PZ_DUMP_CASES_DIR) + "/" + name;
+void for_each_case(const std::filesystem::path &name, Check check) {
+    const std::string path = (std::filesystem::path(PZ_DUMP_CASES_DIR) / name).string();
     std::ifstream in(path);
     ASSERT_TRUE(in) << path;
     std::string line;
@@ -95,6 +99,26 @@ void for_each_case(const std::string &name, Check check) {
     }
     EXPECT_GT(cases, 0) << path << " holds no case";
 }
+
+// The bytes of the file at `path`; a .out file's without its final newline.
+inline std::string slurp(const std::filesystem::path &path) {
+    std::ifstream in(path, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    if (path.extension() == ".out" && !text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+}
+
+#ifdef PZ_JSON_CASES_DIR
+// The .json cases of json_cases/`folder`, in order.
+inline std::vector<std::filesystem::path> json_cases(const std::filesystem::path &folder) {
+    std::vector<std::filesystem::path> cases;
+    for (const auto &entry : std::filesystem::directory_iterator(std::filesystem::path(PZ_JSON_CASES_DIR) / folder)) {
+        if (entry.path().extension() == ".json") cases.push_back(entry.path());
+    }
+    std::sort(cases.begin(), cases.end());
+    return cases;
+}
+#endif
 
 // Store a new value in a container and drop the caller's reference to it.
 inline void put_new(pz_variant_t *dict, const char *key, pz_variant_t *value) {
