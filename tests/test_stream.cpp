@@ -5,11 +5,11 @@
 // not the stream; the writers, each value whole or not at all.
 #include <unistd.h>
 
-#include <random>
 #include <thread>
 
 #include "pz_test.h"
 #include "pzvariant/pz_variant.hpp"
+#include "random_values.h"
 
 namespace {
 
@@ -91,47 +91,14 @@ std::vector<size_t> every_byte(size_t n) {
     return cuts;
 }
 
-// Random values of every kind plain JSON and MessagePack hold, with the
-// texts that test a reader's pieces: escapes, multi-byte UTF-8, numbers of
-// every shape.
-pz_variant_t *random_value(std::mt19937 &rng, int depth) {
-    static const char *const kTexts[] = {"", "plain", "q\"uote", "back\\slash", "line\nbreak", "tab\t\x01",
-                                         "caf\xc3\xa9", "\xe6\x97\xa5\xe6\x9c\xac", "\xf0\x9f\x98\x80", "k"};
-    switch (rng() % (depth < 3 ? 10 : 7)) {
-        case 0: return pz_variant_bool_new(rng() % 2 != 0);
-        case 1: return pz_variant_change_type(pz_variant_bool_new(false), vtype_null);
-        case 2: return pz_variant_int64_new(static_cast<int64_t>(rng()) - (int64_t{1} << 31));
-        case 3: return pz_variant_uint64_new(~uint64_t{0} - rng());
-        case 4: return pz_variant_double_new(std::ldexp(static_cast<double>(rng()) - 1e9, static_cast<int>(rng() % 80) - 40));
-        case 5: {
-            std::string text;
-            for (unsigned n = rng() % 4; n > 0; --n) text += kTexts[rng() % 10];
-            return vstr_sized_new(text.data(), static_cast<uint32_t>(text.size()));
-        }
-        case 6: return pz_variant_int64_new(static_cast<int64_t>(rng() % 10));
-        case 7:
-        case 8: {
-            pz_variant_t *a = pz_variant_array_new();
-            for (unsigned n = rng() % 5; n > 0; --n) append_new(a, random_value(rng, depth + 1));
-            return a;
-        }
-        default: {
-            pz_variant_t *d = pz_variant_dict_new();
-            for (unsigned n = rng() % 5; n > 0; --n) {
-                put_new(d, (std::string(kTexts[rng() % 9 + 1]) + std::to_string(n)).c_str(), random_value(rng, depth + 1));
-            }
-            return d;
-        }
-    }
-}
-
 // A stream of a few random values in `format`, and what each reads back
 // as alone.
 std::string random_stream(std::mt19937 &rng, pz_stream_format format, std::vector<std::string> *alone) {
     static const char *const kSpaces[] = {" ", "\n", "\r\n\t ", "  \n\n"};
     std::string bytes;
+    random_values gen(rng());
     for (unsigned n = 1 + rng() % 6; n > 0; --n) {
-        pz_variant_t *v = random_value(rng, 0);
+        pz_variant_t *v = gen.value(static_cast<int>(rng() % 4));
         pz_variant_t *back = nullptr;
         if (format == PZ_STREAM_MSGPACK) {
             size_t len = 0;
