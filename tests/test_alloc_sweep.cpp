@@ -6,6 +6,7 @@
 
 #include "pzvariant/hal/pz_hal.h"
 #include "pz_test.h"
+#include "writers.h"
 #include "pzvariant/pz_variant.hpp"
 #include "containers/arrays.h"
 #include "core/kinds.h"
@@ -291,10 +292,6 @@ void reported(pz_path_status status) {
              pz_variant_unref(a);                                     \
              return t;                                                \
          }, kept}
-int collect(const char *bytes, size_t n, void *text) {
-    static_cast<std::string *>(text)->append(bytes, n);
-    return 0;
-}
 // `sample()` written by a reporting writer into a string with the failure
 // armed, and read back by `read` when it was written. (The JSON and
 // MessagePack writers allocate nothing to hand their chunks on.)

@@ -3,6 +3,7 @@
 // and files); keys with a length; the path lookup's step; kind names; the
 // hash that agrees with equality; the typed dump read from a length.
 #include "pz_test.h"
+#include "writers.h"
 
 namespace {
 
@@ -115,10 +116,6 @@ struct looped {
     }
 };
 
-int collect(const char *bytes, size_t n, void *out) {
-    static_cast<std::string *>(out)->append(bytes, n);
-    return 0;
-}
 int stop(const char *, size_t, void *) { return 1; }
 
 TEST_F(Status, CopiesAndWritersNameWhatTheyRefuse) {
