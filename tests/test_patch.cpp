@@ -22,8 +22,8 @@ struct SuiteCount {
 
 // One case: with "expected", applied it gives that value (and the diff of
 // the document before and after turns one into the other); with "error",
-// refused and the document untouched, with the "code", "reason" and
-// operation "index" given; with neither, applied. With "is_diff", the patch
+// refused in C and in C++ alike and the document untouched, with the
+// "code", "reason" and operation "index" given; with neither, applied. With "is_diff", the patch
 // is the diff of the document before and after. Members our reader could
 // not take (they hold an empty key) are named under "unreadable".
 void run_case(pz::view c, SuiteCount &count) {
@@ -61,10 +61,16 @@ void run_case(pz::view c, SuiteCount &count) {
         EXPECT_LT(error.index, std::max<size_t>(patch.size(), 1));
         EXPECT_NE(error.code, PZ_PATCH_OK);
         EXPECT_NE(error.reason[0], '\0');
-        EXPECT_EQ(doc, before) << "a refused patch changes nothing";
         EXPECT_TRUE(!code.has_value() || (error.code < std::size(kCodes) && code == kCodes[error.code])) << error.code;
         EXPECT_TRUE(!reason.has_value() || reason == error.reason) << error.reason;
         EXPECT_TRUE(!index.has_value() || index == static_cast<int64_t>(error.index)) << error.index;
+        try {
+            pz::apply_patch(doc, patch);
+            ADD_FAILURE() << "applied in C++";
+        } catch (const pz::patch_error &e) {
+            EXPECT_TRUE(e.index() == error.index && e.code() == error.code && e.what() == std::string(error.reason));
+        }
+        EXPECT_EQ(doc, before) << "a refused patch changes nothing, in C or C++";
         return;
     }
     ASSERT_TRUE(applied) << error.index << ": " << error.reason;
@@ -143,14 +149,6 @@ TEST_F(Patch, AFailingOperationLeavesTheDocumentAndItsRecordsAsTheyWere) {
     EXPECT_EQ(doc, before);
     EXPECT_EQ(inner.size(), 2u);
     EXPECT_EQ(doc["a"]["b"].get(), inner.get());
-    try {
-        pz::apply_patch(doc, json(R"([{"op": "remove", "path": "/c"}, {"op": "test", "path": "/c", "value": 1}])"));
-        ADD_FAILURE() << "applied";
-    } catch (const pz::patch_error &e) {
-        EXPECT_EQ(e.index(), 1u);
-        EXPECT_EQ(e.code(), PZ_PATCH_NO_TARGET);
-    }
-    EXPECT_EQ(doc, before);
 }
 
 TEST_F(Patch, AppliedChangesShowThroughHandlesIntoTheDocument) {
