@@ -23,9 +23,10 @@ struct SuiteCount {
 // One case: with "expected", applied it gives that value (and the diff of
 // the document before and after turns one into the other); with "error",
 // refused in C and in C++ alike and the document untouched, with the
-// "code", "reason" and operation "index" given; with neither, applied. With "is_diff", the patch
-// is the diff of the document before and after. Members our reader could
-// not take (they hold an empty key) are named under "unreadable".
+// "code", "reason" and operation "index" given; with neither, applied.
+// With "is_diff", the patch is the diff of the document before and after.
+// Members our reader could not take (they hold an empty key) are named
+// under "unreadable".
 void run_case(pz::view c, SuiteCount &count) {
     SCOPED_TRACE(c["comment"].value_or("(no comment)"));
     const auto has = [&](const char *name) {
