@@ -12,56 +12,46 @@ using Events = LeakCheckedTest;
 // would build structures of its own. MessagePack's nil in an array is an
 // empty slot, as its value reader makes it.
 struct rebuilt {
+    struct open_container {
+        pz_variant_t *c;
+        size_t announced;    // the count its begin event gave
+        std::string key;     // a dictionary's next member's
+    };
     bool nil_slots = false;
-    std::vector<pz_variant_t *> open;  // the containers being filled
-    std::vector<size_t> announced;     // their counts
-    std::vector<std::string> keys;     // the key of each open dictionary's next member
+    std::vector<open_container> open;
     pz_variant_t *root = nullptr;
 
     ~rebuilt() {
-        for (pz_variant_t *v : open) pz_variant_unref(v);
+        for (const open_container &o : open) pz_variant_unref(o.c);
         pz_variant_unref(root);
     }
     void put(pz_variant_t *v) {
-        if (open.empty()) {
-            root = v;
-            return;
-        }
-        pz_variant_t *c = open.back();
-        if (c->vt == vtype_array) {
-            pz_variant_array_append(c, v);
-        } else {
-            pz_variant_dict_put(c, keys.back().c_str(), v);
-        }
+        if (open.empty()) return void(root = v);
+        open.back().c->vt == vtype_array ? pz_variant_array_append(open.back().c, v)
+                                         : pz_variant_dict_put(open.back().c, open.back().key.c_str(), v);
         pz_variant_unref(v);
     }
     static rebuilt &of(void *c) { return *static_cast<rebuilt *>(c); }
     static int begin(void *c, size_t count, pz_variant_t *container) {
-        of(c).open.push_back(container);
-        of(c).announced.push_back(count);
-        of(c).keys.emplace_back();
-        return 0;
+        return of(c).open.push_back({container, count, {}}), 0;
     }
     static int end(void *c) {
         rebuilt &r = of(c);
-        pz_variant_t *done = r.open.back();
-        const size_t count = done->vt == vtype_array ? pz_variant_array_size(done) : pz_variant_dict_size(done);
-        EXPECT_TRUE(r.announced.back() == PZ_EVENTS_COUNT_UNKNOWN || r.announced.back() >= count);
+        const open_container done = r.open.back();
+        const size_t count = pz_variant_array_size(done.c) + pz_variant_dict_size(done.c);
+        EXPECT_TRUE(done.announced == PZ_EVENTS_COUNT_UNKNOWN || done.announced >= count);
         r.open.pop_back();
-        r.announced.pop_back();
-        r.keys.pop_back();
-        r.put(done);
-        return 0;
+        return r.put(done.c), 0;
     }
     static constexpr pz_events_t kCallbacks = {
         [](void *c, size_t n) { return begin(c, n, pz_variant_array_new()); },
         end,
         [](void *c, size_t n) { return begin(c, n, pz_variant_dict_new()); },
         end,
-        [](void *c, const char *name, size_t len) { return of(c).keys.back().assign(name, len), 0; },
+        [](void *c, const char *name, size_t len) { return of(c).open.back().key.assign(name, len), 0; },
         [](void *c, const pz_variant_t *value) {
             rebuilt &r = of(c);
-            const bool slot = r.nil_slots && value->vt == vtype_null && !r.open.empty() && r.open.back()->vt == vtype_array;
+            const bool slot = r.nil_slots && value->vt == vtype_null && !r.open.empty() && r.open.back().c->vt == vtype_array;
             r.put(slot ? nullptr : pz_variant_dup(const_cast<pz_variant_t *>(value)));
             return 0;
         },
