@@ -305,6 +305,24 @@ pz_variant_t *outcome(pz_variant_t *target, Status status) {
              reported(status);                                          \
              return instead(v, status == PZ_STATUS_OK ? read(text) : nullptr); \
          }}
+// `sample()` through a file of plain JSON or MessagePack, the failure
+// armed around the reporting writer (the file removed first) or the reader.
+template <bool kMsgpack, bool kArmWriter>
+pz_variant_t *file_back() {
+    const std::string path = ::testing::TempDir() + (kMsgpack ? "pz_alloc_sweep_msgpack" : "pz_alloc_sweep_json");
+    pz_variant_t *v = sample();
+    std::remove(path.c_str());
+    const auto write = [&] {
+        return kMsgpack ? pz_variant_write_msgpack_file_ex(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL, nullptr)
+                        : pz_variant_write_file_ex(v, path.c_str(), PZ_TEXT_JSON, 0, nullptr);
+    };
+    const auto read = [&] {
+        return kMsgpack ? pz_variant_read_msgpack_file(path.c_str(), nullptr)
+                        : pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr);
+    };
+    reported(kArmWriter ? armed(write) : write());
+    return instead(v, kArmWriter ? read() : armed(read));
+}
 pz_variant_t *dump_read(const std::string &text) { return pz_variant_from_dump_n(text.data(), text.size(), nullptr); }
 // The copy that pz_variant_dup_ex makes of `t`, which it releases.
 pz_variant_t *reported_copy(pz_variant_t *t) {
@@ -450,20 +468,8 @@ const std::vector<Case> cases = {
              return instead(a, t);
          }},
     WRITE_REPORTED(pz_variant_dump_callback(v, collect, &text), dump_read),
-    Case{"pz_variant_write_file_ex", [] {
-             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_file_ex";
-             pz_variant_t *v = sample();
-             std::remove(path.c_str());
-             reported(ARMED(pz_variant_write_file_ex(v, path.c_str(), PZ_TEXT_JSON, 0, nullptr)));
-             return instead(v, pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr));
-         }},
-    Case{"pz_variant_write_msgpack_file_ex", [] {
-             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_msgpack_ex";
-             pz_variant_t *v = sample();
-             std::remove(path.c_str());
-             reported(ARMED(pz_variant_write_msgpack_file_ex(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL, nullptr)));
-             return instead(v, pz_variant_read_msgpack_file(path.c_str(), nullptr));
-         }},
+    Case{"pz_variant_write_file_ex", file_back<false, true>},
+    Case{"pz_variant_write_msgpack_file_ex", file_back<true, true>},
     MAKE(pz_variant_from_dump_n(R"({"dict":{"a":{"uint64":18446744073709551615}}} and more)", 46, nullptr)),
     // Refused also when an allocation fails on the way: never cut short.
     REFUSED(too_deep, ARMED(pz_variant_dup(v))),
@@ -502,21 +508,11 @@ const std::vector<Case> cases = {
              EXPECT_TRUE(got == full || (got == 0 && buf[0] == '\0')) << got;
              return got == full ? v : instead(v, nullptr);
          }},
-    Case{"pz_variant_read_file", [] {
-             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_file";
-             pz_variant_t *v = sample();
-             pz_variant_write_file(v, path.c_str(), PZ_TEXT_JSON, 0);
-             return instead(v, ARMED(pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr)));
-         }},
+    Case{"pz_variant_read_file", file_back<false, false>},
     Case{"pz_variant_to_msgpack", msgpack_back<sample, true>},
     Case{"pz_variant_from_msgpack", msgpack_back<sample, false>},
     Case{"pz_variant_from_msgpack of a long array", msgpack_back<long_array, false>},
-    Case{"pz_variant_read_msgpack_file", [] {
-             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_msgpack";
-             pz_variant_t *v = sample();
-             pz_variant_write_msgpack_file(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL);
-             return instead(v, ARMED(pz_variant_read_msgpack_file(path.c_str(), nullptr)));
-         }},
+    Case{"pz_variant_read_msgpack_file", file_back<true, false>},
     // Read with every reading flag: comments, trailing commas, NaN.
     MAKE(pz_variant_from_json_opts(kConfigText, sizeof kConfigText - 1,
                                    PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS | PZ_JSON_READ_NONFINITE |
