@@ -44,14 +44,9 @@ using CppIdioms = LeakCheckedTest;
 // The E that `f` throws, which must say `what`; nothing when it throws none.
 template <class E, class F>
 std::optional<E> thrown(F f, const char *what) {
-    try {
-        f();
-    } catch (const E &e) {
-        EXPECT_STREQ(e.what(), what);
-        return e;
-    }
-    ADD_FAILURE() << "nothing thrown: " << what;
-    return std::nullopt;
+    const std::optional<E> e = caught<E>(f);
+    EXPECT_STREQ(e ? e->what() : "nothing thrown", what);
+    return e;
 }
 
 static_assert(std::forward_iterator<pz::element_iterator> && std::forward_iterator<pz::entry_iterator> &&

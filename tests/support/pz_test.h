@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -129,6 +130,18 @@ inline void put_new(pz_variant_t *dict, const char *key, pz_variant_t *value) {
 inline void append_new(pz_variant_t *array, pz_variant_t *value) {
     pz_variant_array_append(array, value);
     pz_variant_unref(value);
+}
+
+// The E that `f` throws; nothing, and a failure, when it throws none.
+template <class E, class F>
+std::optional<E> caught(F f) {
+    try {
+        f();
+    } catch (const E &e) {
+        return e;
+    }
+    ADD_FAILURE() << "nothing thrown";
+    return std::nullopt;
 }
 
 // A text the library made, as a string ("NULL" for none); frees it.
