@@ -190,12 +190,18 @@ struct Case {
              if (fail_at == 1) give_back(obj);                               \
              return result;                                                  \
          }}
+// `v` (released) written by `write` and read back by `read`, the failure
+// armed around the one or the other; null when nothing was written.
+template <class Write, class Read>
+pz_variant_t *written_back(pz_variant_t *v, bool arm_writer, Write write, Read read) {
+    const std::optional<std::string> bytes = arm_writer ? armed([&] { return write(v); }) : write(v);
+    return instead(v, !bytes ? nullptr : arm_writer ? read(*bytes) : armed([&] { return read(*bytes); }));
+}
 // The value `Make` gives, dumped and read back with the failure armed.
 template <pz_variant_t *(*Make)()>
 pz_variant_t *read_back() {
-    pz_variant_t *v = Make();
-    const std::string text = dumped(v);
-    return instead(v, ARMED(pz_variant_from_dump(text.c_str())));
+    return written_back(Make(), false, [](const pz_variant_t *v) { return new_block(writer::dump, v); },
+                        [](const std::string &text) { return pz_variant_from_dump(text.c_str()); });
 }
 // `sample()` as `v` written with the failure armed ("NULL" for no text),
 // then read back by `read`.
@@ -209,14 +215,9 @@ pz_variant_t *read_back() {
 // failure armed around the writer or the reader.
 template <pz_variant_t *(*Make)(), bool kArmWriter>
 pz_variant_t *msgpack_back() {
-    pz_variant_t *v = Make();
-    size_t len = 0;
-    const auto write = [&] { return pz_variant_to_msgpack(v, PZ_MSGPACK_POINTERS_AS_NIL, &len); };
-    uint8_t *bytes = kArmWriter ? armed(write) : write();
-    const auto read = [&] { return pz_variant_from_msgpack(bytes, len, nullptr); };
-    pz_variant_t *back = bytes == nullptr ? nullptr : kArmWriter ? read() : armed(read);
-    HAL_Free(bytes);
-    return instead(v, back);
+    return written_back(Make(), kArmWriter,
+                        [](const pz_variant_t *v) { return new_block(writer::msgpack, v, PZ_MSGPACK_POINTERS_AS_NIL); },
+                        [](const std::string &b) { return pz_variant_from_msgpack(b.data(), b.size(), nullptr); });
 }
 // The values of `bytes` as a stream of `format`, read in pieces of 7 bytes;
 // a read out of memory is tried again, as the reader allows. Null when the
@@ -245,19 +246,17 @@ pz_variant_t *stream_read(pz_stream_format format, const std::string &bytes) {
 // the writer or the reader.
 template <pz_stream_format F, bool kArmWriter>
 pz_variant_t *stream_back() {
-    pz_variant_t *v = sample();
-    const auto write = [v] {
+    const auto write = [](const pz_variant_t *v) {
         pz_stream_writer_t *w = pz_stream_writer_new(F, F == PZ_STREAM_MSGPACK ? PZ_MSGPACK_POINTERS_AS_NIL : 0);
         for (int i = 0; i < 3; ++i) pz_stream_write(w, v);
         size_t len = 0;
         char *bytes = static_cast<char *>(pz_stream_writer_take(w, &len));
         pz_stream_writer_free(w);
-        std::string text(bytes != nullptr ? bytes : "", len);
+        std::optional<std::string> text(std::in_place, bytes != nullptr ? bytes : "", len);
         HAL_Free(bytes);
         return text;
     };
-    const std::string bytes = kArmWriter ? armed(write) : write();
-    return instead(v, kArmWriter ? stream_read(F, bytes) : armed([&] { return stream_read(F, bytes); }));
+    return written_back(sample(), kArmWriter, write, [](const std::string &bytes) { return stream_read(F, bytes); });
 }
 // Values that copies and dumps refuse: one nested a level too deep, and one
 // holding itself past a few other values. The loop is cut after the call
