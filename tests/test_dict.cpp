@@ -1,5 +1,5 @@
-// Dictionary values: entry references, replacement, order, guards and
-// nested children.
+// Dictionary values: entry references, replacement, order, guards (with
+// the arrays') and nested children.
 
 #include "pz_test.h"
 
@@ -39,12 +39,17 @@ TEST_F(Dicts, PutTakesItsOwnReferenceAndReplaces) {
     for (pz_variant_t *v : {first, d}) pz_variant_unref(v);
 }
 
-TEST_F(Dicts, BadDictionariesKeysAndValuesChangeNothing) {
-    pz_variant_t *v = pz_variant_int32_new(3);
-    pz_variant_t *arr = pz_variant_array_new(), *d = pz_variant_dict_new();
-    pz_variant_t *tableless = pz_variant_int32_new(0);
+// Calls on no value, on another kind or on a container whose storage could
+// not be had change nothing: the dictionary calls on all but a whole
+// dictionary, the array calls on all but a whole array. Nor do bad keys and
+// values.
+TEST_F(Dicts, CallsOnTheWrongKindOrWithoutStorageChangeNothing) {
+    pz_variant_t *v = pz_variant_int32_new(3), *arr = pz_variant_array_new(), *d = pz_variant_dict_new();
+    pz_variant_t *no_table = pz_variant_int32_new(0), *no_storage = pz_variant_int32_new(0);
     hal_fail_nth(1, 0);  // the table
-    ASSERT_EQ(pz_variant_change_type(tableless, vtype_dict)->ptr_val, nullptr);
+    ASSERT_EQ(pz_variant_change_type(no_table, vtype_dict)->ptr_val, nullptr);
+    hal_fail_nth(1, 0);  // the storage
+    ASSERT_EQ(pz_variant_change_type(no_storage, vtype_array)->ptr_val, nullptr);
     pz_variant_dict_put(d, "k", nullptr);
     pz_variant_dict_put(d, nullptr, v);
     pz_variant_dict_put(d, "", v);
@@ -53,17 +58,28 @@ TEST_F(Dicts, BadDictionariesKeysAndValuesChangeNothing) {
     pz_variant_dict_foreach(d, nullptr, nullptr);
     int calls = 0;
     auto count = [](void *, void *, void *n) { return ++*static_cast<int *>(n) > 0; };
-    for (pz_variant_t *bad : {static_cast<pz_variant_t *>(nullptr), v, arr, tableless, d}) {
+    for (pz_variant_t *bad : {static_cast<pz_variant_t *>(nullptr), v, arr, no_table, no_storage, d}) {
         if (bad != d) pz_variant_dict_put(bad, "k", v);
         EXPECT_EQ(pz_variant_dict_get(bad, "k"), nullptr);
         EXPECT_FALSE(pz_variant_dict_contains(bad, "k") || pz_variant_dict_erase(bad, "k"));
         EXPECT_EQ(pz_variant_dict_size(bad), 0u);
         EXPECT_EQ(pz_variant_dict_clear(bad), bad);
         pz_variant_dict_foreach(bad, count, &calls);
+        if (bad == arr) continue;
+        pz_variant_array_append(bad, v);
+        pz_variant_array_prepend(bad, v);
+        pz_variant_array_insert(bad, 0, v);
+        pz_variant_array_set(bad, 0, v);
+        pz_variant_array_remove(bad, 0);
+        EXPECT_EQ(pz_variant_array_index(bad, 0), nullptr);
+        EXPECT_EQ(pz_variant_array_size(bad), 0u);
+        EXPECT_EQ(pz_variant_array_clear(bad), bad);
     }
     EXPECT_EQ(calls, 0);
+    EXPECT_EQ(refcount(v), 1);
     EXPECT_EQ(v->int32_val, 3);
-    for (pz_variant_t *x : {v, arr, d, tableless}) pz_variant_unref(x);
+    EXPECT_TRUE(d->vt == vtype_dict && arr->vt == vtype_array);
+    for (pz_variant_t *x : {v, arr, d, no_table, no_storage}) pz_variant_unref(x);
 }
 
 TEST_F(Dicts, WalksFollowInsertionOrderThroughEraseReplaceAndClear) {
