@@ -1,5 +1,11 @@
 // The plain JSON texts of json_cases/, each giving what its .out file pins
-// (its README.md says how); a value read also writes back both ways.
+// (its README.md says how); a value read also writes back both ways. And
+// numbers with a fraction or an exponent, read to the nearest double: the
+// short ones computed from their digits and the rest by the general path
+// must both agree with the C library's strtod on every text.
+#include <cstdlib>
+#include <random>
+
 #include "pz_test.h"
 
 namespace {
@@ -99,6 +105,28 @@ TEST_F(JsonCases, EachFolderGivesWhatItsOutFilesPin) {
     for (const auto &f : folders) {
         SCOPED_TRACE(f.folder);
         check_folder(f.folder, f.flags, f.without_out);
+    }
+}
+
+// `text` reads to the double strtod gives, bit for bit.
+void expect_nearest(const std::string &text) {
+    pz_variant_t *v = pz_variant_from_json(text.c_str(), nullptr);
+    double got = 0;
+    EXPECT_EQ(pz_variant_get_double(v, &got), PZ_GET_OK) << text;
+    pz_variant_unref(v);
+    const double want = std::strtod(text.c_str(), nullptr);
+    EXPECT_EQ(std::memcmp(&got, &want, sizeof got), 0) << text << ": " << got << " against " << want;
+}
+
+// The texts of json_number_cases.txt, then random ones.
+TEST_F(JsonCases, NumbersReadToTheNearestDouble) {
+    for_each_case("json_number_cases.txt", [](const std::vector<std::string> &f) { expect_nearest(f.at(0)); });
+    std::mt19937_64 rng(41);
+    for (int i = 0; i < 20000; ++i) {
+        std::string text = (rng() % 2 != 0 ? "-" : "") + std::to_string(rng() % 1000);
+        text += "." + std::to_string(rng() >> (rng() % 64));
+        if (rng() % 3 == 0) text += "e" + std::to_string(static_cast<int>(rng() % 61) - 30);
+        expect_nearest(text);
     }
 }
 
