@@ -75,6 +75,21 @@ static inline void *pz_mem_dup(const void *ptr, size_t size) {
     return out;
 }
 
+/* A block from HAL_Malloc moved to a new one of `size` bytes: the first
+ * `used` bytes of `block` (null when `used` is 0) are copied over and
+ * `block` is freed. Null, with `block` untouched, when out of memory or when
+ * `size` is more than the allocator can be asked for. Every growing buffer
+ * of the library goes through here, so that none holds two blocks but
+ * for the copy. */
+static inline void *pz_mem_move(void *block, size_t used, size_t size) {
+    if ((size_t)(unsigned long)size != size) return NULL;
+    void *moved = HAL_Malloc((unsigned long)size);
+    if (moved == NULL) return NULL;
+    if (used != 0) memcpy(moved, block, used);
+    HAL_Free(block);
+    return moved;
+}
+
 #ifdef __cplusplus
 }
 #endif

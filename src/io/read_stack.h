@@ -5,9 +5,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
-#include "pzvariant/hal/pz_hal.h"
+#include "base/pz_memory.h"
 
 namespace pz {
 
@@ -52,10 +51,8 @@ private:
     bool grow() {
         const size_t capacity = capacity_ == 0 ? 64 : capacity_ * 2;
         if (capacity > SIZE_MAX / sizeof(T) / 2) return false;
-        auto *grown = static_cast<T *>(HAL_Malloc(static_cast<unsigned long>(capacity * sizeof(T))));
+        auto *grown = static_cast<T *>(pz_mem_move(items_, size_ * sizeof(T), capacity * sizeof(T)));
         if (grown == nullptr) return false;
-        if (size_ != 0) std::memcpy(static_cast<void *>(grown), items_, size_ * sizeof(T));
-        HAL_Free(items_);
         items_ = grown;
         capacity_ = capacity;
         return true;

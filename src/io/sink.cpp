@@ -2,7 +2,7 @@
 // callback.
 #include "io/sink.h"
 
-#include "pzvariant/hal/pz_hal.h"
+#include "base/pz_memory.h"
 
 using pz::out_sink;
 
@@ -51,15 +51,12 @@ bool out_sink::make_room(size_t n) {
                 to_scratch();
                 return n <= kChunk;
             }
-            auto *grown = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(want)));
-            if (grown == nullptr || static_cast<unsigned long>(want) != want) {
-                HAL_Free(grown);
+            auto *grown = static_cast<char *>(pz_mem_move(start_, used, want));
+            if (grown == nullptr) {
                 failed_ = true;
                 to_scratch();
                 return n <= kChunk;
             }
-            if (used != 0) std::memcpy(grown, start_, used);
-            HAL_Free(start_);
             start_ = grown;
             cursor_ = grown + used;
             end_ = grown + want;

@@ -3,6 +3,7 @@
 
 #include <new>
 
+#include "base/pz_memory.h"
 #include "binary/msgpack.h"
 #include "text/json_writer.h"
 
@@ -30,11 +31,8 @@ bool writer::grow(size_t need) {
     size_t capacity = capacity_ < 256 ? 256 : capacity_;
     while (capacity < need && capacity <= SIZE_MAX / 2) capacity *= 2;
     if (capacity < need) capacity = need;
-    if (static_cast<size_t>(static_cast<unsigned long>(capacity)) != capacity) return false;
-    auto *buf = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(capacity)));
+    auto *buf = static_cast<char *>(pz_mem_move(buf_, used_, capacity));
     if (buf == nullptr) return false;
-    if (used_ != 0) std::memcpy(buf, buf_, used_);
-    HAL_Free(buf_);
     buf_ = buf;
     capacity_ = capacity;
     return true;

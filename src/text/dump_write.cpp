@@ -393,10 +393,8 @@ private:
     bool reserve(size_t size) {
         if (size <= cap_) return true;
         const size_t cap = std::max(size, cap_ * 2);
-        auto *grown = static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(cap)));
+        auto *grown = static_cast<char *>(pz_mem_move(text_, len_, cap));
         if (grown == nullptr) return false;
-        if (text_ != nullptr) std::memcpy(grown, text_, len_);
-        HAL_Free(text_);
         text_ = grown;
         cap_ = cap;
         return true;

@@ -8,7 +8,7 @@
 #include <cmath>
 #include <limits>
 
-#include "pzvariant/hal/pz_hal.h"
+#include "base/pz_memory.h"
 #include "text/utf8.h"
 
 namespace pz::json {
@@ -312,11 +312,8 @@ bool lexer::put(const char *bytes, size_t n) {
     if (scratch_cap_ - scratch_len_ < n) {
         size_t cap = scratch_cap_ == 0 ? 256 : scratch_cap_;
         while (cap - scratch_len_ < n && cap <= SIZE_MAX / 2) cap *= 2;
-        auto *grown = cap - scratch_len_ >= n ? static_cast<char *>(HAL_Malloc(static_cast<unsigned long>(cap)))
-                                              : nullptr;
+        auto *grown = cap - scratch_len_ >= n ? static_cast<char *>(pz_mem_move(scratch_, scratch_len_, cap)) : nullptr;
         if (grown == nullptr) return fail(p_, fault::out_of_memory);
-        if (scratch_len_ != 0) std::memcpy(grown, scratch_, scratch_len_);
-        HAL_Free(scratch_);
         scratch_ = grown;
         scratch_cap_ = cap;
     }
