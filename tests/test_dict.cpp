@@ -40,9 +40,9 @@ TEST_F(Dicts, PutTakesItsOwnReferenceAndReplaces) {
 }
 
 // Calls on no value, on another kind or on a container whose storage could
-// not be had change nothing: the dictionary calls on all but a whole
-// dictionary, the array calls on all but a whole array. Nor do bad keys and
-// values.
+// not be had change nothing and make nothing: the dictionary calls on all
+// but a whole dictionary, the array calls (the format's too, for every entry
+// point) on all but a whole array. Nor do bad keys and values.
 TEST_F(Dicts, CallsOnTheWrongKindOrWithoutStorageChangeNothing) {
     pz_variant_t *v = pz_variant_int32_new(3), *arr = pz_variant_array_new(), *d = pz_variant_dict_new();
     pz_variant_t *no_table = pz_variant_int32_new(0), *no_storage = pz_variant_int32_new(0);
@@ -56,8 +56,9 @@ TEST_F(Dicts, CallsOnTheWrongKindOrWithoutStorageChangeNothing) {
     EXPECT_EQ(pz_variant_dict_get(d, ""), nullptr);
     EXPECT_FALSE(pz_variant_dict_contains(d, nullptr) || pz_variant_dict_erase(d, nullptr));
     pz_variant_dict_foreach(d, nullptr, nullptr);
-    int calls = 0;
+    int calls = 0, object = 0;
     auto count = [](void *, void *, void *n) { return ++*static_cast<int *>(n) > 0; };
+    const long mallocs = hal_malloc_calls();
     for (pz_variant_t *bad : {static_cast<pz_variant_t *>(nullptr), v, arr, no_table, no_storage, d}) {
         if (bad != d) pz_variant_dict_put(bad, "k", v);
         EXPECT_EQ(pz_variant_dict_get(bad, "k"), nullptr);
@@ -74,7 +75,11 @@ TEST_F(Dicts, CallsOnTheWrongKindOrWithoutStorageChangeNothing) {
         EXPECT_EQ(pz_variant_array_index(bad, 0), nullptr);
         EXPECT_EQ(pz_variant_array_size(bad), 0u);
         EXPECT_EQ(pz_variant_array_clear(bad), bad);
+        pz_variant_array_append_vals(bad, "s", &object, CallbackLog::ref, CallbackLog::unref);
+        EXPECT_TRUE(varray_add_dict(bad) == nullptr && varray_add_array(bad) == nullptr);
     }
+    EXPECT_EQ(hal_malloc_calls(), mallocs) << "a call that stores nothing makes nothing";
+    EXPECT_EQ(CallbackLog::ref_calls, 0) << "nor reads its format's arguments";
     EXPECT_EQ(calls, 0);
     EXPECT_EQ(refcount(v), 1);
     EXPECT_EQ(v->int32_val, 3);
