@@ -107,18 +107,14 @@ TEST_F(CppApi, CopyMergeDumpAndPack) {
     EXPECT_FALSE((packed.unpack<int64_t, std::string_view>())) << "kind mismatch";
 }
 
-TEST_F(CppApi, MergePatchMergesDictionariesAndReplacesTheRest) {
-    pz::value cfg = pz::dict({{"srv", pz::dict({{"host", "a"}, {"port", 1}})}, {"tls", true},
-                              {"list", pz::array({1, 2})}, {"n", 5}});
+// The rules of the merge are the C merge's (dump_cases/merge_cases.txt):
+// here what the member adds to them.
+TEST_F(CppApi, MergePatchKeepsNestedRecordsAndThrowsWhatItRefuses) {
+    pz::value cfg = pz::dict({{"srv", pz::dict({{"host", "a"}, {"port", 1}})}, {"tls", true}});
     const pz::value srv = cfg["srv"];
-    cfg.merge_patch(pz::dict({{"srv", pz::dict({{"port", 2}})}, {"tls", pz::value::null()},
-                              {"list", pz::array({3})}, {"n", pz::dict({{"x", pz::value::null()}, {"y", 1}})}}));
-    EXPECT_EQ(cfg, pz::dict({{"srv", pz::dict({{"host", "a"}, {"port", 2}})}, {"list", pz::array({3})},
-                             {"n", pz::dict({{"y", 1}})}}));
+    cfg.merge_patch(pz::dict({{"srv", pz::dict({{"port", 2}})}, {"tls", pz::value::null()}}));
+    EXPECT_EQ(cfg, pz::dict({{"srv", pz::dict({{"host", "a"}, {"port", 2}})}}));
     EXPECT_EQ(srv.get(), cfg["srv"].get()) << "a nested dictionary keeps its record";
-    EXPECT_EQ(cfg.copy().merge_patch(cfg), cfg);
-    EXPECT_EQ(cfg.copy().merge_patch(cfg["srv"]), pz::dict({{"srv", srv}, {"list", pz::array({3})},
-                                                            {"n", pz::dict({{"y", 1}})}, {"host", "a"}, {"port", 2}}));
     EXPECT_EQ(cfg.copy().merge_patch(7), pz::value(7)) << "a patch that is no dictionary replaces";
     pz::value owner = pz::value::adopt(pz_variant_autoptr_new(nullptr, nullptr));
     EXPECT_THROW(cfg.merge_patch(owner), pz::error);
