@@ -247,6 +247,8 @@ TEST_F(SharedKeys, SetsNestAndFreeingOneStopsItsUse) {
     for (pz_variant_t *v : {a, b, c, e}) pz_variant_unref(v);
 }
 
+// (Short of memory a reserve leaves the container as it was: the allocation
+// sweep.)
 TEST_F(SharedKeys, ReservedRoomTakesTheElementsWithoutGrowing) {
     pz_variant_t *a = pz_variant_array_new();
     varray_add_int64(a, 7);
@@ -274,9 +276,6 @@ TEST_F(SharedKeys, ReservedRoomTakesTheElementsWithoutGrowing) {
     EXPECT_FALSE(pz_variant_array_reserve(d, 5));
     EXPECT_FALSE(pz_variant_dict_reserve(a, 5));
     EXPECT_FALSE(pz_variant_array_reserve(nullptr, 5));
-    hal_fail_nth(1, 0);
-    EXPECT_FALSE(pz_variant_array_reserve(a, 5000));
-    EXPECT_EQ(pz_variant_array_size(a), 1000u) << "unchanged when the room cannot be had";
     pz_variant_unref(a);
     pz_variant_unref(d);
 }
