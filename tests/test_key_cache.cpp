@@ -33,12 +33,11 @@ pz_variant_t *records_of(int records, int names) {
     return all;
 }
 
-// The distinct key strings (by address) of the dictionaries in `v`.
+// The key strings (by address) of the dictionaries in `v`, gathered.
 void collect_keys(const pz_variant_t *v, std::set<const void *> &keys) {
-    if (v == nullptr) return;
-    if (v->vt == vtype_array) {
+    if (v != nullptr && v->vt == vtype_array) {
         for (uint32_t i = 0; i < pz_variant_array_size(v); ++i) collect_keys(pz_variant_array_at(v, i), keys);
-    } else if (v->vt == vtype_dict) {
+    } else if (v != nullptr && v->vt == vtype_dict) {
         uint32_t pos = 0;
         const pz_string_t *key = nullptr;
         pz_variant_t *value = nullptr;
@@ -47,6 +46,13 @@ void collect_keys(const pz_variant_t *v, std::set<const void *> &keys) {
             collect_keys(value, keys);
         }
     }
+}
+
+// How many distinct key strings the dictionaries in `v` hold.
+size_t distinct_keys(const pz_variant_t *v) {
+    std::set<const void *> keys;
+    collect_keys(v, keys);
+    return keys.size();
 }
 
 // A reader, and the writer of its format.
@@ -85,9 +91,7 @@ TEST_F(KeyCache, EveryReaderMakesEachRepeatedNameOnce) {
         long read_mallocs = 0;
         pz_variant_t *back = round_trip(r, doc, &read_mallocs);
         ASSERT_TRUE(pz_variant_equal(back, doc));
-        std::set<const void *> keys;
-        collect_keys(back, keys);
-        EXPECT_EQ(keys.size(), 200u) << "4,000 members share 200 key strings";
+        EXPECT_EQ(distinct_keys(back), 200u) << "4,000 members share 200 key strings";
         // A copy shares its source's keys: beside it the read makes the 200
         // names and its own working blocks (stacks, the cache's table).
         const long before = hal_malloc_calls();
@@ -100,9 +104,7 @@ TEST_F(KeyCache, EveryReaderMakesEachRepeatedNameOnce) {
 
         back = round_trip(r, after_ids, &read_mallocs);
         ASSERT_TRUE(pz_variant_equal(back, after_ids));
-        keys.clear();
-        collect_keys(pz_variant_dict_find(back, "records"), keys);
-        EXPECT_EQ(keys.size(), 10u) << "names after the one-off names";
+        EXPECT_EQ(distinct_keys(pz_variant_dict_find(back, "records")), 10u) << "names after the one-off names";
         pz_variant_unref(back);
     }
     pz_variant_unref(after_ids);
@@ -195,9 +197,7 @@ pz_variant_t *built(int n) {
 
 TEST_F(SharedKeys, RecordsBuiltWithAKeySetShareOneStringPerName) {
     pz_variant_t *apart = built(50);
-    std::set<const void *> keys_apart, keys_shared;
-    collect_keys(apart, keys_apart);
-    EXPECT_EQ(keys_apart.size(), 200u) << "without a key set every member has its own key";
+    EXPECT_EQ(distinct_keys(apart), 200u) << "without a key set every member has its own key";
 
     pz_keys_t *keys = pz_keys_new();
     ASSERT_NE(keys, nullptr);
@@ -207,8 +207,7 @@ TEST_F(SharedKeys, RecordsBuiltWithAKeySetShareOneStringPerName) {
     const long mallocs = hal_malloc_calls() - before;
     EXPECT_EQ(pz_keys_use(nullptr), keys);
     pz_keys_free(keys);  // the records keep their keys
-    collect_keys(shared, keys_shared);
-    EXPECT_EQ(keys_shared.size(), 4u);
+    EXPECT_EQ(distinct_keys(shared), 4u);
     EXPECT_TRUE(pz_variant_equal(shared, apart));
     // Per record: the record, its table, the number, the text, the inner
     // dictionary, its table and the color; the keys four times in all, not
