@@ -80,6 +80,16 @@ TEST_F(Dicts, CallsOnTheWrongKindOrWithoutStorageChangeNothing) {
     }
     EXPECT_EQ(hal_malloc_calls(), mallocs) << "a call that stores nothing makes nothing";
     EXPECT_EQ(CallbackLog::ref_calls, 0) << "nor reads its format's arguments";
+    // A pointer given where it cannot be stored goes at once, with its
+    // callbacks.
+    for (pz_variant_t *bad : {static_cast<pz_variant_t *>(nullptr), v}) {
+        varray_add_autoptr(bad, &object, CallbackLog::dtor);
+        varray_add_sharedptr(bad, &object, CallbackLog::ref, CallbackLog::unref);
+        vdict_set_autoptr(bad, "k", &object, CallbackLog::dtor);
+        vdict_set_sharedptr(bad, "k", &object, CallbackLog::ref, CallbackLog::unref);
+    }
+    vdict_set_autoptr(d, "", &object, CallbackLog::dtor);
+    EXPECT_TRUE(CallbackLog::dtor_calls == 5 && CallbackLog::ref_calls == 4 && CallbackLog::unref_calls == 4);
     EXPECT_EQ(calls, 0);
     EXPECT_EQ(refcount(v), 1);
     EXPECT_EQ(v->int32_val, 3);
