@@ -99,15 +99,14 @@ TEST_F(Views, RangesOfATemporaryKeepItWhileTheLoopRuns) {
     EXPECT_EQ(hal_atomic_incs(), incs + 1) << "one reference for the whole walk";
 }
 
+// (What reads as a span, and what not: the checked-read cases, through
+// get_as.)
 TEST_F(Views, ByteBuffersReadAsSpansOfTheStoredBytes) {
     const pz::value rec = record();
     const auto blob = rec["blob"].get<std::span<const std::byte>>();
     ASSERT_TRUE(blob.has_value());
-    ASSERT_EQ(blob->size(), 2u);
-    EXPECT_EQ((*blob)[1], std::byte{0xff});
+    EXPECT_EQ(blob->size(), 2u);
     EXPECT_EQ(blob->data(), static_cast<const std::byte *>(pz::view(rec)["blob"].get()->ptr_val)) << "not a copy";
-    EXPECT_FALSE(rec["name"].get<std::span<const std::byte>>()) << "a string is no buffer";
-    EXPECT_TRUE(pz::value::bytes(nullptr, 0).get<std::span<const std::byte>>()->empty());
 }
 
 TEST_F(Views, ErrorTextsNameKindsWithTheirArticle) {
