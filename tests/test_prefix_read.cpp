@@ -74,7 +74,7 @@ void read_every_cut(const std::string &text, prefix_reader read, bool json, bool
     const std::string trimmed = json ? text.substr(0, text.find_last_not_of(" \t\r\n") + 1) : text;
     const bool number = json && trimmed.find_first_of("[{\"tfn") == std::string::npos;
     for (size_t cut = 0; cut <= text.size(); ++cut) {
-        const std::unique_ptr<char[]> front(new char[cut + 1]);
+        const std::unique_ptr<char[]> front(new char[cut == 0 ? 1 : cut]);
         std::memcpy(front.get(), text.data(), cut);
         pz_read_error_t error;
         for (const unsigned flags : {0u, PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS | PZ_JSON_READ_NONFINITE |
