@@ -1,4 +1,5 @@
-// Array values: element references, order, bounds and clearing.
+// Array values: element references, order, bounds and clearing (calls on
+// what is no array: test_dict.cpp).
 
 #include "pz_test.h"
 
@@ -64,28 +65,6 @@ TEST_F(Arrays, ClearReleasesElementsFirstAndKeepsStorage) {
     varray_add_int8(arr, 1);
     EXPECT_EQ(varray_int8(arr, 0), 1);
     pz_variant_unref(arr);
-}
-
-TEST_F(Arrays, NonArraysAndMissingStorageAreLeftAlone) {
-    pz_variant_t *value = pz_variant_int32_new(7), *dict = pz_variant_dict_new();
-    pz_variant_t *bare = pz_variant_int32_new(0);
-    hal_fail_nth(1, 0);  // an array kind whose storage cannot be had
-    pz_variant_change_type(bare, vtype_array);
-    ASSERT_TRUE(bare->vt == vtype_array && bare->ptr_val == nullptr);
-    for (pz_variant_t *target : {static_cast<pz_variant_t *>(nullptr), value, dict, bare}) {
-        pz_variant_array_append(target, value);
-        pz_variant_array_prepend(target, value);
-        pz_variant_array_insert(target, 0, value);
-        pz_variant_array_set(target, 0, value);
-        pz_variant_array_remove(target, 0);
-        EXPECT_EQ(pz_variant_array_index(target, 0), nullptr);
-        EXPECT_EQ(pz_variant_array_size(target), 0u);
-        EXPECT_EQ(pz_variant_array_clear(target), target);
-    }
-    EXPECT_EQ(refcount(value), 1);
-    EXPECT_EQ(value->int32_val, 7);
-    EXPECT_EQ(dict->vt, vtype_dict);
-    for (pz_variant_t *v : {value, dict, bare}) pz_variant_unref(v);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
-// The writers' byte sink and the UTF-8 checks that the text readers and
-// writers share.
+// The writers' byte sink and the UTF-8 check that the text readers and
+// writers share (the encoding of \u escapes at each length's bounds is
+// pinned by json_cases/accept/escape_u_each_length_at_its_bounds).
 #include "io/sink.h"
 #include "pz_test.h"
 #include "text/utf8.h"
@@ -9,35 +10,10 @@ namespace {
 using TextBaseTest = LeakCheckedTest;
 
 TEST(Utf8, LongestValidPrefixStopsAtTheFirstBadSequence) {
-    const struct {
-        std::string text;
-        size_t valid;
-    } cases[] = {
-        {"plain ascii, longer than a word", 31},
-        {"\xC3\xA9t\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80", 14},
-        {"ab\xC0\xAF", 2},                       // overlong '/'
-        {"ab\xE0\x80\xAF", 2},                   // overlong in three bytes
-        {"ab\xED\xA0\x80", 2},                   // a surrogate
-        {"ab\xF4\x90\x80\x80", 2},               // past U+10FFFF
-        {"ab\xF5\x80\x80\x80", 2},               // no such lead byte
-        {"abcdefgh\x80", 8},                     // a continuation alone, after a full word
-        {"ab\xE2\x82", 2},                       // cut short at the end
-        {"ab\xE2\x82z", 2},                      // cut short inside
-        {std::string("a\0b", 3), 3},             // NUL is a character
-        {"\xF4\x8F\xBF\xBF", 4},                 // U+10FFFF itself
-    };
-    for (const auto &c : cases) {
-        EXPECT_EQ(pz::utf8_valid_prefix(c.text.data(), c.text.size()), c.valid) << c.text;
-    }
-}
-
-TEST(Utf8, EncodesEveryLengthAsItReadsBack) {
-    for (uint32_t cp : {0x24u, 0x7Fu, 0x80u, 0x7FFu, 0x800u, 0xFFFDu, 0x10000u, 0x10FFFFu}) {
-        char out[4];
-        const size_t n = pz::utf8_encode(cp, out);
-        EXPECT_EQ(n, cp < 0x80 ? 1u : cp < 0x800 ? 2u : cp < 0x10000 ? 3u : 4u);
-        EXPECT_TRUE(pz::utf8_valid(out, n)) << cp;
-    }
+    for_each_case("utf8_cases.txt", [](const std::vector<std::string> &f) {
+        const std::vector<uint8_t> text = bytes_of(f.at(0));
+        EXPECT_EQ(pz::utf8_valid_prefix(reinterpret_cast<const char *>(text.data()), text.size()), std::stoul(f.at(1)));
+    });
 }
 
 // Writes `pieces` of every size through the sink's three entry points.
@@ -110,20 +86,6 @@ TEST_F(TextBaseTest, SinkHandsChunksToItsCallbackUntilItSaysStop) {
     EXPECT_FALSE(stopping.flush());
     EXPECT_TRUE(stopping.failed());
     EXPECT_LT(some.text.size(), 10000 + pz::out_sink::kChunk + 1);
-}
-
-TEST_F(TextBaseTest, SinkThatRunsOutOfMemoryGivesNothingAndLeaksNothing) {
-    const int failures = sweep_alloc_failures([] {
-        pz::out_sink sink;
-        const std::string expect = write_pieces(sink, 100);
-        char *text = sink.take();
-        if (text != nullptr) {
-            EXPECT_EQ(text, expect);
-        }
-        EXPECT_EQ(text == nullptr, sink.failed());
-        HAL_Free(text);
-    });
-    EXPECT_GT(failures, 3);
 }
 
 }  // namespace

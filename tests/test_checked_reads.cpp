@@ -126,23 +126,6 @@ TEST_F(CheckedReads, ConvertOnlyWhatIsKeptExactlyInEveryForm) {
     });
 }
 
-// The configurations that crashed and that read wrong through the raw
-// getters give, through the checked family, a status and the default.
-TEST_F(CheckedReads, ConfigurationsFromJsonGiveStatusesNotGarbage) {
-    pz_variant_t *cfg = json_read("{\"name\":42,\"port\":70000,\"read\":30,\"connect\":1.5}");
-    const char *name = "unnamed";
-    uint32_t len = 0;
-    uint16_t port = 80;
-    double timeout = 5.0;
-    int32_t connect = 5;
-    EXPECT_EQ(vdict_get_str(cfg, "name", &name, &len), PZ_GET_WRONG_KIND);
-    EXPECT_EQ(vdict_get_uint16(cfg, "port", &port), PZ_GET_OUT_OF_RANGE);
-    EXPECT_EQ(vdict_get_double(cfg, "read", &timeout), PZ_GET_OK);
-    EXPECT_EQ(vdict_get_int32(cfg, "connect", &connect), PZ_GET_OUT_OF_RANGE);
-    EXPECT_TRUE(std::string(name) == "unnamed" && port == 80 && timeout == 30.0 && connect == 5);
-    pz_variant_unref(cfg);
-}
-
 // No element is absent in every form; reads allocate nothing and take no
 // reference; NaN stays NaN in floating types and is no integer; a pointer
 // is only a pointer.

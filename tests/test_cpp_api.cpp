@@ -38,12 +38,9 @@ TEST_F(CppApi, ConstructionPicksTheKindAndGetMatchesItExactly) {
     EXPECT_EQ(v.get<int32_t>(), -5);
     EXPECT_FALSE(v.get<int64_t>()) << "no widening";
     EXPECT_FALSE(v.get<uint32_t>()) << "no change of sign";
-    EXPECT_EQ(v.value_or<int64_t>(9), -5) << "value_or converts as get_as does";
-    EXPECT_EQ(v.value_or<uint32_t>(9), 9u) << "not a negative into unsigned";
     const pz::value text = std::string("a\0b", 3);
     EXPECT_EQ(text.get<std::string_view>(), std::string_view("a\0b", 3));
     EXPECT_EQ(text.value_or("none"), std::string("a\0b", 3));
-    EXPECT_EQ(v.value_or("none"), "none");
     EXPECT_TRUE(pz::value::null().is_null() && pz::value().is_null() && !pz::value(false).is_null());
 }
 
@@ -85,25 +82,8 @@ TEST_F(CppApi, CopyMergeDumpAndPack) {
     a.concat(pz::dict({{"id", 2}, {"j", 3}}));
     EXPECT_EQ(a.dump(), R"({"dict":{"id":{"int32":2},"list":{"array":[{"int8":-1},{"double":0.1}]},"j":{"int32":3}}})");
     EXPECT_EQ(pz::from_dump(b.dump()), b);
-    try {
-        pz::from_dump(R"({"int8":1)");
-        ADD_FAILURE() << "read an unfinished text";
-    } catch (const pz::parse_error &e) {
-        EXPECT_STREQ(e.what(), "unexpected end of text");
-        EXPECT_EQ(e.offset(), 9u);
-    }
     EXPECT_EQ(pz::from_json(R"({"a":[1,2.5]})"), pz::dict({{"a", pz::array({int64_t{1}, 2.5})}}));
     EXPECT_EQ(pz::from_json(std::string_view("[7]xyz", 3)), pz::array({int64_t{7}})) << "only the view is read";
-    try {
-        pz::from_json("[1,\n \"a\\q\"]");
-        ADD_FAILURE() << "read a bad escape";
-    } catch (const pz::parse_error &e) {
-        EXPECT_STREQ(e.what(), "invalid escape");
-        EXPECT_EQ(e.code(), PZ_READ_INVALID_ESCAPE);
-        EXPECT_EQ(e.offset(), 7u);
-        EXPECT_EQ(e.line(), 2u);
-        EXPECT_EQ(e.column(), 4u);
-    }
     EXPECT_EQ(pz::array({int8_t{1}, "x", 0.5f}).to_json(), R"([1,"x",0.5])");
     std::ostringstream shown;
     shown << pz::dict({{"list", pz::array({})}, {"a", pz::array({true, "x y"})}, {"o", pz::dict({})}});
@@ -127,18 +107,14 @@ TEST_F(CppApi, CopyMergeDumpAndPack) {
     EXPECT_FALSE((packed.unpack<int64_t, std::string_view>())) << "kind mismatch";
 }
 
-TEST_F(CppApi, MergePatchMergesDictionariesAndReplacesTheRest) {
-    pz::value cfg = pz::dict({{"srv", pz::dict({{"host", "a"}, {"port", 1}})}, {"tls", true},
-                              {"list", pz::array({1, 2})}, {"n", 5}});
+// The rules of the merge are the C merge's (dump_cases/merge_cases.txt):
+// here what the member adds to them.
+TEST_F(CppApi, MergePatchKeepsNestedRecordsAndThrowsWhatItRefuses) {
+    pz::value cfg = pz::dict({{"srv", pz::dict({{"host", "a"}, {"port", 1}})}, {"tls", true}});
     const pz::value srv = cfg["srv"];
-    cfg.merge_patch(pz::dict({{"srv", pz::dict({{"port", 2}})}, {"tls", pz::value::null()},
-                              {"list", pz::array({3})}, {"n", pz::dict({{"x", pz::value::null()}, {"y", 1}})}}));
-    EXPECT_EQ(cfg, pz::dict({{"srv", pz::dict({{"host", "a"}, {"port", 2}})}, {"list", pz::array({3})},
-                             {"n", pz::dict({{"y", 1}})}}));
+    cfg.merge_patch(pz::dict({{"srv", pz::dict({{"port", 2}})}, {"tls", pz::value::null()}}));
+    EXPECT_EQ(cfg, pz::dict({{"srv", pz::dict({{"host", "a"}, {"port", 2}})}}));
     EXPECT_EQ(srv.get(), cfg["srv"].get()) << "a nested dictionary keeps its record";
-    EXPECT_EQ(cfg.copy().merge_patch(cfg), cfg);
-    EXPECT_EQ(cfg.copy().merge_patch(cfg["srv"]), pz::dict({{"srv", srv}, {"list", pz::array({3})},
-                                                            {"n", pz::dict({{"y", 1}})}, {"host", "a"}, {"port", 2}}));
     EXPECT_EQ(cfg.copy().merge_patch(7), pz::value(7)) << "a patch that is no dictionary replaces";
     pz::value owner = pz::value::adopt(pz_variant_autoptr_new(nullptr, nullptr));
     EXPECT_THROW(cfg.merge_patch(owner), pz::error);

@@ -45,7 +45,8 @@ TEST_F(Equal, UnreadableValuesAndNulls) {
 }
 
 // One walk goes down both values at once: the limits hold whichever side
-// is too deep or loops, and the walk takes no reference.
+// is too deep or loops, and the walk takes no reference. (Equal values at
+// the limit, past it and looping: test_nesting.cpp.)
 TEST_F(Equal, TwoValuesOfOneShapeAtAndPastTheLimit) {
     const auto nan_bits = [](uint64_t bits) {
         double d;
@@ -63,12 +64,9 @@ TEST_F(Equal, TwoValuesOfOneShapeAtAndPastTheLimit) {
         return a;
     };
     const std::tuple<pz_variant_t *, pz_variant_t *, bool> cases[] = {
-        {chain(PZ_VARIANT_MAX_DEPTH, pz_variant_int8_new(1)), chain(PZ_VARIANT_MAX_DEPTH, pz_variant_int8_new(1)), true},
         {chain(PZ_VARIANT_MAX_DEPTH, pz_variant_int8_new(1)), chain(PZ_VARIANT_MAX_DEPTH, pz_variant_int8_new(2)), false},
-        {chain(PZ_VARIANT_MAX_DEPTH + 1, pz_variant_int8_new(1)), chain(PZ_VARIANT_MAX_DEPTH + 1, pz_variant_int8_new(1)), false},
         {hole_at(PZ_VARIANT_MAX_DEPTH), hole_at(PZ_VARIANT_MAX_DEPTH), true},
         {hole_at(PZ_VARIANT_MAX_DEPTH + 1), hole_at(PZ_VARIANT_MAX_DEPTH + 1), false},
-        {self_holding(), self_holding(), false},
         {self_holding(), chain(3, pz_variant_array_new()), false},
         {nan_bits(0x7ff8000000000001ull), nan_bits(0x7ff8000000000001ull), true},
         {nan_bits(0x7ff8000000000001ull), nan_bits(0x7ff8000000000002ull), false},

@@ -18,19 +18,15 @@ std::string canonical(const pz_variant_t *v) { return taken(pz_variant_to_json(v
 // Each .json of canonical/ written canonically is its .out (less the final
 // newline), and that text reads back to a value whose canonical text it is.
 TEST_F(JsonOptions, CanonicalFormOfTheRfcExamples) {
-    int cases = 0;
-    for (const fs::path &path : json_cases("canonical")) {
+    const std::vector<fs::path> cases = json_cases("canonical");
+    EXPECT_EQ(cases.size(), 2u);
+    for (const fs::path &path : cases) {
         SCOPED_TRACE(path.filename().string());
-        ++cases;
-        const std::string want = slurp(fs::path(path).replace_extension(".out"));
         pz_variant_t *v = json_read(slurp(path).c_str());
-        EXPECT_EQ(canonical(v), want);
-        pz_variant_t *back = json_read(want.c_str());
-        EXPECT_EQ(canonical(back), want);
-        pz_variant_unref(back);
+        const auto write = [](const pz_variant_t *w) { return pz_variant_to_json(w, PZ_JSON_CANONICAL); };
+        EXPECT_EQ(expect_round_trip(v, json_read, write, false), slurp(fs::path(path).replace_extension(".out")));
         pz_variant_unref(v);
     }
-    EXPECT_EQ(cases, 2);
 }
 
 TEST_F(JsonOptions, CanonicalNumbersAreEcmaScripts) {
@@ -102,13 +98,7 @@ TEST_F(JsonOptions, AConfigurationFileWithCommentsReadsUnderTheFlag) {
     std::fclose(stream);
     EXPECT_TRUE(pz_variant_equal(streamed, cfg));
     EXPECT_EQ(pz::from_json(text, flags), pz::value::borrow(cfg));
-    try {
-        pz::from_json(text, PZ_JSON_READ_TRAILING_COMMAS);
-        ADD_FAILURE() << "read";
-    } catch (const pz::parse_error &e) {
-        EXPECT_EQ(e.code(), PZ_READ_INVALID_SYNTAX);
-        EXPECT_EQ(e.offset(), 0u);
-    }
+    EXPECT_THROW(pz::from_json(text, PZ_JSON_READ_TRAILING_COMMAS), pz::parse_error) << "comments only when asked";
     for (pz_variant_t *v : {cfg, streamed}) pz_variant_unref(v);
     std::remove(path.c_str());
 }

@@ -89,19 +89,13 @@ TEST_F(MsgPack, NilStandsForEmptySlotsNullsAndPointers) {
     pz_variant_unref(a);
 }
 
-TEST_F(MsgPack, NestingIsBoundedBothWays) {
+// (One level more is refused: the read cases.)
+TEST_F(MsgPack, TheDeepestValueIsWrittenAndReadBack) {
     pz_variant_t *deepest = chain(PZ_VARIANT_MAX_DEPTH, pz_variant_int8_new(1));
-    const std::string hex = written(deepest);
-    pz_variant_t *back = read_hex(hex);
+    pz_variant_t *back = read_hex(written(deepest));
     EXPECT_TRUE(pz_variant_equal(deepest, back));
     pz_variant_unref(back);
     pz_variant_unref(deepest);
-
-    // Reading, one level more than the deepest value that was written.
-    pz_read_error_t error;
-    EXPECT_EQ(read_hex("91" + hex, &error), nullptr);
-    EXPECT_EQ(error.code, PZ_READ_TOO_DEEP);
-    EXPECT_EQ(error.offset, hex.size() / 2 - 1);  // at the innermost value, d0 01
 }
 
 // 499 containers, each header announcing as many elements as the bytes
@@ -150,14 +144,6 @@ TEST_F(MsgPack, TheCppInterface) {
     const std::vector<std::byte> bytes = v.to_msgpack();
     EXPECT_EQ(hex_of(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size()), "82a16ed10005a173a3610062");
     EXPECT_EQ(pz::from_msgpack(bytes), v);
-    try {
-        pz::from_msgpack("\x92\xc0", 2);
-        ADD_FAILURE() << "no exception";
-    } catch (const pz::parse_error &e) {
-        EXPECT_STREQ(e.what(), "unexpected end of input");
-        EXPECT_EQ(e.code(), PZ_READ_UNEXPECTED_END);
-        EXPECT_EQ(e.offset(), 2u);
-    }
     int object = 0;
     EXPECT_THROW(pz::value(&object).to_msgpack(), pz::error);
     EXPECT_EQ(pz::value(&object).to_msgpack(PZ_MSGPACK_POINTERS_AS_NIL), std::vector<std::byte>{std::byte{0xc0}});

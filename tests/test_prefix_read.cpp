@@ -1,6 +1,7 @@
 // Reading values one after the other from the front of a buffer: the cases
 // of dump_cases/*_prefix_cases.txt, and every cut of every value read from
-// the front being "cut short" at the cut, never another fault.
+// the front being "cut short" at the cut, never another fault; every cut
+// of every JSON case read from exactly its length, whole and from the front.
 #include <memory>
 
 #include "pz_test.h"
@@ -42,70 +43,84 @@ std::vector<std::string> read_all(const std::string &input, prefix_reader read, 
     }
 }
 
-TEST_F(PrefixRead, JsonValuesOneAfterTheOther) {
-    for_each_case("json_prefix_cases.txt", [](const std::vector<std::string> &f) {
-        ASSERT_GE(f.size(), 2u);
-        pz_variant_t *text = pz_variant_from_json(f[0].c_str(), nullptr);
-        ASSERT_NE(text, nullptr) << "the input is a JSON string";
-        const std::string input(text->str_val, text->len);
-        pz_variant_unref(text);
-        EXPECT_EQ(read_all(input, json_prefix, true), std::vector<std::string>(f.begin() + 1, f.end()));
-    });
+// The JSON cases are JSON strings holding the input, the MessagePack ones hex.
+TEST_F(PrefixRead, ValuesOneAfterTheOther) {
+    for (const bool json : {true, false}) {
+        for_each_case(json ? "json_prefix_cases.txt" : "msgpack_prefix_cases.txt", [json](const std::vector<std::string> &f) {
+            ASSERT_GE(f.size(), 2u);
+            std::string input;
+            if (json) {
+                pz_variant_t *text = pz_variant_from_json(f[0].c_str(), nullptr);
+                ASSERT_NE(text, nullptr) << "the input is a JSON string";
+                input.assign(text->str_val, text->len);
+                pz_variant_unref(text);
+            } else {
+                const std::vector<uint8_t> bytes = bytes_of(f[0]);
+                input.assign(bytes.begin(), bytes.end());
+            }
+            EXPECT_EQ(read_all(input, json ? json_prefix : pz_variant_from_msgpack_prefix, json),
+                      std::vector<std::string>(f.begin() + 1, f.end()));
+        });
+    }
 }
 
-TEST_F(PrefixRead, MessagePackValuesBackToBack) {
-    for_each_case("msgpack_prefix_cases.txt", [](const std::vector<std::string> &f) {
-        ASSERT_GE(f.size(), 2u);
-        const std::vector<uint8_t> bytes = bytes_of(f[0]);
-        const std::string input(bytes.begin(), bytes.end());
-        EXPECT_EQ(read_all(input, pz_variant_from_msgpack_prefix, false),
-                  std::vector<std::string>(f.begin() + 1, f.end()));
-    });
-}
-
-// Every cut of a whole value leaves a front that is cut short at the cut:
-// what a caller reading a stream takes for "more to come". Only a number
-// at the top, cut after a digit, is a value of its own. Each cut is read
-// from a block of exactly its length, so that a read past it shows.
-void expect_cut_short_everywhere(const std::string &whole, prefix_reader read, bool json) {
-    const std::string trimmed = json ? whole.substr(0, whole.find_last_not_of(" \t\r\n") + 1) : whole;
+// Every cut of `text`, each read from a block of exactly its length so that
+// a read past it shows: from the front with `read` and, for JSON, whole,
+// strictly and with every reading flag. Of a whole value (`whole`) every
+// cut leaves a front that is cut short at the cut: what a caller reading a
+// stream takes for "more to come". Only a number at the top, cut after a
+// digit, is a value of its own.
+void read_every_cut(const std::string &text, prefix_reader read, bool json, bool whole) {
+    const std::string trimmed = json ? text.substr(0, text.find_last_not_of(" \t\r\n") + 1) : text;
     const bool number = json && trimmed.find_first_of("[{\"tfn") == std::string::npos;
-    for (size_t cut = 0; cut < trimmed.size(); ++cut) {
-        const std::unique_ptr<char[]> front(new char[cut + 1]);
-        std::memcpy(front.get(), trimmed.data(), cut);
+    for (size_t cut = 0; cut <= text.size(); ++cut) {
+        const std::unique_ptr<char[]> front(new char[cut == 0 ? 1 : cut]);
+        std::memcpy(front.get(), text.data(), cut);
         pz_read_error_t error;
+        for (const unsigned flags : {0u, PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS | PZ_JSON_READ_NONFINITE |
+                                             PZ_JSON_READ_REFUSE_OVERFLOW | PZ_JSON_READ_REFUSE_DUPLICATES}) {
+            pz_variant_t *v = json ? pz_variant_from_json_opts(front.get(), cut, flags, &error) : nullptr;
+            EXPECT_TRUE(!json || v != nullptr || (error.offset <= cut && error.line > 0)) << cut;
+            pz_variant_unref(v);
+        }
         size_t used = 0;
         pz_variant_t *v = read(front.get(), cut, &used, &error);
         const bool blank = json ? trimmed.find_first_not_of(" \t\r\n") >= cut : cut == 0;
-        if (v != nullptr) {
+        if (!whole || cut >= trimmed.size()) {
+            EXPECT_LE(used, cut);
+        } else if (v != nullptr) {
             EXPECT_TRUE(number) << "cut at " << cut;
             EXPECT_EQ(used, cut);
-            pz_variant_unref(v);
         } else if (blank) {
             EXPECT_EQ(error.code, PZ_READ_NO_VALUE) << "cut at " << cut;
         } else {
             EXPECT_EQ(error.code, PZ_READ_UNEXPECTED_END) << "cut at " << cut << ": " << error.reason;
             EXPECT_EQ(error.offset, cut);
         }
+        pz_variant_unref(v);
     }
 }
 
-TEST_F(PrefixRead, EveryCutOfAJsonValueIsCutShort) {
-    int cases = 0;
-    for (const auto &path : json_cases("accept")) {
-        const std::string text = slurp(path);
-        if (text.size() > 2000) continue;
-        SCOPED_TRACE(path.filename().string());
-        expect_cut_short_everywhere(text, json_prefix, true);
-        ++cases;
+TEST_F(PrefixRead, EveryCutOfEveryJsonCase) {
+    int whole_values = 0;
+    for (const char *folder : {"accept", "refuse", "implementation-defined", "with/comments", "with/trailing_commas",
+                               "with/nonfinite", "with/refuse_overflow", "with/refuse_duplicates"}) {
+        const bool whole = std::string(folder) == "accept";
+        for (const auto &path : json_cases(folder)) {
+            const std::string text = slurp(path);
+            if (text.size() > (whole ? 2000u : 400u)) continue;
+            SCOPED_TRACE(path.filename().string());
+            read_every_cut(text, json_prefix, true, whole);
+            whole_values += whole;
+        }
     }
-    EXPECT_GT(cases, 30);
+    EXPECT_GT(whole_values, 30);
 }
 
 TEST_F(PrefixRead, EveryCutOfAMessagePackValueIsCutShort) {
     for_each_case("msgpack_write_cases.txt", [](const std::vector<std::string> &f) {
         const std::vector<uint8_t> bytes = bytes_of(f.at(1));
-        expect_cut_short_everywhere(std::string(bytes.begin(), bytes.end()), pz_variant_from_msgpack_prefix, false);
+        read_every_cut(std::string(bytes.begin(), bytes.end()), pz_variant_from_msgpack_prefix, false, true);
     });
 }
 

@@ -65,22 +65,13 @@ TEST_F(Strings, ConstructorsAndSettersCopyExactlyOrTakeOver) {
 }
 
 TEST_F(Strings, CompareFollowsStrcmpAndTreatsEmptyAsEqual) {
-    pz_variant_t *abc = pz_variant_str_new("abc"), *empty = pz_variant_str_new(nullptr);
-    pz_variant_t *number = pz_variant_int64_new(0x61), *null_kind = pz_variant_int8_new(1);
-    pz_variant_clear(null_kind);
-    const struct {
-        pz_variant_t *v;
-        const char *text;
-        int sign;
-    } cases[] = {
-        {abc, "abd", -1},  {abc, "", 1},         {empty, nullptr, 0}, {empty, "a", -1}, {null_kind, "", 0},
-        {nullptr, nullptr, 0}, {number, "a", 1}, {number, nullptr, 1}, {nullptr, "a", 1},  // a number is never text
-    };
-    for (const auto &c : cases) {
-        const int32_t r = pz_variant_str_cmp(c.v, c.text);
-        EXPECT_EQ((r > 0) - (r < 0), c.sign) << (c.text ? c.text : "null");
-    }
-    for (pz_variant_t *x : {abc, empty, number, null_kind}) pz_variant_unref(x);
+    for_each_case("str_cmp_cases.txt", [](const std::vector<std::string> &f) {
+        ASSERT_EQ(f.size(), 3u);
+        pz_variant_t *v = f[0] == "NULL" ? nullptr : case_value(f[0]);
+        const int32_t r = pz_variant_str_cmp(v, f[1] == "NULL" ? nullptr : f[1].c_str());
+        EXPECT_EQ((r > 0) - (r < 0), std::stoi(f[2]));
+        pz_variant_unref(v);
+    });
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Typed array and dictionary accessors: raw reads and the hand-written
-// members (the generated ones are checked per kind with the scalars).
+// members (the generated ones are checked per kind with the scalars; those
+// given nowhere to store: test_dict.cpp).
 #include "pz_test.h"
 
 namespace {
@@ -9,13 +10,10 @@ using TypedAccess = LeakCheckedTest;
 int object;
 
 // Both families read through the same raw load; the array's is checked here.
-// A child container is made only in an array.
-TEST_F(TypedAccess, GettersReadRawBitsAndMisplacedAddsAllocateNothing) {
+// (A child container is made only in an array: test_dict.cpp.)
+TEST_F(TypedAccess, GettersReadRawBitsAndAllocateNothing) {
     pz_variant_t *arr = pz_variant_pack("oofi", -1, 2, 0.1, int32_t{256});
-    pz_variant_t not_an_array{};
     const long mallocs = hal_malloc_calls(), incs = hal_atomic_incs();
-    EXPECT_EQ(varray_add_dict(nullptr), nullptr);
-    EXPECT_EQ(varray_add_array(&not_an_array), nullptr);
     EXPECT_EQ(varray_int64(arr, 0), union_read<int64_t>(int8_t{-1}));
     EXPECT_TRUE(varray_bool(arr, 1));
     EXPECT_EQ(varray_float(arr, 2), 0.1f) << "kept in single precision";
@@ -54,20 +52,6 @@ TEST_F(TypedAccess, StringsBytesAndSizedPointers) {
     pz_variant_t *sized = pz_variant_dict_get(dict, "sized");
     EXPECT_TRUE(sized->vt == vtype_ptr && sized->ptr_val == &object && sized->len == 12u);
     for (pz_variant_t *v : {sized, arr, dict}) pz_variant_unref(v);
-}
-
-// Nowhere to store them: the element goes at once, with its callbacks.
-TEST_F(TypedAccess, OwnedAndSharedPointersThroughContainers) {
-    pz_variant_t *dict = pz_variant_dict_new();
-    varray_add_autoptr(nullptr, &object, CallbackLog::dtor);
-    varray_add_sharedptr(dict, &object, CallbackLog::ref, CallbackLog::unref);
-    vdict_set_autoptr(nullptr, "k", &object, CallbackLog::dtor);
-    vdict_set_autoptr(dict, "", &object, CallbackLog::dtor);
-    vdict_set_sharedptr(nullptr, "k", &object, CallbackLog::ref, CallbackLog::unref);
-    EXPECT_EQ(CallbackLog::dtor_calls, 3);
-    EXPECT_EQ(CallbackLog::ref_calls, 2);
-    EXPECT_EQ(CallbackLog::unref_calls, 2);
-    pz_variant_unref(dict);
 }
 
 }  // namespace

@@ -55,16 +55,11 @@ TEST_F(Views, AViewReadsAsTheHandleDoesWithoutTouchingACount) {
     EXPECT_EQ(v[std::string("port")].get_as<uint16_t>(), 8080);
     EXPECT_EQ(v["port"].value_or(0), 8080);
     EXPECT_EQ(v["tags"][2]["deep"].value_or(false), true);
-    EXPECT_EQ(v["tags"].size(), 3u);
-    EXPECT_TRUE(v.contains("tags") && v.contains(std::string_view("name")) && !v.contains("x"));
+    EXPECT_TRUE(v.contains("tags") && !v.contains("x"));
     EXPECT_FALSE(v["tags"][-1].has_value() || v["tags"][7].has_value() || v["missing"]["x"].has_value());
     EXPECT_TRUE(v["missing"].is_null() && pz::view().is_null());
-    std::vector<pz::kind> kinds;
-    for (pz::view e : v["tags"].elements()) kinds.push_back(e.kind());
-    for (auto [key, e] : v.entries()) kinds.push_back(e.kind());
-    EXPECT_EQ(kinds.size(), 7u);
     EXPECT_TRUE(v == rec && rec == v && v["tags"] != rec) << "mixed comparisons";
-    EXPECT_EQ(hal_atomic_incs(), incs) << "a walk through views takes no reference";
+    EXPECT_EQ(hal_atomic_incs(), incs) << "reads through views take no reference (walks: test_cpp_idioms.cpp)";
     EXPECT_EQ(refcount(rec.get()), 1);
 
     EXPECT_FALSE(v[std::string_view("na\0me", 5)].has_value()) << "no key holds a NUL byte";
@@ -104,15 +99,14 @@ TEST_F(Views, RangesOfATemporaryKeepItWhileTheLoopRuns) {
     EXPECT_EQ(hal_atomic_incs(), incs + 1) << "one reference for the whole walk";
 }
 
+// (What reads as a span, and what not: the checked-read cases, through
+// get_as.)
 TEST_F(Views, ByteBuffersReadAsSpansOfTheStoredBytes) {
     const pz::value rec = record();
     const auto blob = rec["blob"].get<std::span<const std::byte>>();
     ASSERT_TRUE(blob.has_value());
-    ASSERT_EQ(blob->size(), 2u);
-    EXPECT_EQ((*blob)[1], std::byte{0xff});
+    EXPECT_EQ(blob->size(), 2u);
     EXPECT_EQ(blob->data(), static_cast<const std::byte *>(pz::view(rec)["blob"].get()->ptr_val)) << "not a copy";
-    EXPECT_FALSE(rec["name"].get<std::span<const std::byte>>()) << "a string is no buffer";
-    EXPECT_TRUE(pz::value::bytes(nullptr, 0).get<std::span<const std::byte>>()->empty());
 }
 
 TEST_F(Views, ErrorTextsNameKindsWithTheirArticle) {
