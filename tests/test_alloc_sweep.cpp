@@ -197,6 +197,8 @@ pz_variant_t *written_back(pz_variant_t *v, bool arm_writer, Write write, Read r
     const std::optional<std::string> bytes = arm_writer ? armed([&] { return write(v); }) : write(v);
     return instead(v, !bytes ? nullptr : arm_writer ? read(*bytes) : armed([&] { return read(*bytes); }));
 }
+const auto as_json = [](const pz_variant_t *v) { return new_block(writer::json, v); };
+const auto as_msgpack = [](const pz_variant_t *v) { return new_block(writer::msgpack, v, PZ_MSGPACK_POINTERS_AS_NIL); };
 // The value `Make` gives, dumped and read back with the failure armed.
 template <pz_variant_t *(*Make)()>
 pz_variant_t *read_back() {
@@ -215,8 +217,7 @@ pz_variant_t *read_back() {
 // failure armed around the writer or the reader.
 template <pz_variant_t *(*Make)(), bool kArmWriter>
 pz_variant_t *msgpack_back() {
-    return written_back(Make(), kArmWriter,
-                        [](const pz_variant_t *v) { return new_block(writer::msgpack, v, PZ_MSGPACK_POINTERS_AS_NIL); },
+    return written_back(Make(), kArmWriter, as_msgpack,
                         [](const std::string &b) { return pz_variant_from_msgpack(b.data(), b.size(), nullptr); });
 }
 // The values of `bytes` as a stream of `format`, read in pieces of 7 bytes;
@@ -483,8 +484,7 @@ const std::vector<Case> cases = {
     WRITE(pz_variant_to_json(v, PZ_JSON_SORT_KEYS | PZ_JSON_INDENT_TABS), json_read),
     // Long enough that the text's block grows several times.
     Case{"pz_variant_to_json of a long array", [] {
-             pz_variant_t *v = long_array();
-             return instead(v, json_read(taken(ARMED(pz_variant_to_json(v, 0))).c_str()));
+             return written_back(long_array(), true, as_json, [](const std::string &t) { return json_read(t.c_str()); });
          }},
     WRITE(pz_variant_dump(v), pz_variant_from_dump),
     Case{"pz_variant_dump_buf", [] {
@@ -526,11 +526,9 @@ const std::vector<Case> cases = {
     CALL_KEEPING(full_array, none, (pz_variant_array_reserve(t, 500), t), full_array),
     CALL_KEEPING(sample, none, (pz_variant_dict_reserve(t, 500), t), sample),
     Case{"pz_variant_from_json_n of a long array", [] {
-             pz_variant_t *v = long_array();
-             char *text = pz_variant_to_json(v, 0);
-             pz_variant_t *got = ARMED(pz_variant_from_json_n(text, std::strlen(text), nullptr));
-             HAL_Free(text);
-             return instead(v, got);
+             return written_back(long_array(), false, as_json, [](const std::string &t) {
+                 return pz_variant_from_json_n(t.data(), t.size(), nullptr);
+             });
          }},
     // From the front, the value builder as for the whole readers; the event
     // readers allocate only the lexer's block for strings with escapes.
@@ -539,12 +537,10 @@ const std::vector<Case> cases = {
              return ARMED(pz_variant_from_json_prefix(kEscapedRecords, sizeof kEscapedRecords - 1, &used, nullptr));
          }},
     Case{"pz_variant_from_msgpack_prefix", [] {
-             pz_variant_t *v = sample();
-             size_t len = 0, used = 0;
-             uint8_t *bytes = pz_variant_to_msgpack(v, PZ_MSGPACK_POINTERS_AS_NIL, &len);
-             pz_variant_t *got = ARMED(pz_variant_from_msgpack_prefix(bytes, len, &used, nullptr));
-             HAL_Free(bytes);
-             return instead(v, got);
+             return written_back(sample(), false, as_msgpack, [](const std::string &b) {
+                 size_t used = 0;
+                 return pz_variant_from_msgpack_prefix(b.data(), b.size(), &used, nullptr);
+             });
          }},
     Case{"pz_events_read_json", [] {
              const pz_events_t none{};
