@@ -6,6 +6,7 @@
 
 #include "pzvariant/hal/pz_hal.h"
 #include "pz_test.h"
+#include "writers.h"
 #include "pzvariant/pz_variant.hpp"
 #include "containers/arrays.h"
 #include "core/kinds.h"
@@ -161,18 +162,20 @@ struct Case {
     const char *name;
     pz_variant_t *(*run)();
     pz_variant_t *(*kept)() = nullptr;  // if set, what a failed run gives in place of a degraded result
+                                        // (`none`: no value at all)
 };
 
 #define ARMED(expr) armed([&] { return (expr); })
 // `expr` called on `t` made by `start` and `a` made by `arg`, both made
-// before arming; it gives the value to look at, which owns `t`.
+// before arming; it gives the value to look at, which owns `t`, or reports
+// a status, and `t` is looked at.
 #define CALL(start, arg, expr) CALL_KEEPING(start, arg, expr, nullptr)
 // As CALL, where a failed call gives the full result or leaves `t` as `kept`
 // makes it.
 #define CALL_KEEPING(start, arg, expr, kept)                                 \
     Case{#expr, [] {                                                         \
              [[maybe_unused]] pz_variant_t *t = start(), *a = arg();        \
-             pz_variant_t *result = ARMED(expr);                             \
+             pz_variant_t *result = outcome(t, ARMED(expr));                 \
              pz_variant_unref(a);                                            \
              return result;                                                  \
          }, kept}
@@ -187,12 +190,20 @@ struct Case {
              if (fail_at == 1) give_back(obj);                               \
              return result;                                                  \
          }}
+// `v` (released) written by `write` and read back by `read`, the failure
+// armed around the one or the other; null when nothing was written.
+template <class Write, class Read>
+pz_variant_t *written_back(pz_variant_t *v, bool arm_writer, Write write, Read read) {
+    const std::optional<std::string> bytes = arm_writer ? armed([&] { return write(v); }) : write(v);
+    return instead(v, !bytes ? nullptr : arm_writer ? read(*bytes) : armed([&] { return read(*bytes); }));
+}
+const auto as_json = [](const pz_variant_t *v) { return new_block(writer::json, v); };
+const auto as_msgpack = [](const pz_variant_t *v) { return new_block(writer::msgpack, v, PZ_MSGPACK_POINTERS_AS_NIL); };
 // The value `Make` gives, dumped and read back with the failure armed.
 template <pz_variant_t *(*Make)()>
 pz_variant_t *read_back() {
-    pz_variant_t *v = Make();
-    const std::string text = dumped(v);
-    return instead(v, ARMED(pz_variant_from_dump(text.c_str())));
+    return written_back(Make(), false, [](const pz_variant_t *v) { return new_block(writer::dump, v); },
+                        [](const std::string &text) { return pz_variant_from_dump(text.c_str()); });
 }
 // `sample()` as `v` written with the failure armed ("NULL" for no text),
 // then read back by `read`.
@@ -206,14 +217,8 @@ pz_variant_t *read_back() {
 // failure armed around the writer or the reader.
 template <pz_variant_t *(*Make)(), bool kArmWriter>
 pz_variant_t *msgpack_back() {
-    pz_variant_t *v = Make();
-    size_t len = 0;
-    const auto write = [&] { return pz_variant_to_msgpack(v, PZ_MSGPACK_POINTERS_AS_NIL, &len); };
-    uint8_t *bytes = kArmWriter ? armed(write) : write();
-    const auto read = [&] { return pz_variant_from_msgpack(bytes, len, nullptr); };
-    pz_variant_t *back = bytes == nullptr ? nullptr : kArmWriter ? read() : armed(read);
-    HAL_Free(bytes);
-    return instead(v, back);
+    return written_back(Make(), kArmWriter, as_msgpack,
+                        [](const std::string &b) { return pz_variant_from_msgpack(b.data(), b.size(), nullptr); });
 }
 // The values of `bytes` as a stream of `format`, read in pieces of 7 bytes;
 // a read out of memory is tried again, as the reader allows. Null when the
@@ -242,19 +247,17 @@ pz_variant_t *stream_read(pz_stream_format format, const std::string &bytes) {
 // the writer or the reader.
 template <pz_stream_format F, bool kArmWriter>
 pz_variant_t *stream_back() {
-    pz_variant_t *v = sample();
-    const auto write = [v] {
+    const auto write = [](const pz_variant_t *v) {
         pz_stream_writer_t *w = pz_stream_writer_new(F, F == PZ_STREAM_MSGPACK ? PZ_MSGPACK_POINTERS_AS_NIL : 0);
         for (int i = 0; i < 3; ++i) pz_stream_write(w, v);
         size_t len = 0;
         char *bytes = static_cast<char *>(pz_stream_writer_take(w, &len));
         pz_stream_writer_free(w);
-        std::string text(bytes != nullptr ? bytes : "", len);
+        std::optional<std::string> text(std::in_place, bytes != nullptr ? bytes : "", len);
         HAL_Free(bytes);
         return text;
     };
-    const std::string bytes = kArmWriter ? armed(write) : write();
-    return instead(v, kArmWriter ? stream_read(F, bytes) : armed([&] { return stream_read(F, bytes); }));
+    return written_back(sample(), kArmWriter, write, [](const std::string &bytes) { return stream_read(F, bytes); });
 }
 // Values that copies and dumps refuse: one nested a level too deep, and one
 // holding itself past a few other values. The loop is cut after the call
@@ -283,17 +286,13 @@ void reported(pz_status status) {
 void reported(pz_path_status status) {
     EXPECT_TRUE(status == PZ_PATH_OK || (fired && status == PZ_PATH_OUT_OF_MEMORY)) << status;
 }
-// As CALL_KEEPING, for a call that reports a status.
-#define REPORTED(start, arg, expr, kept)                              \
-    Case{#expr, [] {                                                  \
-             [[maybe_unused]] pz_variant_t *t = start(), *a = arg(); \
-             reported(ARMED(expr));                                   \
-             pz_variant_unref(a);                                     \
-             return t;                                                \
-         }, kept}
-int collect(const char *bytes, size_t n, void *text) {
-    static_cast<std::string *>(text)->append(bytes, n);
-    return 0;
+// What a call gives to look at: the value it made or, for a call that
+// reports a status, its target, the status checked.
+pz_variant_t *outcome(pz_variant_t *, pz_variant_t *made) { return made; }
+template <class Status>
+pz_variant_t *outcome(pz_variant_t *target, Status status) {
+    reported(status);
+    return target;
 }
 // `sample()` written by a reporting writer into a string with the failure
 // armed, and read back by `read` when it was written. (The JSON and
@@ -306,6 +305,24 @@ int collect(const char *bytes, size_t n, void *text) {
              reported(status);                                          \
              return instead(v, status == PZ_STATUS_OK ? read(text) : nullptr); \
          }}
+// `sample()` through a file of plain JSON or MessagePack, the failure
+// armed around the reporting writer (the file removed first) or the reader.
+template <bool kMsgpack, bool kArmWriter>
+pz_variant_t *file_back() {
+    const std::string path = ::testing::TempDir() + (kMsgpack ? "pz_alloc_sweep_msgpack" : "pz_alloc_sweep_json");
+    pz_variant_t *v = sample();
+    std::remove(path.c_str());
+    const auto write = [&] {
+        return kMsgpack ? pz_variant_write_msgpack_file_ex(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL, nullptr)
+                        : pz_variant_write_file_ex(v, path.c_str(), PZ_TEXT_JSON, 0, nullptr);
+    };
+    const auto read = [&] {
+        return kMsgpack ? pz_variant_read_msgpack_file(path.c_str(), nullptr)
+                        : pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr);
+    };
+    reported(kArmWriter ? armed(write) : write());
+    return instead(v, kArmWriter ? read() : armed(read));
+}
 pz_variant_t *dump_read(const std::string &text) { return pz_variant_from_dump_n(text.data(), text.size(), nullptr); }
 // The copy that pz_variant_dup_ex makes of `t`, which it releases.
 pz_variant_t *reported_copy(pz_variant_t *t) {
@@ -407,8 +424,9 @@ const std::vector<Case> cases = {
     CALL(full_array, none, (append_internal_from(t, "dc*", 0.5, "text", &object), t)),
     MAKE(pz_variant_pack("bc?s", 1, "text", &object, Log::ref, Log::unref)),
     MAKE(pack_arg_from(0, "yc", 9, "text")),
-    CALL(sample, none, instead(t, pz_variant_dup(t))),
-    CALL(long_array, none, instead(t, pz_variant_dup(t))),
+    // A copy is whole or none.
+    CALL_KEEPING(sample, none, instead(t, pz_variant_dup(t)), none),
+    CALL_KEEPING(long_array, none, instead(t, pz_variant_dup(t)), none),
     CALL(sample, sample_plus, pz_variant_concat(t, a)),
     CALL(full_array, full_array, pz_variant_concat(t, a)),
     CALL(sample, none, pz_variant_concat(t, t)),
@@ -437,33 +455,21 @@ const std::vector<Case> cases = {
     CALL(nested_sample, nested_patch, diff_from(t, a)),
     CALL(long_array, sample, diff_from(t, a)),
     // The reporting family: the same work, with its status.
-    REPORTED(sample, full_array, pz_variant_dict_put_ex(t, "new key", 7, a), sample),
-    REPORTED(sample, int_value, pz_variant_dict_put_scalar_ex(t, "new key", 7, a), sample),
-    REPORTED(full_array, sample, pz_variant_array_append_ex(t, a), full_array),
-    REPORTED(sample, none, vdict_child_ex(t, "child", 5, nullptr), sample),
-    REPORTED(sample, full_array, pz_variant_path_set_ex(t, "/new/deeper/key", 15, a), sample),
-    REPORTED(nested_sample, nested_patch, pz_variant_merge_patch_ex(t, a), nested_sample),
-    CALL(sample, none, reported_copy(t)),
+    CALL_KEEPING(sample, full_array, pz_variant_dict_put_ex(t, "new key", 7, a), sample),
+    CALL_KEEPING(sample, int_value, pz_variant_dict_put_scalar_ex(t, "new key", 7, a), sample),
+    CALL_KEEPING(full_array, sample, pz_variant_array_append_ex(t, a), full_array),
+    CALL_KEEPING(sample, none, vdict_child_ex(t, "child", 5, nullptr), sample),
+    CALL_KEEPING(sample, full_array, pz_variant_path_set_ex(t, "/new/deeper/key", 15, a), sample),
+    CALL_KEEPING(nested_sample, nested_patch, pz_variant_merge_patch_ex(t, a), nested_sample),
+    CALL_KEEPING(sample, none, reported_copy(t), none),
     Case{"pz_variant_concat_ex", [] {
              pz_variant_t *t = sample(), *a = sample_plus();
              reported(ARMED(pz_variant_concat_ex(&t, a)));
              return instead(a, t);
          }},
     WRITE_REPORTED(pz_variant_dump_callback(v, collect, &text), dump_read),
-    Case{"pz_variant_write_file_ex", [] {
-             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_file_ex";
-             pz_variant_t *v = sample();
-             std::remove(path.c_str());
-             reported(ARMED(pz_variant_write_file_ex(v, path.c_str(), PZ_TEXT_JSON, 0, nullptr)));
-             return instead(v, pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr));
-         }},
-    Case{"pz_variant_write_msgpack_file_ex", [] {
-             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_msgpack_ex";
-             pz_variant_t *v = sample();
-             std::remove(path.c_str());
-             reported(ARMED(pz_variant_write_msgpack_file_ex(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL, nullptr)));
-             return instead(v, pz_variant_read_msgpack_file(path.c_str(), nullptr));
-         }},
+    Case{"pz_variant_write_file_ex", file_back<false, true>},
+    Case{"pz_variant_write_msgpack_file_ex", file_back<true, true>},
     MAKE(pz_variant_from_dump_n(R"({"dict":{"a":{"uint64":18446744073709551615}}} and more)", 46, nullptr)),
     // Refused also when an allocation fails on the way: never cut short.
     REFUSED(too_deep, ARMED(pz_variant_dup(v))),
@@ -478,8 +484,7 @@ const std::vector<Case> cases = {
     WRITE(pz_variant_to_json(v, PZ_JSON_SORT_KEYS | PZ_JSON_INDENT_TABS), json_read),
     // Long enough that the text's block grows several times.
     Case{"pz_variant_to_json of a long array", [] {
-             pz_variant_t *v = long_array();
-             return instead(v, json_read(taken(ARMED(pz_variant_to_json(v, 0))).c_str()));
+             return written_back(long_array(), true, as_json, [](const std::string &t) { return json_read(t.c_str()); });
          }},
     WRITE(pz_variant_dump(v), pz_variant_from_dump),
     Case{"pz_variant_dump_buf", [] {
@@ -502,21 +507,11 @@ const std::vector<Case> cases = {
              EXPECT_TRUE(got == full || (got == 0 && buf[0] == '\0')) << got;
              return got == full ? v : instead(v, nullptr);
          }},
-    Case{"pz_variant_read_file", [] {
-             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_file";
-             pz_variant_t *v = sample();
-             pz_variant_write_file(v, path.c_str(), PZ_TEXT_JSON, 0);
-             return instead(v, ARMED(pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, nullptr)));
-         }},
+    Case{"pz_variant_read_file", file_back<false, false>},
     Case{"pz_variant_to_msgpack", msgpack_back<sample, true>},
     Case{"pz_variant_from_msgpack", msgpack_back<sample, false>},
     Case{"pz_variant_from_msgpack of a long array", msgpack_back<long_array, false>},
-    Case{"pz_variant_read_msgpack_file", [] {
-             const std::string path = ::testing::TempDir() + "pz_alloc_sweep_msgpack";
-             pz_variant_t *v = sample();
-             pz_variant_write_msgpack_file(v, path.c_str(), PZ_MSGPACK_POINTERS_AS_NIL);
-             return instead(v, ARMED(pz_variant_read_msgpack_file(path.c_str(), nullptr)));
-         }},
+    Case{"pz_variant_read_msgpack_file", file_back<true, false>},
     // Read with every reading flag: comments, trailing commas, NaN.
     MAKE(pz_variant_from_json_opts(kConfigText, sizeof kConfigText - 1,
                                    PZ_JSON_READ_COMMENTS | PZ_JSON_READ_TRAILING_COMMAS | PZ_JSON_READ_NONFINITE |
@@ -531,11 +526,9 @@ const std::vector<Case> cases = {
     CALL_KEEPING(full_array, none, (pz_variant_array_reserve(t, 500), t), full_array),
     CALL_KEEPING(sample, none, (pz_variant_dict_reserve(t, 500), t), sample),
     Case{"pz_variant_from_json_n of a long array", [] {
-             pz_variant_t *v = long_array();
-             char *text = pz_variant_to_json(v, 0);
-             pz_variant_t *got = ARMED(pz_variant_from_json_n(text, std::strlen(text), nullptr));
-             HAL_Free(text);
-             return instead(v, got);
+             return written_back(long_array(), false, as_json, [](const std::string &t) {
+                 return pz_variant_from_json_n(t.data(), t.size(), nullptr);
+             });
          }},
     // From the front, the value builder as for the whole readers; the event
     // readers allocate only the lexer's block for strings with escapes.
@@ -544,12 +537,10 @@ const std::vector<Case> cases = {
              return ARMED(pz_variant_from_json_prefix(kEscapedRecords, sizeof kEscapedRecords - 1, &used, nullptr));
          }},
     Case{"pz_variant_from_msgpack_prefix", [] {
-             pz_variant_t *v = sample();
-             size_t len = 0, used = 0;
-             uint8_t *bytes = pz_variant_to_msgpack(v, PZ_MSGPACK_POINTERS_AS_NIL, &len);
-             pz_variant_t *got = ARMED(pz_variant_from_msgpack_prefix(bytes, len, &used, nullptr));
-             HAL_Free(bytes);
-             return instead(v, got);
+             return written_back(sample(), false, as_msgpack, [](const std::string &b) {
+                 size_t used = 0;
+                 return pz_variant_from_msgpack_prefix(b.data(), b.size(), &used, nullptr);
+             });
          }},
     Case{"pz_events_read_json", [] {
              const pz_events_t none{};
@@ -582,7 +573,7 @@ TEST_F(AllocSweep, EveryAllocatingFunctionFailsCleanlyAtEveryPoint) {
             const bool failed = fired;
             pz_variant_t *kept = failed && c.kept != nullptr ? c.kept() : nullptr;
             const bool as_promised = pz_variant_equal(got, want) ||
-                                     (failed && (kept != nullptr ? pz_variant_equal(got, kept) : degraded(got, want)));
+                                     (failed && (c.kept != nullptr ? pz_variant_equal(got, kept) : degraded(got, want)));
             for (pz_variant_t *v : {got, want, kept}) pz_variant_unref(v);
             const bool clean = hal_live_blocks() == live_before && Log::dtor_calls == owned_made &&
                                Log::unref_calls == Log::ref_calls && !Log::early_unref;

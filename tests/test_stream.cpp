@@ -1,34 +1,22 @@
 // Streams of values: every way of cutting a stream into pieces reads as the
-// whole stream does, values and faults alike; the states between pieces;
-// faults placed from the start of the stream; NDJSON going on after a bad
-// line; the limit on one value; memory that follows the value in flight,
-// not the stream; the writers, each value whole or not at all.
+// whole stream does, values and faults alike, each fault final; the case
+// file's streams (numbers waiting at the top, faults placed from the start
+// of the stream, NDJSON going on after a bad line, the limit on one value);
+// memory that follows the value in flight, not the stream; the writers,
+// each value whole or not at all.
 #include <unistd.h>
 
-#include <random>
 #include <thread>
 
 #include "pz_test.h"
 #include "pzvariant/pz_variant.hpp"
+#include "random_values.h"
 
 namespace {
 
 using Stream = LeakCheckedTest;
 
-// The MessagePack of `v` in hex (a long one by its length and hash):
-// exact for every kind a reader makes.
-std::string packed(const pz_variant_t *v) {
-    size_t len = 0;
-    uint8_t *bytes = pz_variant_to_msgpack(v, 0, &len);
-    std::string hex = bytes == nullptr ? "(unwritable)"
-                      : len <= 64  ? hex_of(bytes, len)
-                                   : std::to_string(len) + "#" +
-                                       std::to_string(std::hash<std::string_view>()({reinterpret_cast<char *>(bytes), len}));
-    HAL_Free(bytes);
-    return hex;
-}
-
-// What a reader gave, in order: each value packed, each error as
+// What a reader gave, in order: each value as its dump, each error as
 // "!code@offset:line:column"; then how it ended.
 struct reading {
     std::vector<std::string> items;
@@ -36,31 +24,45 @@ struct reading {
     bool operator==(const reading &) const = default;
 };
 
-std::ostream &operator<<(std::ostream &out, const reading &r) {
-    for (const std::string &item : r.items) out << item << " ";
-    return out << "(ends " << r.last << ")";
+std::string shown(const reading &r) {
+    std::string out;
+    for (const std::string &item : r.items) out += item + " ";
+    return out + "(ends " + std::to_string(r.last) + ")";
+}
+std::ostream &operator<<(std::ostream &out, const reading &r) { return out << shown(r); }
+
+std::string fault(const pz_read_error_t &e) {
+    return "!" + std::to_string(e.code) + "@" + std::to_string(e.offset) + ":" + std::to_string(e.line) + ":" +
+           std::to_string(e.column);
 }
 
-// Takes every value the reader has; false once it stopped at an error.
+// Takes every value the reader has; false once it stopped at an error. A
+// value or a wait for more leaves no error; a fault gives no value and, but
+// in NDJSON, is final: asked again, the reader gives it again.
 bool drain(pz_stream_reader_t *r, pz_stream_format format, reading *out) {
     for (;;) {
         pz_variant_t *v = nullptr;
         pz_read_error_t e;
         out->last = pz_stream_reader_next(r, &v, &e);
+        EXPECT_EQ(v != nullptr, out->last == PZ_STREAM_VALUE);
+        EXPECT_TRUE(out->last == PZ_STREAM_ERROR || out->last == PZ_STREAM_END || e.code == PZ_READ_OK);
         if (out->last == PZ_STREAM_VALUE) {
-            out->items.push_back(packed(v));
+            out->items.push_back(dumped(v));
             pz_variant_unref(v);
             continue;
         }
         if (out->last != PZ_STREAM_ERROR) return true;
-        out->items.push_back("!" + std::to_string(e.code) + "@" + std::to_string(e.offset) + ":" +
-                             std::to_string(e.line) + ":" + std::to_string(e.column));
-        if (format != PZ_STREAM_NDJSON) return false;
+        out->items.push_back(fault(e));
+        if (format == PZ_STREAM_NDJSON) continue;
+        EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_ERROR);
+        EXPECT_EQ(fault(e), out->items.back());
+        return false;
     }
 }
 
 // Reads `bytes` fed in pieces that end at `cuts` (ascending), then the
-// rest; then finishes the stream.
+// rest; then finishes the stream. A fault is final: the reader takes no
+// more bytes after it.
 reading read_cut(pz_stream_format format, const std::string &bytes, const std::vector<size_t> &cuts,
                  size_t limit = 0) {
     pz_stream_reader_t *r = pz_stream_reader_new(format, limit);
@@ -76,6 +78,8 @@ reading read_cut(pz_stream_format format, const std::string &bytes, const std::v
     if (going) {
         pz_stream_reader_finish(r);
         drain(r, format, &out);
+    } else {
+        EXPECT_FALSE(pz_stream_reader_feed(r, "1", 1));
     }
     pz_stream_reader_free(r);
     return out;
@@ -91,38 +95,24 @@ std::vector<size_t> every_byte(size_t n) {
     return cuts;
 }
 
-// Random values of every kind plain JSON and MessagePack hold, with the
-// texts that test a reader's pieces: escapes, multi-byte UTF-8, numbers of
-// every shape.
-pz_variant_t *random_value(std::mt19937 &rng, int depth) {
-    static const char *const kTexts[] = {"", "plain", "q\"uote", "back\\slash", "line\nbreak", "tab\t\x01",
-                                         "caf\xc3\xa9", "\xe6\x97\xa5\xe6\x9c\xac", "\xf0\x9f\x98\x80", "k"};
-    switch (rng() % (depth < 3 ? 10 : 7)) {
-        case 0: return pz_variant_bool_new(rng() % 2 != 0);
-        case 1: return pz_variant_change_type(pz_variant_bool_new(false), vtype_null);
-        case 2: return pz_variant_int64_new(static_cast<int64_t>(rng()) - (int64_t{1} << 31));
-        case 3: return pz_variant_uint64_new(~uint64_t{0} - rng());
-        case 4: return pz_variant_double_new(std::ldexp(static_cast<double>(rng()) - 1e9, static_cast<int>(rng() % 80) - 40));
-        case 5: {
-            std::string text;
-            for (unsigned n = rng() % 4; n > 0; --n) text += kTexts[rng() % 10];
-            return vstr_sized_new(text.data(), static_cast<uint32_t>(text.size()));
-        }
-        case 6: return pz_variant_int64_new(static_cast<int64_t>(rng() % 10));
-        case 7:
-        case 8: {
-            pz_variant_t *a = pz_variant_array_new();
-            for (unsigned n = rng() % 5; n > 0; --n) append_new(a, random_value(rng, depth + 1));
-            return a;
-        }
-        default: {
-            pz_variant_t *d = pz_variant_dict_new();
-            for (unsigned n = rng() % 5; n > 0; --n) {
-                put_new(d, (std::string(kTexts[rng() % 9 + 1]) + std::to_string(n)).c_str(), random_value(rng, depth + 1));
-            }
-            return d;
+// A case file's stream: \xNN is the byte NN; any other escape stands as it
+// is (it is JSON's); MessagePack is written in hex.
+std::string stream_bytes(pz_stream_format format, const std::string &text) {
+    if (format == PZ_STREAM_MSGPACK) {
+        const std::vector<uint8_t> bytes = bytes_of(text);
+        return {bytes.begin(), bytes.end()};
+    }
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text.compare(i, 2, "\\x") == 0) {
+            out += static_cast<char>(std::stoi(text.substr(i + 2, 2), nullptr, 16));
+            i += 3;
+        } else {
+            out += text[i];
+            if (text[i] == '\\' && i + 1 < text.size()) out += text[++i];
         }
     }
+    return out;
 }
 
 // A stream of a few random values in `format`, and what each reads back
@@ -130,8 +120,9 @@ pz_variant_t *random_value(std::mt19937 &rng, int depth) {
 std::string random_stream(std::mt19937 &rng, pz_stream_format format, std::vector<std::string> *alone) {
     static const char *const kSpaces[] = {" ", "\n", "\r\n\t ", "  \n\n"};
     std::string bytes;
+    random_values gen(rng());
     for (unsigned n = 1 + rng() % 6; n > 0; --n) {
-        pz_variant_t *v = random_value(rng, 0);
+        pz_variant_t *v = gen.value(static_cast<int>(rng() % 4));
         pz_variant_t *back = nullptr;
         if (format == PZ_STREAM_MSGPACK) {
             size_t len = 0;
@@ -145,7 +136,7 @@ std::string random_stream(std::mt19937 &rng, pz_stream_format format, std::vecto
             bytes += text + (format == PZ_STREAM_NDJSON ? (rng() % 4 == 0 ? "\r\n\n" : "\n") : kSpaces[rng() % 4]);
             back = pz_variant_from_json(text.c_str(), nullptr);
         }
-        alone->push_back(packed(back));
+        alone->push_back(dumped(back));
         pz_variant_unref(back);
         pz_variant_unref(v);
     }
@@ -183,104 +174,42 @@ TEST_F(Stream, RandomCutsReadAsTheWholeStream) {
     }
 }
 
-// Cut at every point, streams whose values have escapes, surrogate pairs,
-// multi-byte UTF-8, numbers and literals at the top, and every MessagePack
-// header size read as whole, up to the value cut short at the end.
+// The streams of stream_cases.txt read as listed, whole, a byte at a time
+// and cut at every point.
+TEST_F(Stream, CaseFileStreamsReadAsListedHoweverCut) {
+    for_each_case("stream_cases.txt", [](const std::vector<std::string> &f) {
+        ASSERT_EQ(f.size(), 4u);
+        const pz_stream_format format = f[0] == "json"     ? PZ_STREAM_JSON
+                                        : f[0] == "ndjson" ? PZ_STREAM_NDJSON
+                                                           : PZ_STREAM_MSGPACK;
+        const std::string bytes = stream_bytes(format, f[2]);
+        const size_t limit = std::stoul(f[1]);
+        const reading whole = read_whole(format, bytes, limit);
+        EXPECT_EQ(shown(whole), f[3]);
+        EXPECT_EQ(read_cut(format, bytes, every_byte(bytes.size()), limit), whole);
+        for (size_t cut = 1; cut < bytes.size(); ++cut) {
+            EXPECT_EQ(read_cut(format, bytes, {cut}, limit), whole) << "cut at " << cut;
+        }
+    });
+}
+
+// Cut at points through it, a MessagePack stream with headers of every
+// size reads as whole, up to the value cut short at the end
+// (stream_cases.txt has text streams cut at every point).
 TEST_F(Stream, EverySplitPointReadsAsTheWholeStream) {
-    const std::string json = "\xEF\xBB\xBF{\"k\\u00e9\":\"a\\\"b\\\\\\ud83d\\ude00 \xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80\"}"
-                             "-12.5e-3 true[1,[2,{\"x\":null}]]\"s\"7\n1e999 {\"open\":[";
     pz_variant_t *list = pz_variant_pack("qxtdc", 300, INT64_MIN, UINT64_MAX, -0.25, std::string(300, 'z').c_str());
     append_new(list, vstr_sized_new(std::string(70000, 'y').data(), 70000));
     size_t len = 0;
     uint8_t *b = pz_variant_to_msgpack(list, PZ_MSGPACK_SMALLEST, &len);
-    const std::string msgpack = std::string("\x81\xa1k\xc0\x05", 5) + std::string(reinterpret_cast<char *>(b), len) +
-                                std::string("\xdd\x00\x00\x00\x02\xc3", 6);
+    const std::string bytes = std::string("\x81\xa1k\xc0\x05", 5) + std::string(reinterpret_cast<char *>(b), len) +
+                              std::string("\xdd\x00\x00\x00\x02\xc3", 6);
     HAL_Free(b);
     pz_variant_unref(list);
-    for (const auto &[format, bytes] : {std::pair{PZ_STREAM_JSON, json}, std::pair{PZ_STREAM_MSGPACK, msgpack}}) {
-        const reading whole = read_whole(format, bytes);
-        ASSERT_EQ(whole.items.size(), format == PZ_STREAM_JSON ? 8u : 4u) << whole;
-        EXPECT_EQ(whole.items.back(), "!4@" + std::to_string(bytes.size()) + (format == PZ_STREAM_JSON ? ":2:16" : ":0:0"));
-        const size_t step = bytes.size() > 1000 ? 97 : 1;  // (the 70000-byte text is passed in larger steps)
-        for (size_t cut = 1; cut < bytes.size(); cut += step) {
-            EXPECT_EQ(read_cut(format, bytes, {cut}), whole) << "cut at " << cut;
-        }
-    }
-}
-
-// Between pieces: need more is a state, a number or literal at the top
-// waits for what follows it or for the end, and a fault is final.
-TEST_F(Stream, NeedMoreIsAStateAndAFaultIsFinal) {
-    pz_stream_reader_t *r = pz_stream_reader_new(PZ_STREAM_JSON, 0);
-    pz_variant_t *v = nullptr;
-    pz_read_error_t e;
-    for (const char *piece : {"1", "2", "3", " tru"}) {
-        ASSERT_TRUE(pz_stream_reader_feed(r, piece, std::strlen(piece)));
-        EXPECT_EQ(pz_stream_reader_next(r, &v, &e), std::strcmp(piece, " tru") == 0 ? PZ_STREAM_VALUE : PZ_STREAM_NEED_MORE);
-        EXPECT_EQ(e.code, PZ_READ_OK);
-    }
-    EXPECT_EQ(dumped(v), R"({"int64":123})");
-    pz_variant_unref(v);
-    EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_NEED_MORE);
-    ASSERT_TRUE(pz_stream_reader_feed(r, "e\n [1,\n 2,]", 11));
-    EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_VALUE);
-    pz_variant_unref(v);
-    for (int again = 0; again < 2; ++again) {
-        EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_ERROR);
-        EXPECT_EQ(v, nullptr);
-        EXPECT_EQ(e.code, PZ_READ_TRAILING_COMMA);
-        EXPECT_EQ(std::tie(e.offset, e.line, e.column), std::make_tuple(size_t{16}, size_t{3}, size_t{3}));
-    }
-    EXPECT_FALSE(pz_stream_reader_feed(r, "4", 1));
-    pz_stream_reader_free(r);
-
-    r = pz_stream_reader_new(PZ_STREAM_JSON, 0);
-    pz_stream_reader_feed(r, "{\"a\":", 5);
-    EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_NEED_MORE);
-    pz_stream_reader_finish(r);
-    EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_ERROR);
-    EXPECT_EQ(std::tie(e.code, e.offset, e.column), std::make_tuple(PZ_READ_UNEXPECTED_END, size_t{5}, size_t{6}));
-    pz_stream_reader_free(r);
-}
-
-// NDJSON: a bad line is reported with its line and column, and reading
-// goes on with the next; blank lines and CRLF pass; a line longer than the
-// limit is refused and passed over as it arrives.
-TEST_F(Stream, NdjsonReportsABadLineAndGoesOn) {
-    const std::string text = "{\"a\":1}\n{\"a\":\n\n[1,2]\r\n 7 x\n" + std::string(40, '9') + "\n\"last\"";
-    const reading r = read_cut(PZ_STREAM_NDJSON, text, every_byte(text.size()), 32);
-    const std::vector<std::string> want = {packed(pz::from_json("{\"a\":1}").get()), "!4@13:2:6",
-                                           packed(pz::from_json("[1,2]").get()), "!5@25:5:4", "!15@27:6:1",
-                                           packed(pz::from_json("\"last\"").get())};
-    EXPECT_EQ(r.items, want);
-    EXPECT_EQ(r.last, PZ_STREAM_END);
-}
-
-// The limit: a value of exactly the limit is read, one byte more is
-// refused at its first byte; a MessagePack header announcing more is
-// refused as it arrives, with nothing held for what it announces.
-TEST_F(Stream, TheLimitRefusesALargerValueAndAnAnnouncingHeader) {
-    for (const pz_stream_format format : {PZ_STREAM_JSON, PZ_STREAM_MSGPACK}) {
-        const std::string value = format == PZ_STREAM_JSON ? "[\"" + std::string(10, 'x') + "\"]"
-                                                            : "\x91\xaa" + std::string(10, 'x');
-        const std::string two = value + value;
-        EXPECT_EQ(read_whole(format, two, value.size()).items.size(), 2u);
-        const reading over = read_cut(format, two, every_byte(two.size()), value.size() - 1);
-        EXPECT_EQ(over.items, std::vector<std::string>{format == PZ_STREAM_JSON ? "!15@0:1:1" : "!15@0:0:0"});
-    }
-    // (Counts any address space holds: past it, 32-bit targets refuse a
-    // header as no value can hold it, where it stands.)
-    const std::string headers[] = {std::string("\xdb\x40\x00\x00\x00", 5), std::string("\xdd\x7f\xff\xff\xff", 5),
-                                   std::string("\x92\xc0\xdf\x00\x10\x00\x00", 7)};
-    for (const std::string &header : headers) {
-        pz_stream_reader_t *r = pz_stream_reader_new(PZ_STREAM_MSGPACK, 1 << 20);
-        pz_variant_t *v = nullptr;
-        pz_read_error_t e;
-        ASSERT_TRUE(pz_stream_reader_feed(r, header.data(), header.size()));
-        EXPECT_EQ(pz_stream_reader_next(r, &v, &e), PZ_STREAM_ERROR);
-        EXPECT_EQ(std::tie(e.code, e.offset), std::make_tuple(PZ_READ_TOO_LARGE, size_t{0}));
-        EXPECT_FALSE(pz_stream_reader_feed(r, "x", 1));
-        pz_stream_reader_free(r);
+    const reading whole = read_whole(PZ_STREAM_MSGPACK, bytes);
+    ASSERT_EQ(whole.items.size(), 4u) << whole;
+    EXPECT_EQ(whole.items.back(), "!4@" + std::to_string(bytes.size()) + ":0:0");
+    for (size_t cut = 1; cut < bytes.size(); cut += 97) {  // (the 70000-byte text is passed in steps)
+        EXPECT_EQ(read_cut(PZ_STREAM_MSGPACK, bytes, {cut}), whole) << "cut at " << cut;
     }
 }
 

@@ -16,16 +16,11 @@ using Writers = LeakCheckedTest;
 // At every size of the caller's buffer, up to past the room a piece needs
 // to be printed in place: the full length, as much of the text as fits,
 // terminated (MessagePack: all of it once it fits), nothing past the
-// buffer. A top-level container is printed piece by piece, so the end of
-// the buffer falls inside pieces, between them and inside the typed object
-// around them; numbers, escapes and hex are written in place.
+// buffer.
 TEST_F(Writers, TheCallersBufferHoldsAsMuchAsFitsAtEverySize) {
-    for (const char *dump : {R"({"string":"hello world"})", R"({"array":[]})",
-                             R"({"dict":{"a":{"array":[{"int8":-1},{}]},"b":{"string":"x\u0001y"},"c":{"dict":{}}}})",
-                             R"({"array":[{"bytes":"00ff"},{"array":[]},{"double":0.1}]})",
-                             R"({"dict":{"n":{"array":[{"int64":-9223372036854775808},{"double":0.1},{"double":1e999}]},)"
-                             R"("s":{"string":"\u0001\"\\x"},"b":{"bytes":"00ff10"}}})"}) {
-        pz_variant_t *v = pz_variant_from_dump(dump);
+    for_each_case("buffer_cases.txt", [](const std::vector<std::string> &f) {
+        pz_variant_t *v = pz_variant_from_dump_strict(f.at(0).data(), f[0].size(), nullptr);
+        ASSERT_NE(v, nullptr);
         for (const writer w : {writer::json, writer::dump, writer::msgpack}) {
             const std::string whole = new_block(w, v).value_or("");
             for (size_t size = 0; size <= whole.size() + 24; ++size) {
@@ -40,7 +35,7 @@ TEST_F(Writers, TheCallersBufferHoldsAsMuchAsFitsAtEverySize) {
             }
         }
         pz_variant_unref(v);
-    }
+    });
 }
 
 // A value a writer cannot take gives nothing through any entry point, and
@@ -146,12 +141,8 @@ TEST_F(Writers, FilesReadBackOrKeepTheSystemsReason) {
         EXPECT_EQ(read_back(), doc) << "the file as it was";
         for (const auto &failing : {std::function<void()>([&] { pz::read_file(missing, f); }),
                                     std::function<void()>([&] { pz::write_file(missing, doc, f); })}) {
-            try {
-                failing();
-                ADD_FAILURE() << "no exception";
-            } catch (const std::system_error &e) {
-                EXPECT_EQ(e.code(), std::errc::no_such_file_or_directory);
-            }
+            const auto e = caught<std::system_error>(failing);
+            EXPECT_TRUE(e && e->code() == std::errc::no_such_file_or_directory);
         }
     }
     EXPECT_FALSE(pz_variant_write_file(loop.get(), path.c_str(), PZ_TEXT_JSON, 0) ||
@@ -171,13 +162,8 @@ TEST_F(Writers, FilesReadBackOrKeepTheSystemsReason) {
     EXPECT_EQ(pz_variant_read_file(path.c_str(), PZ_TEXT_JSON, &why), nullptr);
     EXPECT_EQ(std::to_string(why.offset) + " " + why.reason, "3 NUL byte in the text");
     std::ofstream(path) << "{\n  \"a\": [1,\n  2,]\n}";
-    try {
-        pz::read_file(path);
-        ADD_FAILURE() << "read";
-    } catch (const pz::parse_error &e) {
-        EXPECT_EQ(e.code(), PZ_READ_TRAILING_COMMA);
-        EXPECT_EQ(e.line(), 3u);
-    }
+    const auto comma = caught<pz::parse_error>([&] { pz::read_file(path); });
+    EXPECT_TRUE(comma && comma->code() == PZ_READ_TRAILING_COMMA && comma->line() == 3u);
     FILE *stream = std::tmpfile();
     EXPECT_TRUE(pz_variant_write_msgpack_stream(doc.get(), stream, 0) && pz_variant_write_msgpack_stream(doc.get(), stream, 0));
     std::rewind(stream);

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <limits>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -22,6 +23,7 @@
 #include "containers/arrays.h"
 #include "containers/dicts.h"
 #include "pzvariant/pz_variant.h"
+#include "pzvariant/pz_variant.hpp"
 #include "text/dump.h"
 
 // Counts the callbacks of owned and shared pointers; an unref with no ref
@@ -130,6 +132,18 @@ inline void append_new(pz_variant_t *array, pz_variant_t *value) {
     pz_variant_unref(value);
 }
 
+// The E that `f` throws; nothing, and a failure, when it throws none.
+template <class E, class F>
+std::optional<E> caught(F f) {
+    try {
+        f();
+    } catch (const E &e) {
+        return e;
+    }
+    ADD_FAILURE() << "nothing thrown";
+    return std::nullopt;
+}
+
 // A text the library made, as a string ("NULL" for none); frees it.
 inline std::string taken(char *text) {
     std::string out = text != nullptr ? text : "NULL";
@@ -144,39 +158,19 @@ inline std::string dumped(const pz_variant_t *v) { return taken(pz_variant_dump(
 // as plain JSON read it) with nothing left out: `v` is of the kind the one
 // member names, and a container holds as many elements or entries, each
 // kept in its place; {} is an empty slot.
-inline bool kept_whole(const pz_variant_t *typed, const pz_variant_t *v) {
-    if (typed == nullptr) return false;
-    if (pz_variant_dict_size(typed) == 0) return typed->vt == vtype_dict && v == nullptr;
-    struct member {
-        const char *name = nullptr;
-        const pz_variant_t *value = nullptr;
-    } m;
-    pz_variant_dict_foreach(const_cast<pz_variant_t *>(typed), [](void *key, void *value, void *out) {
-        *static_cast<member *>(out) = {static_cast<pz_string_t *>(key)->cstr, static_cast<pz_variant_t *>(value)};
-        return true;
-    }, &m);
-    const char *kind = v != nullptr ? pz::kDumpNameOf[static_cast<unsigned char>(v->vt)] : nullptr;
-    if (pz_variant_dict_size(typed) != 1 || kind == nullptr || std::strcmp(kind, m.name) != 0) return false;
-    if (v->vt == vtype_array) {
-        const uint32_t n = pz_variant_array_size(v);
-        bool whole = m.value->vt == vtype_array && pz_variant_array_size(m.value) == n;
-        for (uint32_t i = 0; whole && i < n; ++i) whole = kept_whole(pz::array_at(m.value, i), pz::array_at(v, i));
-        return whole;
+inline bool kept_whole(pz::view typed, pz::view v) {
+    if (typed.kind() != pz::kind::dict || typed.size() > 1) return false;
+    if (typed.size() == 0) return !v.has_value();
+    const auto [name, inner] = *typed.entries().begin();
+    const char *kind = v.has_value() ? pz::kDumpNameOf[static_cast<unsigned char>(v.kind())] : nullptr;
+    if (kind == nullptr || name != kind) return false;
+    if (v.kind() != pz::kind::array && v.kind() != pz::kind::dict) return true;
+    bool whole = inner.kind() == v.kind() && inner.size() == v.size();
+    for (uint32_t i = 0; whole && v.kind() == pz::kind::array && i < v.size(); ++i) whole = kept_whole(inner[i], v[i]);
+    if (whole && v.kind() == pz::kind::dict) {
+        for (const auto &[key, e] : inner.entries()) whole = whole && kept_whole(e, v[key]);
     }
-    if (v->vt != vtype_dict) return true;
-    struct entries {
-        const pz_variant_t *v;
-        bool whole;
-    } e{v, m.value->vt == vtype_dict && pz_variant_dict_size(m.value) == pz_variant_dict_size(v)};
-    if (e.whole) {
-        pz_variant_dict_foreach(const_cast<pz_variant_t *>(m.value), [](void *key, void *value, void *out) {
-            auto *e = static_cast<entries *>(out);
-            e->whole = kept_whole(static_cast<pz_variant_t *>(value),
-                                  pz::dict_find(e->v, static_cast<pz_string_t *>(key)->cstr));
-            return e->whole;
-        }, &e);
-    }
-    return e.whole;
+    return whole;
 }
 
 // A case input: a value read from its dump text, strictly. The dump reader
@@ -191,7 +185,7 @@ inline pz_variant_t *case_value(const std::string &dump) {
     pz_variant_t *typed = pz_variant_from_json(dump.c_str(), &error);
     if (typed == nullptr) {
         ADD_FAILURE() << "not strict JSON at " << error.offset << " (" << error.reason << "): " << dump;
-    } else if (v == nullptr || !kept_whole(typed, v)) {
+    } else if (v == nullptr || !kept_whole(pz::view(typed), pz::view(v))) {
         ADD_FAILURE() << "the dump reader leaves part of it out: " << dump << " reads as " << taken(pz_variant_dump(v));
     }
     pz_variant_unref(typed);
