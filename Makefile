@@ -23,7 +23,7 @@ WERROR     := -DPZ_WERROR=ON
 
 BASE_PACKAGES  := cmake g++ make pkg-config libcjson-dev
 TEST_PACKAGES  := libgtest-dev doxygen valgrind libmsgpack-dev python3-msgpack
-BENCH_PACKAGES := libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev libmsgpack-dev nlohmann-json3-dev
+BENCH_PACKAGES := python3 libbenchmark-dev libjansson-dev libjson-c-dev libglib2.0-dev libmsgpack-dev nlohmann-json3-dev
 GRIND_PACKAGES := valgrind
 FUZZ_PACKAGES  := clang libclang-rt-14-dev libjansson-dev
 DOCS_PACKAGES  := doxygen
@@ -150,6 +150,7 @@ bench: deps-bench
 	  -DPZ_BUILD_EXAMPLES=OFF
 	$(CMAKE) --build $(BENCH_DIR) -j $(JOBS)
 	./$(BENCH_DIR)/bench/pz_bench
+	python3 bench/fresh_samples.py ./$(BENCH_DIR)/bench/pz_bench '^(JR|JD|JM|C[1-4B])/'
 
 # HTML API reference of the public headers in build-docs/html, warnings
 # being errors. The headers are the one list PZ_PUBLIC_HEADERS of

@@ -208,9 +208,25 @@ void print_cpp_table(const table_reporter &r) {
                 " library from one text or one MessagePack form; nlohmann's == serves C3 and C4 alike)\n");
 }
 
+// `--sample`: only the benchmarks asked for, in Google Benchmark's own
+// output (e.g. --benchmark_format=json), without the tables and the memory
+// rows. bench/fresh_samples.py runs each sample this way in a process of
+// its own, so that no library starts on the heap another left behind.
+int run_samples(int argc, char **argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
+    if (argc > 1 && std::strcmp(argv[1], "--sample") == 0) {
+        argv[1] = argv[0];
+        return run_samples(argc - 1, argv + 1);
+    }
     // glibc's malloc runs with its default settings, as in the programs that
     // link us: its trimming and fast-bin merging are part of what they pay.
     // Medians of a few repetitions unless the caller asks otherwise.
