@@ -49,4 +49,13 @@ uint8_t *pz_hex2bytes(const void *text, int count) {
     return out;
 }
 
+bool pz_is_hex(const void *text, size_t count) {
+    if (count % 2 != 0) return false;
+    const auto *in = static_cast<const unsigned char *>(text);
+    for (size_t i = 0; i < count; ++i) {
+        if (digit_value(in[i]) < 0) return false;
+    }
+    return true;
+}
+
 }  // extern "C"

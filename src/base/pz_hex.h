@@ -18,6 +18,11 @@ pz_string_t *pz_hex(const void *bytes, int count);
  * An empty text gives a non-null block of no bytes. */
 uint8_t *pz_hex2bytes(const void *text, int count);
 
+/* Whether `count` characters of `text` are hexadecimal text that
+ * pz_hex2bytes decodes: an even number of digits, either case. For a
+ * reader that must tell a bad text from a failed allocation. */
+bool pz_is_hex(const void *text, size_t count);
+
 #ifdef __cplusplus
 }
 #endif

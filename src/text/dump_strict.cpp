@@ -60,15 +60,6 @@ pz_get_status convert(const pz_variant_t &from, char vt, pz_variant_t *to) {
     }
 }
 
-bool hex_digits(const char *text, size_t len) {
-    if (len % 2 != 0) return false;
-    for (size_t i = 0; i < len; ++i) {
-        const char c = static_cast<char>(text[i] | 0x20);
-        if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) return false;
-    }
-    return true;
-}
-
 // A sink of the JSON parser's events (io/read_sink.h) that reads them as
 // the typed dump and hands the values to `out`, where a duplicate key is
 // refused too.
@@ -139,7 +130,7 @@ public:
         frames_.top().phase = 2;
         if (vt == vtype_string) return given(out_.text(vtype_string, bytes, len, at));
         if (vt != vtype_bytes) return refuse(fault::kind_mismatch, at);
-        if (!hex_digits(bytes, len) || len > INT_MAX) return refuse(fault::bytes_not_hex, at);
+        if (!pz_is_hex(bytes, len) || len > INT_MAX) return refuse(fault::bytes_not_hex, at);
         uint8_t *decoded = pz_hex2bytes(bytes, static_cast<int>(len));
         if (decoded == nullptr) return refuse(fault::out_of_memory, at);
         const bool taken = out_.text(vtype_bytes, reinterpret_cast<const char *>(decoded), len / 2, at);
